@@ -1,0 +1,431 @@
+/*
+ * xrdimage: two-dimensional X-ray diffraction detector images.
+ *
+ * This is the library's one public header; it serves C (C11) and C++ alike.
+ *
+ * Images
+ *   An image is a `Daten` array: unsigned 32-bit pixel values, row by row; the pixel of column x and row y is
+ *   element y * width + x. A `Daten_ushort` array is the same with unsigned 16-bit values. Width and height are
+ *   `int` values that the caller keeps. Arrays that a function hands back come from malloc: the caller owns them
+ *   and releases them with free.
+ *
+ * Messages
+ *   Functions report on standard output, as they go; only to_short's shift line goes to standard error. German
+ *   messages are in ISO-8859-1. Each function's comment quotes what it prints; RED(ERROR) stands for the word in
+ *   bold red, "\033[31;1mERROR\033[0m".
+ *
+ * Errors
+ *   Most functions return 0 whatever happens. A failure shows as a printed message and as outputs that are left as
+ *   they were. No function throws. An image of more than 268435456 (2^28) pixels is refused where the library
+ *   would have to allocate it: no detector comes near, and a damaged header must not exhaust the memory.
+ *
+ * Threads
+ *   Functions may be called from several threads at once unless a comment says otherwise.
+ */
+#ifndef XRDIMAGE_H
+#define XRDIMAGE_H
+
+#include <stdint.h>
+#include <stdio.h>
+
+#if defined(__GNUC__)
+#define XRDIMAGE_API __attribute__((visibility("default")))
+#else
+#define XRDIMAGE_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Shared records and constants
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/* The pixel value that readers store where the true value is unknown because the pixel overflowed. */
+#define OVERFLOW_MARK 256001U
+
+/* What get_image_type returns. Hosts switch on these exact numbers; 5 and 11 are not in use. */
+enum {
+  IMAGE_TYPE_UNKNOWN = 0,
+  IMAGE_TYPE_TRA = 1,
+  IMAGE_TYPE_XI = 2,
+  IMAGE_TYPE_PCK = 3,     /* CCP4-packed image behind a 2400-byte header */
+  IMAGE_TYPE_MAR2300 = 4, /* mar345 image plate, 2300 x 2300 */
+  IMAGE_TYPE_IMG = 6,     /* CCD image with an ADSC-style key=value header */
+  IMAGE_TYPE_IFF = 7,
+  IMAGE_TYPE_EDF = 8,
+  IMAGE_TYPE_TIFF = 9,    /* plain TIFF, and MarCCD */
+  IMAGE_TYPE_RAW = 10,    /* headerless 16-bit pixels */
+  IMAGE_TYPE_MAR2000 = 12 /* mar345 image plate, 2000 x 2000 */
+};
+
+/* Summary of a frame's header, owned by the host. A reader writes only the fields that its comment names. */
+typedef struct ImageInfo {
+  int overflow_count;       /* pixels that overflowed, as the header counts them */
+  double start_angle;       /* degrees */
+  double reserved_angle;    /* set to 0.0 by every reader */
+  double distance;          /* crystal to detector, millimetres */
+  double oscillation_range; /* degrees */
+  double wavelength;        /* angstrom */
+  double exposure_time;     /* seconds */
+  char host_fields[24];     /* the host's own; the library neither reads nor writes them */
+  int minimum;              /* smallest intensity */
+  int maximum;              /* largest intensity */
+  double average;           /* average intensity */
+  char file_name[256];      /* NUL-terminated; a longer path is cut */
+} ImageInfo;
+
+/* The image record that the MarCCD reader fills. */
+typedef struct ImageData {
+  int host_first;      /* the host's own */
+  unsigned int *Daten; /* width x height pixels, allocated by the reader, owned by the caller */
+  int width;           /* pixels per row */
+  int height;          /* rows */
+  int host_middle[4];  /* the host's own */
+  int overflows;       /* number of overflowed pixels */
+} ImageData;
+
+/*
+ * The text header of a mar345 image plate file. Text fields are NUL-terminated; longer values are cut. read_marheader
+ * fills the fields marked with their keyword; the others exist because print_marheader prints them.
+ */
+typedef struct Mar345Header {
+  char program[256]; /* PROGRAM */
+  char date[256];    /* DATE: five words joined by blanks */
+  char format[256];  /* FORMAT */
+  int high;          /* HIGH: number of pixels above 16 bits */
+  int pixel_length;  /* PIXEL LENGTH, micrometres */
+  int pixel_height;  /* PIXEL HEIGHT, micrometres */
+  int roff;          /* ROFF */
+  int toff;          /* TOFF */
+  int gap[8];
+  int adc_a;
+  int adc_b;
+  int add_a;
+  int add_b;
+  double multiplier;
+  double gain;
+  double wavelength; /* WAVELENGTH, angstrom */
+  double distance;   /* DISTANCE, millimetres */
+  double resolution;
+  double phi_start; /* PHI START, degrees */
+  double phi_end;   /* PHI END, degrees */
+  double phi_osc;   /* phi_end - phi_start */
+  double omega_start;
+  double omega_end;
+  double omega_osc;
+  double chi;
+  double twotheta;
+  double center_x;
+  double center_y;
+  char mode[256];
+  double time; /* TIME, seconds */
+  int counts_start;
+  int counts_end;
+  int nmeas;
+  double intensity_min; /* INTENSITY MIN */
+  double intensity_max; /* INTENSITY MAX */
+  double intensity_avg; /* INTENSITY AVE */
+  double intensity_sig;
+  int int_start;
+  int int_end;
+  double int_mean;
+  double int_sig;
+  int histogram[3];
+  double kv;
+  double ma;
+  char source[256];
+  double collimator_width;
+  double collimator_height;
+  double slit1_x;
+  double slit1_y;
+  double slit2_x;
+  double slit2_y;
+  double beamstop;
+  double xtal;
+  double trans1;
+  double trans2;
+} Mar345Header;
+
+/* The 2400 bytes in front of a packed image file; written as they stand. */
+typedef struct PackedFileHeader {
+  int width;
+  int height;
+  char host_fields[2392]; /* the host's own */
+} PackedFileHeader;
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Format detection and readers
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * Which kind of image `filename` holds: one of the IMAGE_TYPE_ codes.
+ *
+ * Runs "file PATH | grep WORD >/dev/null" through the system shell for the words TIFF, tif, edf, mar2300, mar2000,
+ * pck, img, IFF, raw, TRA, tra, xi, in this order; the first that is found decides, be it in the description or in
+ * the path itself. The file need not exist. A path of letters, digits and _-./+=:,@% stands in the command as it is,
+ * any other is quoted; a leading '-' gets "./" in front of it.
+ *
+ * Nothing found: prints "# RED(ERROR) COMMAND returned -1\n" with the last command and returns IMAGE_TYPE_UNKNOWN.
+ */
+XRDIMAGE_API int get_image_type(const char *filename);
+
+/*
+ * Reads a headerless file of unsigned 16-bit little-endian pixels into a new array `*daten` of width x height
+ * values (0 to 65535).
+ *
+ * Asks for the size on standard output, "# Detector x y [1200 1200]> ", and reads one line of standard input;
+ * unless that holds two numbers the size is 1200 x 1200. Prints "# N kB f\374r Daten bereitgestellt\n" (N: kibibytes of
+ * the array). Pixels past the end of a short file are 0; further bytes are ignored.
+ *
+ * The stream that it opens stays open for the life of the process.
+ *
+ * Returns 0 always. When the file cannot be opened: "# RED(ERROR) READING PATH\n", no prompt, outputs untouched.
+ * When an image of that size cannot be had (negative, too large): "# RED(ERROR) READING PATH: cannot allocate
+ * W x H pixels\n", outputs untouched.
+ */
+XRDIMAGE_API int read_raw(const char *filename, unsigned int **daten, int *width, int *height);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * CCP4 packed images
+ *
+ * A lossless compression of 16-bit images, publicly known as the CCP4 "pack" format (J. P. Abrahams): every pixel is
+ * stored as its difference from a prediction made of its left and upper neighbours; 1 to 128 differences form a chunk
+ * of equally wide bit fields. The header line is "\nCCP4 packed image, X: %04d, Y: %04d\n".
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * Decodes the packed image of the file `filename`, wherever in the file its header line stands, into `img`, which must
+ * have room for the width x height 16-bit values that the header line states.
+ *
+ * Returns 0 always. Without a header line nothing is written. When the file cannot be opened: "# PATH does not
+ * exist." (no line feed), `img` untouched. Data that end early are continued with one bits, so the rest of the
+ * image has no meaning.
+ */
+XRDIMAGE_API int readpack_word_c(short *img, const char *filename);
+
+/*
+ * Decodes x * y pixels (x: pixels per row, y: rows) from `stream`, which stands at the first byte of the bit stream,
+ * into `img`. Pixels are stored as 16-bit values (those above 32767 come out negative).
+ *
+ * Reads no byte that it does not need, also from pipes: afterwards the stream stands behind the byte that held the
+ * last bit in use. Data that end early are continued with one bits. With x or y below 1 nothing is read or written.
+ * In an image one pixel wide the prediction takes in what `img` held before.
+ *
+ * Returns 0 always, prints nothing.
+ */
+XRDIMAGE_API int unpack_word(FILE *stream, int x, int y, short *img);
+
+/*
+ * Writes the x * y image `img` (x: pixels per row, y: rows) to `stream` as header line and bit stream. An image with
+ * more than one pixel in a single row gets one extra difference, of 0, behind its last pixel; decoders ignore it. Ends
+ * with the last byte begun, or one byte more when the bits ended on a byte boundary. Write errors are not reported.
+ */
+XRDIMAGE_API void pack_wordimage_c(short *img, int x, int y, FILE *stream);
+
+/*
+ * The differences between pixels and predictions, from pixel index `done` on, into `diffs`: at most 16384, up to the
+ * last pixel of the x * y image (and the extra difference of a one-row image). Returns the address of the last
+ * difference written, `diffs` - 1 if there was none.
+ */
+XRDIMAGE_API int32_t *diff_words(short *img, int x, int y, int32_t *diffs, int32_t done);
+
+/*
+ * The bits that `n` differences need as one chunk, without the chunk's header: n times 0, 4, 5, 6, 7, 8, 16 or 32, as
+ * the largest magnitude demands. Magnitudes up to 65535 count as 16 bits, because pixels wrap at 16 bits.
+ */
+XRDIMAGE_API int bits(int32_t *chunk, int n);
+
+/*
+ * Appends a chunk of `nmbr` differences (a power of two from 1 to 128) of `bitsize` bits (0, 4, 5, 6, 7, 8, 16, 32) to
+ * the calling thread's output buffer, which is written to `stream` when it fills up. With `lng` null: writes what the
+ * buffer holds, the byte that is being filled included, and begins afresh with the next chunk. Each thread has a
+ * buffer of its own, and pack_wordimage_c one for every call. Impossible numbers (nmbr outside 1 to 128, bitsize
+ * outside 0 to 32) append nothing.
+ */
+XRDIMAGE_API void pack_chunk(int32_t *lng, int nmbr, int bitsize, FILE *stream);
+
+/*
+ * Appends the low `size` bits (1 to 32) of each of the `n` values to the bytes at `*target`, from bit `*bit` (0 to 7)
+ * on, lowest bit first, and moves both on to the next free bit. A byte is overwritten when its first bit is, so
+ * earlier contents do not matter. Other sizes or bit positions do nothing.
+ */
+XRDIMAGE_API void pack_longs(int32_t *lng, int n, unsigned char **target, int *bit, int size);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * mar345 image plate files
+ *
+ * A binary header of 32-bit words, a text header, overflow records and a CCP4-packed image. Messages of these
+ * functions begin with "ERROR> " or "WARNING> ".
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * Reads the text header of the file `path` into `*header`.
+ *
+ * Values are looked for in the order PROGRAM, DATE, FORMAT, HIGH, LENGTH/HEIGHT, ROFF/TOFF, WAVELENGTH, DISTANCE, TIME,
+ * INTENSITY, PHI, each at the first occurrence of its first letter behind the keyword before; where something
+ * else stands there, the fields keep their values, as hosts rely on it. `date` and `phi_osc` are always rewritten.
+ *
+ * Returns how many of the two PHI values were read (-1 when the text ends there), or 0 with the record untouched when
+ * the file cannot be opened. Prints nothing.
+ */
+XRDIMAGE_API int read_marheader(Mar345Header *header, const char *path);
+
+/* Prints the record in twenty lines. Returns the result of the last print. */
+XRDIMAGE_API int print_marheader(const Mar345Header *header);
+
+/*
+ * Reads the text header of `path`, prints it as print_marheader does, and fills `info`: start_angle (0, as no OMEGA
+ * value is read), reserved_angle (0), distance, oscillation_range, wavelength, minimum and maximum (truncated), average
+ * and file_name. In file_name the path is taken as a format string: "%d" becomes "0", "%s" nothing, "%%" a percent
+ * sign. Values that were not found, or a file that cannot be opened, count as 0. Returns 1 always.
+ */
+XRDIMAGE_API int read_mar_header(const char *path, ImageInfo *info);
+
+/*
+ * Reads the mar345 image `path`, either layout and byte order, into a new array `*Daten` of `*x` x `*y` pixels.
+ * Overflow records are merged in; a pixel whose value is 256000 or more (older layout: 65356 or more), or negative,
+ * becomes OVERFLOW_MARK. A packed image larger than the header says is cut, pixels that a smaller one lacks are 0.
+ *
+ * Returns 1, or 0 with the outputs untouched when the file cannot be opened (nothing is printed) or when its header
+ * states a size that cannot be ("ERROR> Cannot allocate W x H pixels for PATH\n"). A damaged header is reported and
+ * taken as it stands: see gethead and int_getpck. When memory for the array runs out the process ends with an
+ * assertion failure. The stream that it opens stays open for the life of the process.
+ */
+XRDIMAGE_API int new_read_pck(const char *path, unsigned int **Daten, int *x, int *y);
+
+/*
+ * Reads the ten header words from `stream`: `*new_layout` (1 or 0), `*size` (pixels per row, and rows), `*swapped` (1
+ * when the file's byte order is not the host's) and `*overflow_count` (number of overflow records). Leaves the stream
+ * at the first overflow record.
+ *
+ * Prints "ERROR> Cannot read header\n" when fewer than ten words are there (missing ones count as 0) and "ERROR>
+ * Something wrong with header: \n" when the first word, in the right order, is not from 100 to 5000; goes on in
+ * both cases. Returns the result of the final fseek: 0 on success.
+ */
+XRDIMAGE_API int gethead(int *new_layout, FILE *stream, int *size, int *swapped, int *overflow_count);
+
+/*
+ * Fills `image` (width x height values) from the packed image in the file `path` and the `overflow_count` overflow
+ * records of `stream`; values of `limit` and more become -1. `record` (two values) receives each record in turn. The
+ * stream is left behind the last record read. `unused1` and `unused2` have no effect.
+ *
+ * Prints "WARNING> cannot read overflow pixel # N!\n         Overflow pixel will be ignored\n" when records are
+ * missing, N being the missing record's number plus 1; "ERROR> Cannot allocate W x H pixels for PATH\n" leaves `image`
+ * untouched.
+ */
+XRDIMAGE_API void int_getpck(int *image, int *record, short unused1, int unused2, const char *path, int new_layout,
+                             FILE *stream, int width, int height, int overflow_count, int swapped, int limit);
+
+/* Like readpack_word_c, but the message is "ERROR> PATH does not exist." (no line feed). */
+XRDIMAGE_API void readpck(short *image, const char *path);
+
+/* Reverses the four bytes of each whole 32-bit word in the first `nbytes` bytes of `data`. */
+XRDIMAGE_API void swapword(void *data, int nbytes);
+
+/*
+ * Exchanges the bytes of each 16-bit word in the first `nbytes` bytes of `data`. The old high byte is shifted down as
+ * a signed number, so from 0x80 on it leaves 0xff above it: 0xabcd becomes 0xffab.
+ */
+XRDIMAGE_API void swapbytes(short *data, int nbytes);
+
+/* The 16-bit code of a value up to 131067, in steps of 1, 2, 4 or 8; 0x8000 for others. */
+XRDIMAGE_API short packi32(int value);
+
+/*
+ * The value of a 16-bit code. Not the exact inverse of packi32. Prints "unpacking CODE " and, for codes outside 0 to
+ * 16383 (-32767 excepted), the number of the branch taken, " 1 " to " 4 ".
+ */
+XRDIMAGE_API int unpack_i32(short code);
+
+/*
+ * Copies the low byte of each element to successive characters, up to and including the first element that is 0.
+ * Returns `target`.
+ */
+XRDIMAGE_API char *long_to_char(const int *source, char *target);
+
+/* Turns the n x n image clockwise by a quarter, in place. */
+XRDIMAGE_API void rotate_clock1(unsigned short *image, int n);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Image operations: intensities
+ *
+ * All work in place on 32-bit arrays. "Short" in a name stands for the 16-bit oriented limits that it uses.
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/* Largest and smallest of the width x height pixels; `*min` is 999999999 at the most, also when there are no pixels. */
+XRDIMAGE_API void find_maximum(unsigned int *Daten, int width, int height, unsigned int *max, unsigned int *min);
+
+/* As find_maximum, with 65535 in the place of 999999999. */
+XRDIMAGE_API void find_short_maximum(unsigned int *Daten, int width, int height, unsigned int *max, unsigned int *min);
+
+/* Background level: the mean of pixels 512 to 521, truncated. The array must have at least 522 pixels. */
+XRDIMAGE_API unsigned int find_background(unsigned int *Daten);
+
+/*
+ * Replaces each pixel by the mean of a window from `radius` pixels before it to `radius` - 1 behind it in both
+ * directions, cut at the image's borders. Row by row in place: later windows see the means already stored.
+ * The 32-bit sum wraps and is divided as a signed number, truncated. A radius below 1 changes nothing.
+ */
+XRDIMAGE_API void mittle_Daten(unsigned int *Daten, int width, int height, int radius);
+
+/* Prints "# Inverting Data...\n" and replaces each of the `n` pixels v by 16777215 - v (wrapping at 32 bits). */
+XRDIMAGE_API void invert_data(unsigned int *Daten, int n);
+
+/*
+ * Prints "# logscaling Data with logscale L...\n" and replaces each of the `n` pixels p by
+ * max * ln((p - min) * logscale / (max - min) + 1) / ln(logscale), computed in extended precision and truncated.
+ * p - min is an unsigned 32-bit difference. Results that are no number or do not fit 64 bits become 0. Returns 0.
+ */
+XRDIMAGE_API int logarith_data(unsigned int *Daten, int n, int logscale, int min, int max);
+
+/* Multiplies each pixel by the whole number in 10000 / largest pixel (the latter taken as signed), wrapping. */
+XRDIMAGE_API void scale_up(unsigned int *Daten, int width, int height);
+
+/* Multiplies each pixel by target / largest pixel in extended precision and truncates. */
+XRDIMAGE_API void scale_up_short(unsigned int *Daten, int width, int height, int target);
+
+/*
+ * Makes a new 16-bit array `*Daten_ushort` of the `n` pixels, shifted right until `maximum`, the largest of them, fits
+ * 16 bits. Larger pixels wrap. Prints "# RED(WARNING) Die Intensit\344ten werden halbiert, damit sie in 16bit passen\n"
+ * for each bit shifted, "(to_short) shift = S\n" on standard error, and "# N kB f\374r Daten_ushort bereitgestellt\n".
+ * Returns 0. When the array cannot be had: "# RED(ERROR) cannot allocate N pixels\n", output untouched.
+ */
+XRDIMAGE_API int to_short(unsigned int *Daten, unsigned short **Daten_ushort, int n, int maximum);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Display
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * Writes the colour map: 255 lines "RED GREEN BLUE\n" of numbers from 0 to 255, for rising intensity. When the file
+ * cannot be opened: "# RED(ERROR) opening PATH" (no line feed).
+ */
+XRDIMAGE_API void write_colormap(const char *path);
+
+/*
+ * Writes the low 16 bits of `n` pixels, little-endian and without a header, to `path`, and prints what to_short prints
+ * and "# PATH written\n". When the file cannot be opened: "# RED(ERROR) opening PATH" (no line feed) before that line.
+ * A count that cannot be is reported by to_short, and no file is touched.
+ */
+XRDIMAGE_API void write_zimg(const char *path, unsigned int *Daten, int n);
+
+/* The same for pixels that are 16-bit already; to_short is not called. A negative count writes an empty file. */
+XRDIMAGE_API void write_short_zimg(const char *path, unsigned short *Daten_ushort, int n);
+
+/*
+ * Shows the x * y image: writes NAME.raw (as write_zimg does) and "colormap.zimg" in the working directory, prints the
+ * command "zimg --colormap=colormap.zimg --unsigned-short -r YxX --absolute=0-LARGEST -o NAME.png NAME.raw; xv
+ * NAME.png" and runs it in the system shell, waiting for its end. LARGEST is the largest pixel divided by `divisor` (0
+ * counts as 1). The file names in the command are quoted as in get_image_type. All files are left behind.
+ *
+ * Returns what system() returns, or -1 when x * y pixels cannot be.
+ */
+XRDIMAGE_API int view(const char *name, unsigned int *Daten, int x, int y, int divisor);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* XRDIMAGE_H */

@@ -1,0 +1,135 @@
+// The text header of mar345 image plate files: 4096 bytes, of which the first 128 are binary words.
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "support/arithmetic.h"
+#include "support/files.h"
+#include "support/format_text.h"
+#include "support/text_field.h"
+#include "xrdimage.h"
+
+namespace {
+
+constexpr std::size_t kHeaderBytes = 4096;
+constexpr std::size_t kBinaryBytes = 128;
+constexpr std::size_t kTextBytes = kHeaderBytes - kBinaryBytes;
+
+using HeaderText = std::array<char, kTextBytes + 1>;  // ends with a NUL, and may hold others before
+using Word = std::array<char, kTextBytes + 1>;        // as long as the text can make it
+
+// Walks the text from keyword to keyword. The search looks at single letters only, not at whole keywords: hosts rely on
+// what it misses on real headers. It ends at the text's end, where every parse fails.
+class Cursor {
+ public:
+  explicit Cursor(const HeaderText& text) : text_(text) {}
+
+  const char* seek(char letter) {
+    while (!at_end() && text_[position_] != letter) ++position_;
+    return here();
+  }
+
+  // Also stops one short of `next`.
+  const char* seek(char letter, char next) {
+    while (!at_end() && text_[position_] != letter && text_[position_ + 1] != next) ++position_;
+    return here();
+  }
+
+ private:
+  bool at_end() const { return position_ == kTextBytes; }
+  const char* here() const { return text_.data() + position_; }
+
+  const HeaderText& text_;
+  std::size_t position_ = 0;
+};
+
+bool read_text(HeaderText& text, const char* path) {
+  const xrd::FileHandle stream = xrd::open_file(path, "r");
+  if (!stream) return false;
+  std::array<char, kHeaderBytes> header{};
+  static_cast<void>(std::fread(header.data(), 1, header.size(), stream.get()));
+  std::memcpy(text.data(), header.data() + kBinaryBytes, kTextBytes);
+  return true;
+}
+
+// The date is always rewritten; words that are missing are empty, and long ones are cut.
+void parse_date(const char* text, char (&date)[256]) {
+  std::array<Word, 5> words{};
+  static_cast<void>(std::sscanf(text, "DATE %s %s %s %s %s\n", words[0].data(), words[1].data(), words[2].data(),
+                                words[3].data(), words[4].data()));
+  std::snprintf(date, sizeof date, "%.31s %.31s %.31s %.31s %.31s", words[0].data(), words[1].data(), words[2].data(),
+                words[3].data(), words[4].data());
+}
+
+int parse_text(const HeaderText& text, Mar345Header& header) {
+  Cursor cursor(text);
+  Word word{};
+  if (std::sscanf(cursor.seek('P'), "PROGRAM %s\n", word.data()) == 1) xrd::copy_cut(header.program, word.data());
+  parse_date(cursor.seek('D'), header.date);
+  if (std::sscanf(cursor.seek('F'), "FORMAT %s\n", word.data()) == 1) xrd::copy_cut(header.format, word.data());
+  static_cast<void>(std::sscanf(cursor.seek('H'), "HIGH %d\n", &header.high));
+  static_cast<void>(std::sscanf(cursor.seek('L'), "LENGTH %d HEIGHT %d\n", &header.pixel_length, &header.pixel_height));
+  static_cast<void>(std::sscanf(cursor.seek('R'), "ROFF %d TOFF %d\n", &header.roff, &header.toff));
+  static_cast<void>(std::sscanf(cursor.seek('W'), "WAVELENGTH %lf", &header.wavelength));
+  static_cast<void>(std::sscanf(cursor.seek('D'), "DISTANCE %lf\n", &header.distance));
+  // The pair test makes the search stay on the D of DISTANCE, so that the time of such headers is not read.
+  static_cast<void>(std::sscanf(cursor.seek('T', 'I'), "TIME %lf\n", &header.time));
+  static_cast<void>(std::sscanf(cursor.seek('I'), "INTENSITY      MIN %lf  MAX %lf  AVE %lf", &header.intensity_min,
+                                &header.intensity_max, &header.intensity_avg));
+  const int phi_values =
+      std::sscanf(cursor.seek('P'), "PHI            START %lf  END %lf  ", &header.phi_start, &header.phi_end);
+  header.phi_osc = header.phi_end - header.phi_start;
+  return phi_values;
+}
+
+}  // namespace
+
+extern "C" int read_marheader(Mar345Header* header, const char* path) {
+  HeaderText text{};
+  if (!read_text(text, path)) return 0;
+  return parse_text(text, *header);
+}
+
+extern "C" int print_marheader(const Mar345Header* header) {
+  const Mar345Header& h = *header;
+  std::printf("Program %.256s\n", h.program);
+  std::printf("Date %.256s\n", h.date);
+  std::printf("Format %.256s\n", h.format);
+  std::printf("%d high, Pixelsize %d x %d nm\n", h.high, h.pixel_length, h.pixel_height);
+  std::printf("Offset Roff %d Toff %d\n", h.roff, h.toff);
+  std::printf("Gaps %d %d %d %d %d %d %d %d\n", h.gap[0], h.gap[1], h.gap[2], h.gap[3], h.gap[4], h.gap[5], h.gap[6],
+              h.gap[7]);
+  std::printf("ADC A %d B %d add_a %d add_b %d\n", h.adc_a, h.adc_b, h.add_a, h.add_b);
+  std::printf("Mult %g Gain %g\n", h.multiplier, h.gain);
+  std::printf("Lambda %g Distance %g Resolution %g\n", h.wavelength, h.distance, h.resolution);
+  std::printf("Phi   %g - %g (%g)\n", h.phi_start, h.phi_end, h.phi_osc);
+  std::printf("Omega %g - %g (%g)\n", h.omega_start, h.omega_end, h.omega_osc);
+  std::printf("Chi %g 2Theta %g\n", h.chi, h.twotheta);
+  std::printf("Center %g %g\n", h.center_x, h.center_y);
+  std::printf("Mode %.256s\n", h.mode);
+  std::printf("Time %g\n", h.time);
+  std::printf("Counts %d -> %d (nmeas %d) min %g max %g avr %g sig %g\n", h.counts_start, h.counts_end, h.nmeas,
+              h.intensity_min, h.intensity_max, h.intensity_avg, h.intensity_sig);
+  std::printf("Int %d -> %d mittl %g sig %g\n", h.int_start, h.int_end, h.int_mean, h.int_sig);
+  std::printf("Histogram %d %d %d\n", h.histogram[0], h.histogram[1], h.histogram[2]);
+  std::printf("Setting %g kV %g mA %.256s Collimator %g x %g\n", h.kv, h.ma, h.source, h.collimator_width,
+              h.collimator_height);
+  return std::printf("Slit_1 %g x %g Slit_2 %g x %g Beamstop %g Xtal %g trans %g %g\n", h.slit1_x, h.slit1_y, h.slit2_x,
+                     h.slit2_y, h.beamstop, h.xtal, h.trans1, h.trans2);
+}
+
+extern "C" int read_mar_header(const char* path, ImageInfo* info) {
+  Mar345Header header{};
+  read_marheader(&header, path);
+  print_marheader(&header);
+  xrd::format_text(info->file_name, path);
+  info->start_angle = header.omega_start;
+  info->reserved_angle = 0.0;
+  info->distance = header.distance;
+  info->oscillation_range = header.phi_osc;
+  info->wavelength = header.wavelength;
+  info->minimum = xrd::truncate_to_int(header.intensity_min);
+  info->maximum = xrd::truncate_to_int(header.intensity_max);
+  info->average = header.intensity_avg;
+  return 1;
+}

@@ -1,0 +1,211 @@
+// mar345 image plate files: binary header, overflow records and a CCP4-packed image.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <span>
+
+#include "pack/decoder.h"
+#include "support/assertion.h"
+#include "support/files.h"
+#include "support/image_size.h"
+#include "support/memory.h"
+#include "xrdimage.h"
+
+namespace {
+
+constexpr int kNewLayoutMark = 1234;
+constexpr long kNewHeaderBytes = 4096;
+// Values from the limit on are saturated. That of the older layout is no typing error: 65356, as hosts know it.
+constexpr int kNewLayoutLimit = 256000;
+constexpr int kOldLayoutLimit = 65356;
+
+constexpr std::size_t kRecordBytes = 2 * sizeof(int);  // position, value
+
+struct Size {
+  int width;
+  int height;
+  std::int64_t pixels() const { return std::int64_t{width} * height; }
+};
+
+// A caller's array of signed pixels.
+struct SignedImage {
+  int* pixels;
+  Size size;
+};
+
+// What the binary header says, and the value from which on a pixel is saturated.
+struct Layout {
+  bool is_new;
+  bool swapped;
+  int overflow_count;
+  int limit;
+};
+
+void print_cannot_allocate(const Size& size, const char* path) {
+  std::printf("ERROR> Cannot allocate %d x %d pixels for %s\n", size.width, size.height, path);
+}
+
+// Decodes the packed image of the file into `image`, as much of it as fits.
+void read_packed(std::span<short> image, const char* path) {
+  const xrd::FileHandle stream = xrd::open_file(path, "r");
+  if (!stream) {
+    std::printf("ERROR> %s does not exist.", path);
+    return;
+  }
+  xrd::unpack_file(stream.get(), image.data(), image.size());
+}
+
+// Where a record's value belongs: the newer layout takes positions as indices, the older one counts from 1.
+std::int64_t record_index(int position, const Size& size, bool new_layout) {
+  if (new_layout) return position;
+  return std::int64_t{position / size.width} * size.width + position % size.height - 1;
+}
+
+// Merges one record; a saturated value becomes -1, in the record too.
+void merge_record(const SignedImage& image, int* record, const Layout& layout) {
+  const int position = record[0];
+  if (position <= 0) return;
+  if (record[1] >= layout.limit) record[1] = -1;
+  if (position > image.size.pixels()) return;
+  const std::int64_t index = record_index(position, image.size, layout.is_new);
+  if (index >= 0 && index < image.size.pixels()) image.pixels[index] = record[1];
+}
+
+// Reads overflow records from a stream in blocks, and never past the last one.
+class RecordReader {
+ public:
+  RecordReader(std::FILE* stream, int count) : stream_(stream), unread_(count) {}
+
+  // Copies the next record to `record`, of an incomplete last one what there is of it. False if it was not whole.
+  bool next(int* record) {
+    if (position_ == available_) fetch();
+    const std::size_t bytes = std::min(kRecordBytes, available_ - position_);
+    std::memcpy(record, block_.data() + position_, bytes);
+    position_ += bytes;
+    return bytes == kRecordBytes;
+  }
+
+ private:
+  static constexpr int kBlockRecords = 512;
+
+  void fetch() {
+    const int records = std::min(unread_, kBlockRecords);
+    unread_ -= records;
+    position_ = 0;
+    available_ = std::fread(block_.data(), 1, static_cast<std::size_t>(records) * kRecordBytes, stream_);
+  }
+
+  std::FILE* stream_;
+  int unread_;
+  std::array<unsigned char, kBlockRecords * kRecordBytes> block_{};
+  std::size_t position_ = 0;
+  std::size_t available_ = 0;
+};
+
+void merge_overflows(const SignedImage& image, int* record, std::FILE* stream, const Layout& layout) {
+  RecordReader records(stream, layout.overflow_count);
+  for (int read = 0; read < layout.overflow_count; ++read) {
+    if (!records.next(record)) {
+      // The number printed is one more than the missing record's; hosts know it so.
+      std::printf("WARNING> cannot read overflow pixel # %lld!\n", read + 2LL);
+      std::printf("         Overflow pixel will be ignored\n");
+      return;
+    }
+    if (layout.swapped) swapword(record, kRecordBytes);
+    merge_record(image, record, layout);
+  }
+}
+
+// Where the overflow records begin: behind the text header, or behind the older layout's header of one row of 16-bit
+// words. Sums of damaged sizes wrap at 32 bits on every processor.
+long overflow_offset(bool new_layout, int width, int height) {
+  if (new_layout) return kNewHeaderBytes;
+  return static_cast<int>(static_cast<unsigned>(width) + static_cast<unsigned>(height));
+}
+
+// False, with the image untouched, when there is no memory for the packed words.
+bool read_and_merge(const SignedImage& image, int* record, const char* path, std::FILE* stream, const Layout& layout) {
+  const Size& size = image.size;
+  const auto pixels = xrd::allocatable_pixels(size.width, size.height);
+  const auto words = pixels ? xrd::allocate_zeroed<short>(*pixels) : nullptr;
+  if (!words) {
+    print_cannot_allocate(size, path);
+    return false;
+  }
+  read_packed({words.get(), *pixels}, path);
+  for (std::size_t i = 0; i < *pixels; ++i) {
+    const int value = static_cast<std::uint16_t>(words[i]);
+    image.pixels[i] = value < layout.limit ? value : -1;
+  }
+  std::fseek(stream, overflow_offset(layout.is_new, size.width, size.height), SEEK_SET);
+  merge_overflows(image, record, stream, layout);
+  return true;
+}
+
+}  // namespace
+
+extern "C" int gethead(int* new_layout, FILE* stream, int* size, int* swapped, int* overflow_count) {
+  std::array<int, 10> words{};
+  if (std::fread(words.data(), sizeof(int), words.size(), stream) < words.size()) {
+    std::printf("ERROR> Cannot read header\n");
+  }
+  // The range that tells the byte order and the range that is sane differ on purpose.
+  *swapped = words[0] > 100 && words[0] < 5000 ? 0 : 1;
+  if (*swapped != 0) swapword(words.data(), sizeof words);
+  if (words[0] < 100 || words[0] > 5000) std::printf("ERROR> Something wrong with header: \n");
+
+  *new_layout = words[0] == kNewLayoutMark ? 1 : 0;
+  *overflow_count = *new_layout != 0 ? words[2] : words[4];
+  *size = *new_layout != 0 ? words[1] : words[0];
+  return std::fseek(stream, overflow_offset(*new_layout != 0, words[0], words[0]), SEEK_SET);
+}
+
+extern "C" void readpck(short* image, const char* path) {
+  read_packed({image, std::numeric_limits<std::size_t>::max() / sizeof(short)}, path);
+}
+
+extern "C" void int_getpck(int* image, int* record, short /*unused1*/, int /*unused2*/, const char* path,
+                           int new_layout, FILE* stream, int width, int height, int overflow_count, int swapped,
+                           int limit) {
+  read_and_merge({image, {width, height}}, record, path, stream,
+                 {new_layout != 0, swapped != 0, overflow_count, limit});
+}
+
+extern "C" int new_read_pck(const char* path, unsigned int** Daten, int* x, int* y) {
+  // Hosts rely on the stream staying open for the life of the process.
+  std::FILE* stream = std::fopen(path, "r");
+  if (stream == nullptr) return 0;
+  int new_layout = 0;
+  int size = 0;
+  int swapped = 0;
+  int overflow_count = 0;
+  gethead(&new_layout, stream, &size, &swapped, &overflow_count);
+
+  const auto pixels = xrd::allocatable_pixels(size, size);
+  if (!pixels) {
+    print_cannot_allocate({size, size}, path);
+    return 0;
+  }
+  auto image = xrd::allocate_zeroed<unsigned int>(*pixels);
+  if (!image) {
+    xrd::fail_assertion("(*Daten)=(unsigned int*) malloc(sizeof(unsigned int)**x**y)", "pck_format", 156,
+                        "new_read_pck");
+  }
+  // The signed values are merged in the array that is handed over.
+  std::array<int, 2> record{};
+  const Layout layout{new_layout != 0, swapped != 0, overflow_count,
+                      new_layout != 0 ? kNewLayoutLimit : kOldLayoutLimit};
+  if (!read_and_merge({reinterpret_cast<int*>(image.get()), {size, size}}, record.data(), path, stream, layout)) {
+    return 0;
+  }
+  for (std::size_t i = 0; i < *pixels; ++i) {
+    if (static_cast<int>(image[i]) < 0) image[i] = OVERFLOW_MARK;
+  }
+  *x = size;
+  *y = size;
+  *Daten = image.release();
+  return 1;
+}

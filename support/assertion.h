@@ -1,0 +1,10 @@
+// The assertion that guards the few allocations whose failure ends the process.
+#pragma once
+
+namespace xrd {
+
+// Prints the standard library's assertion message on standard error and aborts, whatever NDEBUG says: hosts and their
+// users know the message by its expression, source name and line, so these are given and not taken from here.
+[[noreturn]] void fail_assertion(const char* expression, const char* source, unsigned line, const char* function);
+
+}  // namespace xrd

@@ -1,0 +1,15 @@
+// Text that hosts expect to be taken as a format string, although no arguments come with it.
+#pragma once
+
+#include <cstddef>
+#include <span>
+
+namespace xrd {
+
+// Writes `text` to `field`, cut to fit and NUL-terminated, as a formatted print with `text` as its format would, every
+// argument being zero: "%d" gives 0 with its flags, width and precision, "%s" and "%c" give nothing, "%n" stores
+// nothing, "%%" gives a percent sign. An incomplete conversion at the end is dropped; a percent sign before anything
+// else is no conversion and stays. No conversion reads or writes memory.
+void format_text(std::span<char> field, const char* text);
+
+}  // namespace xrd

@@ -1,0 +1,26 @@
+// Owning handle of a malloc'd array: what a caller will release with free, and scratch of unknown size.
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <memory>
+#include <type_traits>
+
+namespace xrd {
+
+struct FreeDeleter {
+  void operator()(void* memory) const noexcept { std::free(memory); }
+};
+
+template <typename T>
+using MallocArray = std::unique_ptr<T[], FreeDeleter>;
+
+// A zeroed array; null when there is no memory for it. An empty array is a valid allocation too, so that hosts can
+// tell it from a failed one and free it like any other.
+template <typename T>
+MallocArray<T> allocate_zeroed(std::size_t count) {
+  static_assert(std::is_trivial_v<T>, "malloc'd memory holds plain values");
+  return MallocArray<T>(static_cast<T*>(std::calloc(count == 0 ? 1 : count, sizeof(T))));
+}
+
+}  // namespace xrd

@@ -1,0 +1,17 @@
+#include "support/prompt.h"
+
+#include <array>
+#include <cstdio>
+
+namespace xrd {
+
+PromptedSize ask_detector_size(PromptedSize by_default) {
+  std::printf("# Detector x y [%d %d]> ", by_default.width, by_default.height);
+  std::fflush(stdout);  // the question has no line feed, and the user waits for it
+  std::array<char, 256> line{};
+  if (std::fgets(line.data(), static_cast<int>(line.size()), stdin) == nullptr) return by_default;
+  PromptedSize size{};
+  return std::sscanf(line.data(), "%d %d", &size.width, &size.height) == 2 ? size : by_default;
+}
+
+}  // namespace xrd
