@@ -1,0 +1,44 @@
+#!/bin/sh
+# The shared library exports the functions that exports.map lists, no more and no fewer, and the public header declares
+# each of them and nothing else.
+# Usage: exports_test.sh LIBRARY EXPORTS_MAP HEADER
+set -eu
+
+library=$1
+exports_map=$2
+header=$3
+
+work=$(mktemp -d)
+trap 'rm -r "$work"' EXIT
+status=0
+
+# The names between "global:" and "local:".
+sed -n '/global:/,/local:/ s/^ *\([A-Za-z_][A-Za-z0-9_]*\);.*/\1/p' "$exports_map" | sort >"$work/listed"
+
+nm -D --defined-only "$library" | awk '{ sub(/@.*/, "", $3); print $3 }' | sort >"$work/exported"
+
+# Declarations may span lines; comments are none. The name stands before the first parenthesis.
+sed 's|/\*.*\*/||; /^#/d; \|/\*|,\|\*/|d' "$header" | tr '\n' ' ' | tr ';' '\n' |
+  sed -n 's/.*XRDIMAGE_API [^(]*[ *]\([A-Za-z_][A-Za-z0-9_]*\)(.*/\1/p' | sort >"$work/declared"
+
+# compare A B WHAT: the two lists are the same.
+compare() {
+  if ! diff "$work/$1" "$work/$2" >"$work/difference"; then
+    echo "$3:"
+    cat "$work/difference"
+    status=1
+  fi
+}
+
+if ! [ -s "$work/listed" ]; then
+  echo "$exports_map lists nothing"
+  status=1
+fi
+compare listed exported "exports.map (<) and the library's dynamic symbols (>) differ"
+compare listed declared "exports.map (<) and the functions that the header declares (>) differ"
+
+if ! readelf -d "$library" | grep -q 'SONAME.*\[libxrdimage\.so\.1\]'; then
+  echo "$library is not named libxrdimage.so.1"
+  status=1
+fi
+exit $status

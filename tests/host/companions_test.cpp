@@ -1,0 +1,144 @@
+// The programs zimg and xv, run as the library's view() runs them.
+#include "tests/host/program.h"
+
+namespace {
+
+using test::Result;
+using Components = std::vector<int>;
+
+constexpr const char* kColormap = "0 0 0\n10 20 30\n40 50 60\n255 255 255\n";
+
+class Zimg : public testing::Test {
+ protected:
+  Zimg() {
+    place_.write("map", kColormap);
+    // Two rows of three pixels.
+    place_.write("dump.raw", std::string("\x00\x00\x02\x00\x03\x00\x06\x00\x07\x00\xFF\xFF", 12));
+  }
+
+  Result zimg(const std::string& arguments) const { return place_.run("\"$companions/zimg\" " + arguments); }
+
+  test::Workplace place_;
+};
+
+TEST_F(Zimg, MakesAPictureOfTheDumpAndTheColourMap) {
+  const Result result = zimg("--colormap=map --unsigned-short -r 2x3 --absolute=0-8 -o out.png dump.raw");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "");
+  const test::Png picture = test::read_png("out.png");
+  ASSERT_EQ(picture.width, 3U);
+  ASSERT_EQ(picture.height, 2U);
+  // Four colours for 0 to 8: two counts each.
+  EXPECT_EQ(picture.pixel(0, 0), (Components{0, 0, 0}));
+  EXPECT_EQ(picture.pixel(1, 0), (Components{10, 20, 30}));
+  EXPECT_EQ(picture.pixel(2, 0), (Components{10, 20, 30}));
+  EXPECT_EQ(picture.pixel(0, 1), (Components{255, 255, 255}));
+  EXPECT_EQ(picture.pixel(1, 1), (Components{255, 255, 255}));
+  EXPECT_EQ(picture.pixel(2, 1), (Components{255, 255, 255}));
+}
+
+TEST_F(Zimg, TheRangeBeginsAtItsLowEnd) {
+  EXPECT_EQ(zimg("--colormap=map --unsigned-short -r 2x3 --absolute=2-6 -o out.png dump.raw").status, 0);
+  const test::Png picture = test::read_png("out.png");
+  EXPECT_EQ(picture.pixel(1, 0), (Components{0, 0, 0}));
+  EXPECT_EQ(picture.pixel(2, 0), (Components{10, 20, 30}));
+  EXPECT_EQ(picture.pixel(0, 1), (Components{255, 255, 255}));
+}
+
+TEST_F(Zimg, NegativeEndsOfTheRangeAreUnderstood) {
+  // The library divides as signed numbers, so that the end can be negative.
+  EXPECT_EQ(zimg("--colormap=map --unsigned-short -r 2x3 --absolute=0--5 -o out.png dump.raw").status, 0);
+  const test::Png picture = test::read_png("out.png");
+  EXPECT_EQ(picture.pixel(0, 0), (Components{0, 0, 0}));
+  EXPECT_EQ(picture.pixel(1, 0), (Components{255, 255, 255}));
+}
+
+TEST_F(Zimg, WithoutAColourMapThePictureIsGrey) {
+  EXPECT_EQ(zimg("--unsigned-short -r 2x3 -o out.png dump.raw").status, 0);
+  const test::Png picture = test::read_png("out.png");
+  EXPECT_TRUE(picture.grey);
+  EXPECT_EQ(picture.pixel(1, 0), (Components{0, 0, 0}));
+  EXPECT_EQ(picture.pixel(2, 1), (Components{255, 255, 255}));
+}
+
+TEST_F(Zimg, WhatIsWrongIsSaid) {
+  const std::string options = "--unsigned-short -r 2x3 --absolute=0-8 -o out.png ";
+  EXPECT_EQ(zimg(options + "--colormap=map missing").err, "zimg: missing: No such file or directory\n");
+  EXPECT_EQ(zimg(options + "--colormap=none dump.raw").err, "zimg: none: No such file or directory\n");
+  EXPECT_EQ(zimg(options + "--colormap=dump.raw dump.raw").err, "zimg: dump.raw: is no colour map\n");
+  place_.write("short.raw", "12345");
+  const Result result = zimg(options + "--colormap=map short.raw");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "zimg: short.raw: ends early\n");
+  EXPECT_EQ(zimg("--unsigned-short -r 2 -o out.png dump.raw").status, 2);
+  EXPECT_EQ(zimg("--unsigned-short -r 0x3 -o out.png dump.raw").status, 2);
+  EXPECT_EQ(zimg("--unsigned-short -r 99999x99999 -o out.png dump.raw").status, 2);
+  EXPECT_EQ(zimg("--unsigned-short -r 2x3 --absolute=5 -o out.png dump.raw").status, 2);
+  EXPECT_EQ(place_.files(), (std::vector<std::string>{"dump.raw", "map", "short.raw"}));
+}
+
+class Xv : public testing::Test {
+ protected:
+  Xv() { place_.write("frame.png", "picture"); }
+
+  // A viewer that notes the picture it was given.
+  void add_viewer(const std::string& name, int status) const {
+    place_.write_script("bin/" + name, "echo \"" + name + " $*\" >>calls; exit " + std::to_string(status));
+  }
+
+  // Only the viewers that the test has added are at hand.
+  Result xv(const std::string& display, const std::string& picture = "frame.png") const {
+    return place_.run("mkdir -p bin; " + display + " PATH=\"$PWD/bin\" \"$companions/xv\" " + picture);
+  }
+
+  test::Workplace place_;
+};
+
+TEST_F(Xv, WithoutADisplayItSaysWhereThePictureIs) {
+  add_viewer("feh", 0);
+  for (const char* display : {"", "DISPLAY= WAYLAND_DISPLAY="}) {
+    const Result result = xv(display);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(result.out.starts_with("xv: the picture is /")) << result.out;
+    EXPECT_TRUE(result.out.ends_with("/frame.png\n")) << result.out;
+  }
+  EXPECT_EQ(place_.files(), (std::vector<std::string>{"bin", "frame.png"}));
+}
+
+TEST_F(Xv, WithoutAViewerItSaysWhereThePictureIs) {
+  const Result result = xv("DISPLAY=:0");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.out.ends_with("/frame.png\n")) << result.out;
+}
+
+TEST_F(Xv, TheFirstViewerAtHandOpensThePicture) {
+  add_viewer("display", 0);
+  add_viewer("feh", 0);
+  EXPECT_EQ(xv("DISPLAY=:0").out, "");
+  EXPECT_TRUE(test::read_file("calls").starts_with("feh /"));
+  add_viewer("xdg-open", 0);
+  place_.write("calls", "");
+  EXPECT_EQ(xv("WAYLAND_DISPLAY=wayland-0").status, 0);
+  EXPECT_TRUE(test::read_file("calls").starts_with("xdg-open /"));
+  EXPECT_TRUE(test::read_file("calls").ends_with("/frame.png\n"));
+}
+
+TEST_F(Xv, AViewerThatFailsHandsOnToTheNext) {
+  add_viewer("xdg-open", 3);
+  add_viewer("display", 0);
+  const Result result = xv("DISPLAY=:0");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out, "");
+  EXPECT_NE(test::read_file("calls").find("\ndisplay /"), std::string::npos);
+}
+
+TEST_F(Xv, AMissingPictureIsAnError) {
+  const Result result = xv("", "none.png");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_TRUE(result.err.ends_with("/none.png: there is no such picture\n")) << result.err;
+  EXPECT_EQ(xv("", "").status, 2);
+}
+
+}  // namespace

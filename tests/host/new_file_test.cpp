@@ -1,0 +1,90 @@
+#include "host/new_file.h"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "host/failure.h"
+#include "tests/host/program.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using host::Failure;
+using host::NewFile;
+using Names = std::vector<std::string>;
+
+std::string failure_of(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+  return "none";
+}
+
+TEST(NewFile, AppearsUnderItsNameWhenCommitted) {
+  const test::Workplace place;
+  NewFile file("out");
+  std::fputs("bytes", file.stream());
+  EXPECT_FALSE(fs::exists("out"));
+  file.commit();
+  EXPECT_EQ(test::read_file("out"), "bytes");
+  EXPECT_EQ(place.files(), Names{"out"});
+}
+
+TEST(NewFile, VanishesWithoutACommit) {
+  const test::Workplace place;
+  place.write("out", "old");
+  {
+    NewFile file("out");
+    std::fputs("new", file.stream());
+    EXPECT_EQ(place.files().size(), 2U);
+  }
+  EXPECT_EQ(place.files(), Names{"out"});
+  EXPECT_EQ(test::read_file("out"), "old");
+}
+
+TEST(NewFile, ReplacesWhatASymbolicLinkPointsTo) {
+  const test::Workplace place;
+  place.write("target", "old");
+  fs::create_symlink("target", "link");
+  NewFile file("link");
+  std::fputs("new", file.stream());
+  file.commit();
+  EXPECT_TRUE(fs::is_symlink("link"));
+  EXPECT_EQ(test::read_file("target"), "new");
+}
+
+TEST(NewFile, HasThePermissionsOfAnyNewFile) {
+  const test::Workplace place;
+  const mode_t mask = umask(027);
+  NewFile("out").commit();
+  umask(mask);
+  EXPECT_EQ(static_cast<unsigned>(fs::status("out").permissions()), 0640U);
+}
+
+TEST(NewFile, DevicesAndDirectoriesAreRefused) {
+  const test::Workplace place;
+  fs::create_symlink("/dev/full", "full");
+  fs::create_directory("folder");
+  EXPECT_EQ(failure_of([] { NewFile("full"); }), "full: is not a regular file");
+  EXPECT_EQ(failure_of([] { NewFile("folder"); }), "folder: is a directory");
+  EXPECT_EQ(failure_of([] { NewFile("missing/out"); }), "missing/out: No such file or directory");
+  EXPECT_TRUE(fs::is_character_file("/dev/full"));
+}
+
+TEST(NewFile, ASizeThatIsNotTheExpectedOneIsAFailure) {
+  const test::Workplace place;
+  const auto write_by_name = [](std::uintmax_t expected) {
+    NewFile file("out");
+    fs::resize_file(file.temporary_path(), 10);
+    file.commit(expected);
+  };
+  EXPECT_EQ(failure_of([&] { write_by_name(12); }), "out: cannot be written: only 10 of 12 bytes found room");
+  EXPECT_EQ(place.files(), Names{});
+  EXPECT_EQ(failure_of([&] { write_by_name(10); }), "none");
+  EXPECT_EQ(place.files(), Names{"out"});
+}
+
+}  // namespace

@@ -1,0 +1,125 @@
+#include <filesystem>
+
+#include "tests/host/program.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using test::Result;
+using Components = std::vector<int>;
+using Names = std::vector<std::string>;
+
+// With a frame of 2 x 2 pixels: 5, 5, saturated, 70000. Of the latter, 16 bits hold 65535.
+class View : public testing::Test {
+ protected:
+  View() { place_.write("frame.mar2300", test::small_mar345()); }
+  test::Workplace place_;
+};
+
+TEST_F(View, LeavesThePictureInTheWorkingDirectory) {
+  const Result result = place_.xrdimage("view --divide 6553 frame.mar2300");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out,
+            "range:            0-10 counts\n"
+            "divisor:          6553\n"
+            "picture:          frame.png\n");
+  EXPECT_EQ(place_.files(), (Names{"colormap.zimg", "frame.mar2300", "frame.png", "frame.raw"}));
+  EXPECT_EQ(test::read_file("frame.raw"), std::string("\x05\0\x05\0\xFF\xFF\xFF\xFF", 8));
+  const test::Png picture = test::read_png("frame.png");
+  EXPECT_EQ(picture.pixel(0, 0), (Components{0, 0, 20}));
+  EXPECT_EQ(picture.pixel(0, 1), (Components{255, 255, 255}));
+}
+
+TEST_F(View, ChoosesADivisorThatShowsMostPixels) {
+  std::string pixels;
+  for (int i = 0; i < 398; ++i) pixels += test::little16(static_cast<unsigned>(i % 100));
+  place_.write("dump.raw", pixels + test::little16(1000) + test::little16(2000));
+  // 99.5 % of 400 pixels are 398, which are not above 99; 2000 / 99 is nearest to 20.
+  const Result result = place_.xrdimage("view --size 20x20 dump.raw");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.out.starts_with("range:            0-100 counts\ndivisor:          20\n")) << result.out;
+}
+
+TEST_F(View, DarkFramesAreShownToo) {
+  place_.write("dark.raw", std::string(8, '\0'));
+  const Result result = place_.xrdimage("view --size 2x2 dark.raw");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(test::read_png("dark-view.png").pixel(0, 0), (Components{0, 0, 0}));
+}
+
+TEST_F(View, DivisorZeroCountsAsOne) {
+  const Result result = place_.xrdimage("view --divide 0 frame.mar2300");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.out.starts_with("range:            0-65535 counts\n")) << result.out;
+}
+
+TEST_F(View, ARawFrameIsNotOverwritten) {
+  place_.write("dump.raw", std::string("\x01\x00\x01\x01", 4));
+  const Result result = place_.xrdimage("view --size 2x1 dump.raw");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("picture:          dump-view.png\n"), std::string::npos) << result.out;
+  EXPECT_EQ(test::read_file("dump.raw"), std::string("\x01\x00\x01\x01", 4));
+  EXPECT_TRUE(fs::exists("dump-view.png"));
+}
+
+TEST_F(View, ProgramsOfThePathWin) {
+  place_.write_script("bin/zimg", "echo \"zimg $*\" >>calls\ntouch frame.png");
+  place_.write_script("bin/xv", "echo \"xv $*\" >>calls");
+  const Result result = place_.run("PATH=\"$PWD/bin:$PATH\"; exec \"$xrdimage\" view --divide 65535 frame.mar2300");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(test::read_file("calls"),
+            "zimg --colormap=colormap.zimg --unsigned-short -r 2x2 --absolute=0-1 -o frame.png frame.raw\n"
+            "xv frame.png\n");
+}
+
+TEST_F(View, CompanionsServeWithoutAPath) {
+  const Result result = place_.run("unset PATH; exec \"$xrdimage\" view --type mar2300 frame.mar2300");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(test::read_png("frame.png").width, 2U);
+}
+
+TEST_F(View, VerboseShowsTheCommandAndWhatTheProgramsSay) {
+  const Result result = place_.xrdimage("-v view --divide 65535 frame.mar2300");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(result.out.find("zimg --colormap=colormap.zimg --unsigned-short -r 2x2 --absolute=0-1 -o frame.png "
+                            "frame.raw; xv frame.png\n"),
+            std::string::npos)
+      << result.out;
+  EXPECT_NE(result.out.find("xv: the picture is "), std::string::npos) << result.out;
+}
+
+TEST_F(View, AFailingConverterIsReportedAndNoOldPictureShown) {
+  place_.write("frame.png", "old");
+  place_.write_script("bin/zimg", "echo 'zimg: broken' >&2; exit 1");
+  const Result result = place_.run("PATH=\"$PWD/bin:$PATH\"; exec \"$xrdimage\" view frame.mar2300");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_TRUE(result.err.starts_with("zimg: broken\n")) << result.err;
+  EXPECT_TRUE(result.err.ends_with("xrdimage: frame.png: the picture could not be made\n")) << result.err;
+}
+
+TEST_F(View, AFailingViewerIsReportedButThePictureIsThere) {
+  place_.write_script("bin/xv", "exit 3");
+  const Result result = place_.run("PATH=\"$PWD/bin:$PATH\"; exec \"$xrdimage\" view frame.mar2300");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_NE(result.out.find("picture:          frame.png\n"), std::string::npos);
+  EXPECT_EQ(result.err, "xrdimage: frame.png: the viewer failed\n");
+}
+
+TEST_F(View, FilesThatCannotBeWrittenAreReported) {
+  fs::create_directory("frame.raw");
+  const Result result = place_.xrdimage("view frame.mar2300");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.out, "");
+  EXPECT_EQ(result.err, "xrdimage: frame.raw: cannot be written: Is a directory\n");
+}
+
+TEST_F(View, NamesMayHoldAnything) {
+  place_.write("b c'd $(x).mar2300", test::small_mar345());
+  const Result result = place_.xrdimage("view \"b c'd \\$(x).mar2300\"");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(test::read_png("b c'd $(x).png").width, 2U);
+}
+
+}  // namespace
