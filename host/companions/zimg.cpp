@@ -1,0 +1,116 @@
+// Stand-in for the converter zimg: a raw 16-bit dump and a colour map become a PNG picture. It knows the options that
+// the library's view() gives.
+#include <CLI/CLI.hpp>
+#include <bit>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "host/colormap.h"
+#include "host/contrast.h"
+#include "host/failure.h"
+#include "host/png.h"
+#include "support/files.h"
+#include "support/image_size.h"
+
+namespace {
+
+using host::Contrast;
+using host::Failure;
+using host::FrameSize;
+
+static_assert(std::endian::native == std::endian::little, "pixels are read in the processor's order");
+
+struct Options {
+  std::string colormap;
+  bool unsigned_short = false;
+  FrameSize size;
+  Contrast contrast{0, 65535};
+  std::string output;
+  std::string input;
+};
+
+bool matched(const std::string& text, int found, int length) {
+  return found == 2 && static_cast<std::size_t>(length) == text.size();
+}
+
+// The number of rows comes first.
+FrameSize parse_size(const std::string& text) {
+  FrameSize size;
+  int length = 0;
+  const int found = std::sscanf(text.c_str(), "%9dx%9d%n", &size.height, &size.width, &length);
+  if (!matched(text, found, length) || xrd::allocatable_pixels(size.width, size.height).value_or(0) == 0) {
+    throw CLI::ValidationError("-r", "'" + text + "' is not of the form ROWSxCOLUMNS");
+  }
+  return size;
+}
+
+Contrast parse_range(const std::string& text) {
+  long long low = 0;
+  long long high = 0;
+  int length = 0;
+  const int found = std::sscanf(text.c_str(), "%18lld-%18lld%n", &low, &high, &length);
+  if (!matched(text, found, length))
+    throw CLI::ValidationError("--absolute", "'" + text + "' is not of the form LO-HI");
+  return {low, high};
+}
+
+std::vector<std::uint16_t> read_dump(const std::string& path, std::size_t pixels) {
+  const xrd::FileHandle stream = xrd::open_file(path.c_str(), "r");
+  if (!stream) throw Failure(path, std::strerror(errno));
+  std::vector<std::uint16_t> words(pixels);
+  if (std::fread(words.data(), sizeof words[0], pixels, stream.get()) < pixels) throw Failure(path, "ends early");
+  return words;
+}
+
+void convert(const Options& options) {
+  const std::vector<host::Rgb> palette =
+      options.colormap.empty() ? std::vector<host::Rgb>() : host::read_colormap(options.colormap);
+  const std::size_t colours = palette.empty() ? 256 : palette.size();
+  const auto pixels = static_cast<std::size_t>(options.size.width) * static_cast<std::size_t>(options.size.height);
+  std::vector<std::uint8_t> picture;
+  picture.reserve(pixels);
+  for (const std::uint16_t word : read_dump(options.input, pixels)) {
+    picture.push_back(host::colour_of(word, options.contrast, colours));
+  }
+  host::write_png(options.output, options.size, picture, palette);
+}
+
+int run(int argc, char** argv) {
+  Options options;
+  CLI::App app("Makes a PNG picture of a raw 16-bit dump", "zimg");
+  app.add_option("--colormap", options.colormap, "File of lines RED GREEN BLUE; grey without it");
+  app.add_flag("--unsigned-short", options.unsigned_short, "Pixels are unsigned 16-bit numbers")->required();
+  app.add_option_function<std::string>(
+         "-r", [&](const std::string& text) { options.size = parse_size(text); }, "Size of the image")
+      ->type_name("ROWSxCOLUMNS")
+      ->required();
+  app.add_option_function<std::string>(
+         "--absolute", [&](const std::string& text) { options.contrast = parse_range(text); },
+         "Values of the first and the last colour")
+      ->type_name("LO-HI");
+  app.add_option("-o", options.output, "Picture to write")->required();
+  app.add_option("IN", options.input, "Dump to read")->required();
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : 2;
+  }
+  convert(options);
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "zimg: %s\n", failure.what());
+    return 1;
+  }
+}

@@ -1,0 +1,110 @@
+// The program xrdimage: shows and converts detector images from a terminal.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <new>
+
+#include "host/failure.h"
+#include "host/program.h"
+
+namespace {
+
+using host::Action;
+using host::Settings;
+
+struct Subcommand {
+  const char* name;
+  const char* summary;
+  Action (*define)(CLI::App& command, const Settings& settings);
+};
+
+constexpr std::array<Subcommand, 4> kSubcommands{{
+    {"info", "Tell a frame's type, size, header values and statistics", host::define_info},
+    {"convert", "Write a frame as a picture or as a raw dump", host::define_convert},
+    {"view", "Show a frame on the screen", host::define_view},
+    {"sample", "Make a synthetic mar345 frame to try things on", host::define_sample},
+}};
+
+constexpr int kUsageError = 2;
+
+void prepare_process() {
+  // A standard descriptor that is closed would be given to the next file that is opened.
+  int descriptor = 0;
+  while ((descriptor = open("/dev/null", O_RDWR)) >= 0 && descriptor <= STDERR_FILENO) {
+  }
+  close(descriptor);
+  // Files too large are write errors, and not the end of the process.
+  std::signal(SIGXFSZ, SIG_IGN);
+  // The library keeps a stream open for some of the frames that it reads; there may be thousands.
+  rlimit files{};
+  getrlimit(RLIMIT_NOFILE, &files);
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+}
+
+int run(int argc, char** argv) {
+  Settings settings;
+  CLI::App app("Two-dimensional X-ray diffraction detector images", "xrdimage");
+  app.set_version_flag("--version", "xrdimage " XRDIMAGE_VERSION);
+  app.add_flag("-v,--verbose", settings.verbose, "Show what the library prints, too");
+  app.require_subcommand(0, 1);
+  app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
+    return std::string("xrdimage: ") + error.what() + " ('xrdimage --help' tells more)\n";
+  });
+  app.footer(
+      "Examples:\n"
+      "  xrdimage sample demo.mar2300\n"
+      "  xrdimage info demo.mar2300\n"
+      "  xrdimage convert demo.mar2300 demo.png\n"
+      "  xrdimage view demo.mar2300\n"
+      "\n'xrdimage SUBCOMMAND --help' tells more.");
+  std::array<Action, kSubcommands.size()> actions;
+  for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
+    CLI::App* command = app.add_subcommand(kSubcommands[i].name, kSubcommands[i].summary);
+    command->fallthrough();
+    actions[i] = kSubcommands[i].define(*command, settings);
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kUsageError;
+  }
+  for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
+    if (app.got_subcommand(kSubcommands[i].name)) return actions[i]();
+  }
+  std::fputs(app.help().c_str(), stdout);
+  return 0;
+}
+
+int report(const char* message) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "xrdimage: %s\n", message);
+  return 1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int status = 0;
+  try {
+    prepare_process();
+    status = run(argc, argv);
+  } catch (const std::bad_alloc&) {
+    status = report("not enough memory");
+  } catch (const std::exception& failure) {
+    status = report(failure.what());
+  }
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    std::fprintf(stderr, "xrdimage: standard output cannot be written: %s\n", std::strerror(errno));
+    status = 1;
+  }
+  return status;
+}

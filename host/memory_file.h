@@ -1,0 +1,25 @@
+// A file without a name, for what functions write to a path or a descriptor.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace host {
+
+class MemoryFile {
+ public:
+  MemoryFile();
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  ~MemoryFile();
+
+  int descriptor() const { return descriptor_; }
+  // Opens as any other file, in this process.
+  std::string path() const;
+  std::string contents() const;
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace host

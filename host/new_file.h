@@ -1,0 +1,39 @@
+// Files that appear under their name only when they are complete.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "support/files.h"
+
+namespace host {
+
+// Written under a temporary name in the folder of `path`, and renamed by commit(). A file that is not committed
+// vanishes. What an existing `path` holds stays untouched until then.
+class NewFile {
+ public:
+  explicit NewFile(const std::string& path);
+  NewFile(const NewFile&) = delete;
+  NewFile& operator=(const NewFile&) = delete;
+  ~NewFile();
+
+  std::FILE* stream() { return stream_.get(); }
+  // For those who write by name: the stream is left alone then.
+  const std::string& temporary_path() const { return temporary_path_; }
+
+  // Finds out whether all bytes could be written, and renames the file. Throws a Failure otherwise.
+  void commit();
+  // For what reports no write errors: the file must have this size.
+  void commit(std::uintmax_t expected_size);
+
+ private:
+  [[noreturn]] void fail(int error) const;
+
+  std::string path_;         // as the user gave it
+  std::string target_path_;  // behind symbolic links
+  std::string temporary_path_;
+  xrd::FileHandle stream_;
+};
+
+}  // namespace host
