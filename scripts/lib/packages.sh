@@ -1,0 +1,45 @@
+# shellcheck shell=bash
+# The Debian 12 packages that the scripts need. Needs steps.sh.
+
+# The library and the program.
+export BUILD_PACKAGES=(g++ cmake ninja-build libtiff-dev fftw-dev libpng-dev libcli11-dev)
+# What the library calls at run time.
+export RUN_PACKAGES=(file)
+
+# Those of the packages that are not installed.
+missing_packages() {
+  local package
+  local -A installed=()
+  while read -r package; do
+    installed[$package]=1
+  done < <(dpkg-query -W -f='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null | sed -n 's/^installed //p')
+  for package; do
+    [ -n "${installed[$package]-}" ] || printf '%s\n' "$package"
+  done
+}
+
+# need_packages LOG PACKAGE...: installs those that are missing, as root or with sudo. Does nothing when all are there.
+need_packages() {
+  local log=$1
+  shift
+  if ! command -v dpkg-query apt-get >/dev/null; then
+    say "this is not Debian 12, whose packages are needed: $*"
+    return 1
+  fi
+  local -a missing
+  mapfile -t missing < <(missing_packages "$@" | sort -u)
+  [ "${#missing[@]}" -gt 0 ] || return 0
+
+  local -a as_root=(env DEBIAN_FRONTEND=noninteractive)
+  if [ "$EUID" -ne 0 ]; then
+    if ! command -v sudo >/dev/null; then
+      say "as root, install these first: apt-get install ${missing[*]}"
+      return 1
+    fi
+    as_root=(sudo "${as_root[@]}")
+  fi
+  say "installing Debian packages: ${missing[*]}"
+  # A list that cannot be fetched matters only if it has one of the packages: then the installation fails.
+  "${as_root[@]}" apt-get update >/dev/null 2>&1 </dev/null || true
+  quietly "$log" "${as_root[@]}" apt-get -o DPkg::Lock::Timeout=300 install -y --no-install-recommends "${missing[@]}"
+}
