@@ -4,11 +4,16 @@
 
 #include <assert.h>
 #include <stddef.h>
+#include <stdint.h>
 
 #include "xrdimage.h"
 
 /* The first number holds on 64-bit x86; the second on 32-bit x86, which aligns reals and pointers to 4 bytes. */
-#define FOR_ARCHITECTURE(bytes64, bytes32) (sizeof(void *) == 8 ? (bytes64) : (bytes32))
+#if UINTPTR_MAX > 0xFFFFFFFF
+#define FOR_ARCHITECTURE(bytes64, bytes32) (bytes64)
+#else
+#define FOR_ARCHITECTURE(bytes64, bytes32) (bytes32)
+#endif
 #define CHECK_SIZE(record, bytes64, bytes32) \
   static_assert(sizeof(record) == FOR_ARCHITECTURE(bytes64, bytes32), "size of " #record)
 #define CHECK_OFFSET(record, field, bytes64, bytes32) \

@@ -16,7 +16,7 @@ class Zimg : public testing::Test {
     place_.write("dump.raw", std::string("\x00\x00\x02\x00\x03\x00\x06\x00\x07\x00\xFF\xFF", 12));
   }
 
-  Result zimg(const std::string& arguments) const { return place_.run("\"$companions/zimg\" " + arguments); }
+  Result zimg(const std::string& arguments) const { return place_.run(R"("$companions/zimg" )" + arguments); }
 
   test::Workplace place_;
 };
@@ -89,7 +89,7 @@ class Xv : public testing::Test {
 
   // Only the viewers that the test has added are at hand.
   Result xv(const std::string& display, const std::string& picture = "frame.png") const {
-    return place_.run("mkdir -p bin; " + display + " PATH=\"$PWD/bin\" \"$companions/xv\" " + picture);
+    return place_.run("mkdir -p bin; " + display + R"( PATH="$PWD/bin" "$companions/xv" )" + picture);
   }
 
   test::Workplace place_;

@@ -65,8 +65,8 @@ TEST_F(View, ARawFrameIsNotOverwritten) {
 
 TEST_F(View, ProgramsOfThePathWin) {
   place_.write_script("bin/zimg", "echo \"zimg $*\" >>calls\ntouch frame.png");
-  place_.write_script("bin/xv", "echo \"xv $*\" >>calls");
-  const Result result = place_.run("PATH=\"$PWD/bin:$PATH\"; exec \"$xrdimage\" view --divide 65535 frame.mar2300");
+  place_.write_script("bin/xv", R"(echo "xv $*" >>calls)");
+  const Result result = place_.run(R"(PATH="$PWD/bin:$PATH"; exec "$xrdimage" view --divide 65535 frame.mar2300)");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(test::read_file("calls"),
             "zimg --colormap=colormap.zimg --unsigned-short -r 2x2 --absolute=0-1 -o frame.png frame.raw\n"
@@ -74,7 +74,7 @@ TEST_F(View, ProgramsOfThePathWin) {
 }
 
 TEST_F(View, CompanionsServeWithoutAPath) {
-  const Result result = place_.run("unset PATH; exec \"$xrdimage\" view --type mar2300 frame.mar2300");
+  const Result result = place_.run(R"(unset PATH; exec "$xrdimage" view --type mar2300 frame.mar2300)");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(test::read_png("frame.png").width, 2U);
 }
@@ -92,7 +92,7 @@ TEST_F(View, VerboseShowsTheCommandAndWhatTheProgramsSay) {
 TEST_F(View, AFailingConverterIsReportedAndNoOldPictureShown) {
   place_.write("frame.png", "old");
   place_.write_script("bin/zimg", "echo 'zimg: broken' >&2; exit 1");
-  const Result result = place_.run("PATH=\"$PWD/bin:$PATH\"; exec \"$xrdimage\" view frame.mar2300");
+  const Result result = place_.run(R"(PATH="$PWD/bin:$PATH"; exec "$xrdimage" view frame.mar2300)");
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.out, "");
   EXPECT_TRUE(result.err.starts_with("zimg: broken\n")) << result.err;
@@ -101,7 +101,7 @@ TEST_F(View, AFailingConverterIsReportedAndNoOldPictureShown) {
 
 TEST_F(View, AFailingViewerIsReportedButThePictureIsThere) {
   place_.write_script("bin/xv", "exit 3");
-  const Result result = place_.run("PATH=\"$PWD/bin:$PATH\"; exec \"$xrdimage\" view frame.mar2300");
+  const Result result = place_.run(R"(PATH="$PWD/bin:$PATH"; exec "$xrdimage" view frame.mar2300)");
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.out.find("picture:          frame.png\n"), std::string::npos);
   EXPECT_EQ(result.err, "xrdimage: frame.png: the viewer failed\n");
@@ -117,7 +117,7 @@ TEST_F(View, FilesThatCannotBeWrittenAreReported) {
 
 TEST_F(View, NamesMayHoldAnything) {
   place_.write("b c'd $(x).mar2300", test::small_mar345());
-  const Result result = place_.xrdimage("view \"b c'd \\$(x).mar2300\"");
+  const Result result = place_.xrdimage(R"-(view "b c'd \$(x).mar2300")-");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(test::read_png("b c'd $(x).png").width, 2U);
 }

@@ -29,6 +29,11 @@ std::string missing_record(int number) {
          "!\n         Overflow pixel will be ignored\n";
 }
 
+std::string cannot_allocate(int width, int height, const std::string& path) {
+  return "ERROR> Cannot allocate " + std::to_string(width) + " x " + std::to_string(height) + " pixels for " + path +
+         "\n";
+}
+
 struct Image {
   int result = -99;
   int x = -11;
@@ -49,7 +54,7 @@ Image read_path(const std::string& path) {
   if (!image.allocated) return image;
   const auto owner = test::own(daten);
   if (daten == nullptr) ADD_FAILURE() << "no array";
-  if (image.x > 0 && image.y > 0) image.pixels.assign(daten, daten + image.x * image.y);
+  if (image.x > 0 && image.y > 0) image.pixels.assign(daten, daten + naive::pixel_count(image.x, image.y));
   return image;
 }
 
@@ -100,7 +105,7 @@ constexpr int kOlderSize = 101;
 
 Frame plain_frame(Layout layout, short pixel = 9) {
   const int size = layout.new_layout ? 4 : kOlderSize;
-  return {layout, size, {}, Pixels(static_cast<std::size_t>(size * size), pixel)};
+  return {layout, size, {}, naive::filled(size, size, pixel)};
 }
 
 }  // namespace
@@ -222,7 +227,7 @@ TEST(NewReadPck, LargerPackedImagesAreCut) {
   for (std::size_t i = 0; i < 36; ++i) expected.push_back(static_cast<std::uint16_t>(pixels[i]));
   EXPECT_EQ(read, expected);
   // More rows alone.
-  const auto high = pixels_of(mar345::header(layout, 6, 0) + naive::pack(Pixels(6 * 1000, 4), 6, 1000), 6);
+  const auto high = pixels_of(mar345::header(layout, 6, 0) + naive::pack(naive::filled(6, 1000, 4), 6, 1000), 6);
   EXPECT_EQ(high, std::vector<unsigned>(36, 4));
 }
 
@@ -314,8 +319,7 @@ TEST(NewReadPck, SizesThatCannotBeAreRefused) {
       const std::string path = directory.write("frame%d.mar2300", mar345::header({true, swapped}, size, 0));
       const Image image = read_path(path);
       EXPECT_EQ(image.result, 0);
-      const std::string number = std::to_string(size);
-      EXPECT_EQ(image.printed, "ERROR> Cannot allocate " + number + " x " + number + " pixels for " + path + "\n");
+      EXPECT_EQ(image.printed, cannot_allocate(size, size, path));
       EXPECT_FALSE(image.allocated);
       EXPECT_EQ(image.x, -11);
       EXPECT_EQ(image.y, -22);
@@ -349,7 +353,7 @@ TEST(NewReadPck, FilesThatAreNoFramesAreReportedAndTakenAsTheyStand) {
   const std::string path = directory.write("text", "some text that is no frame, in more than forty bytes");
   const Image image = read_path(path);
   EXPECT_EQ(image.result, 0);
-  EXPECT_EQ(image.printed, kWrongHeader + ("ERROR> Cannot allocate 1936682341 x 1936682341 pixels for " + path + "\n"));
+  EXPECT_EQ(image.printed, kWrongHeader + cannot_allocate(1936682341, 1936682341, path));
 }
 
 TEST(NewReadPck, FramesCutAtAnyLengthAreRead) {
@@ -570,7 +574,7 @@ Merged run(const Merge& merge) {
   const int header_size = merge.layout.new_layout ? 4096 : merge.width + merge.height;
   const auto stream = test::stream_of(std::string(static_cast<std::size_t>(header_size), 'h') + merge.table);
   Merged merged;
-  merged.image.assign(static_cast<std::size_t>(merge.width * merge.height), -99);
+  merged.image.assign(naive::pixel_count(merge.width, merge.height), -99);
   const auto output = test::capture([&] {
     int_getpck(merged.image.data(), merged.record.data(), merge.unused1, merge.unused2, path.c_str(),
                merge.layout.new_layout ? 1 : 0, stream.get(), merge.width, merge.height, merge.overflow_count,
@@ -693,7 +697,7 @@ TEST(IntGetpck, RandomSizes) {
 TEST(IntGetpck, ThousandsOfRecordsAreMergedAndNoByteMoreIsRead) {
   naive::Random random(46);
   for (const int count : {255, 256, 257, 511, 512, 513, 1023, 1024, 1025, 5000}) {
-    Merge merge{{true, false}, 80, 70, 256000, Pixels(80 * 70, 9)};
+    Merge merge{{true, false}, 80, 70, 256000, naive::filled(80, 70, 9), ""};
     std::vector<OverflowRecord> records(static_cast<std::size_t>(count));
     for (auto& [position, value] : records) {
       position = naive::random_number(random, 1, 80 * 70 - 1);
@@ -749,8 +753,7 @@ TEST(IntGetpck, SizesThatCannotBeLeaveTheImage) {
     const auto output = test::capture([&, w = width, h = height] {
       int_getpck(image.data(), record.data(), 0, 0, path.c_str(), 1, stream.get(), w, h, 0, 0, 256000);
     });
-    EXPECT_EQ(output.out, "ERROR> Cannot allocate " + std::to_string(width) + " x " + std::to_string(height) +
-                              " pixels for " + path + "\n");
+    EXPECT_EQ(output.out, cannot_allocate(width, height, path));
     EXPECT_EQ(image, (std::array<int, 2>{-99, -98}));
   }
 }

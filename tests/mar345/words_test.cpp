@@ -240,17 +240,16 @@ TEST(RotateClock1, TurnsSmallImages) {
 }
 
 TEST(RotateClock1, TurnsImagesOfEverySize) {
-  for (int n = 0; n <= 33; ++n) {
-    Square image(static_cast<std::size_t>(n * n));
+  for (std::size_t n = 0; n <= 33; ++n) {
+    Square image(n * n);
     std::iota(image.begin(), image.end(), static_cast<unsigned short>(65000));
     Square expected(image.size());
-    for (int row = 0; row < n; ++row) {
-      for (int column = 0; column < n; ++column) {
-        expected[static_cast<std::size_t>(row * n + column)] =
-            image[static_cast<std::size_t>((n - 1 - column) * n + row)];
+    for (std::size_t row = 0; row < n; ++row) {
+      for (std::size_t column = 0; column < n; ++column) {
+        expected[row * n + column] = image[(n - 1 - column) * n + row];
       }
     }
-    EXPECT_EQ(rotated(image, n), expected) << n;
+    EXPECT_EQ(rotated(image, static_cast<int>(n)), expected) << n;
   }
 }
 

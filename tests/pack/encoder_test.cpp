@@ -30,7 +30,7 @@ std::string packed(const Pixels& image, int x, int y) {
 }
 
 Pixels unpacked(const std::string& bit_stream, int x, int y) {
-  Pixels image(static_cast<std::size_t>(x * y), 77);
+  Pixels image = naive::filled(x, y, 77);
   const auto stream = test::stream_of(bit_stream);
   unpack_word(stream.get(), x, y, image.data());
   return image;
@@ -56,7 +56,7 @@ std::string bytes_of(std::initializer_list<int> values) {
 
 TEST(PackWordimage, HeaderLineHasFourDigitsAtLeast) {
   EXPECT_EQ(packed({0}, 1, 1).substr(0, 37), "\nCCP4 packed image, X: 0001, Y: 0001\n");
-  EXPECT_EQ(packed(Pixels(10001 * 2), 10001, 2).substr(0, 38), "\nCCP4 packed image, X: 10001, Y: 0002\n");
+  EXPECT_EQ(packed(naive::filled(10001, 2), 10001, 2).substr(0, 38), "\nCCP4 packed image, X: 10001, Y: 0002\n");
 }
 
 TEST(PackWordimage, SinglePixelIsOneChunk) {
@@ -73,7 +73,7 @@ TEST(PackWordimage, ZerosBehindTheFirstPixelAreChunksOf128) {
   expected.chunk(0, 6, {1000});
   for (int i = 0; i < 4; ++i) expected.chunk(7, 0);
   expected.chunk(3, 0).chunk(2, 0).chunk(0, 0).chunk(0, 0).chunk(0, 0);
-  EXPECT_EQ(packed(Pixels(16 * 33, 1000), 16, 33).substr(37), expected.bytes());
+  EXPECT_EQ(packed(naive::filled(16, 33, 1000), 16, 33).substr(37), expected.bytes());
 }
 
 TEST(PackWordimage, ChunksAreNotDoubledNearTheEnd) {
@@ -101,7 +101,7 @@ TEST(PackWordimage, NothingBehindTheImageIsRead) {
   }
   // An array of exactly the image's size, for the address sanitizer.
   for (int width = 1; width < 70; ++width) {
-    const Pixels image(static_cast<std::size_t>(width), static_cast<short>(-width));
+    const Pixels image = naive::filled(width, 1, -width);
     expect_packed(image, width, 1);
   }
 }
@@ -133,7 +133,7 @@ TEST(PackWordimage, AppendsWhereTheStreamStands) {
 TEST(PackWordimage, WriteErrorsAreNotReported) {
   const test::Stream full(std::fopen("/dev/full", "w"));
   ASSERT_NE(full, nullptr);
-  Pixels image(200 * 200, 3);
+  Pixels image = naive::filled(200, 200, 3);
   const auto output = test::capture([&] { pack_wordimage_c(image.data(), 200, 200, full.get()); });
   EXPECT_EQ(output.out + output.err, "");
   // The next image is not affected.
@@ -164,7 +164,7 @@ TEST(PackRoundTrip, SmallImagesOfEveryShape) {
 TEST(PackRoundTrip, NoiseOfEveryAmplitude) {
   naive::Random random(13);
   for (int amplitude = 1; amplitude < 32768; amplitude += 1 + amplitude / 3) {
-    Pixels image(61 * 47);
+    Pixels image = naive::filled(61, 47);
     for (short& pixel : image) pixel = static_cast<short>(naive::random_number(random, -amplitude, amplitude));
     ASSERT_NO_FATAL_FAILURE(expect_packed(image, 61, 47)) << amplitude;
   }
@@ -174,8 +174,8 @@ TEST(PackRoundTrip, ExtremeValues) {
   constexpr int kWidth = 37;
   constexpr int kHeight = 29;
   for (const int value : {-32768, -1, 0, 1, 32767}) {
-    ASSERT_NO_FATAL_FAILURE(expect_packed(Pixels(kWidth * kHeight, static_cast<short>(value)), kWidth, kHeight));
-    Pixels checkerboard(kWidth * kHeight);
+    ASSERT_NO_FATAL_FAILURE(expect_packed(naive::filled(kWidth, kHeight, value), kWidth, kHeight));
+    Pixels checkerboard = naive::filled(kWidth, kHeight);
     for (std::size_t i = 0; i < checkerboard.size(); ++i) {
       checkerboard[i] = static_cast<short>(i % 2 == 0 ? value : -1 - value);
     }
@@ -187,13 +187,13 @@ TEST(PackRoundTrip, StretchesOf16384Differences) {
   naive::Random random(14);
   // In a single row the extra difference counts too; it is not there when a stretch ends with the last pixel.
   for (const int width : {16382, 16383, 16384, 16385, 16386, 32767, 32768, 32769}) {
-    ASSERT_NO_FATAL_FAILURE(expect_packed(Pixels(static_cast<std::size_t>(width), 9), width, 1));
+    ASSERT_NO_FATAL_FAILURE(expect_packed(naive::filled(width, 1, 9), width, 1));
     ASSERT_NO_FATAL_FAILURE(expect_packed(naive::random_image(random, width, 1), width, 1));
     ASSERT_NO_FATAL_FAILURE(expect_packed(naive::random_image(random, width, 2), width, 2));
   }
   for (const auto& [width, height] :
        {std::pair(128, 128), std::pair(128, 129), std::pair(129, 127), std::pair(2, 8193)}) {
-    ASSERT_NO_FATAL_FAILURE(expect_packed(Pixels(static_cast<std::size_t>(width * height), 9), width, height));
+    ASSERT_NO_FATAL_FAILURE(expect_packed(naive::filled(width, height, 9), width, height));
     ASSERT_NO_FATAL_FAILURE(expect_packed(naive::random_image(random, width, height), width, height));
   }
 }
@@ -202,7 +202,7 @@ TEST(PackRoundTrip, LongStreamsEndWithTheByteThatTheBufferHeld) {
   naive::Random random(15);
   int stale = 0;
   for (int height = 60; height < 140; ++height) {
-    Pixels image(static_cast<std::size_t>(100 * height));
+    Pixels image = naive::filled(100, height);
     for (short& pixel : image) pixel = static_cast<short>(naive::random_number(random, -32768, 32767));
     ASSERT_NO_FATAL_FAILURE(expect_packed(image, 100, height));
     // Bytes that the decoder leaves: at most the one behind a full last byte.
@@ -238,7 +238,7 @@ TEST(PackRoundTrip, ThroughAFile) {
 TEST(PackRoundTrip, InTwoThreadsAtOnce) {
   naive::Random random(17);
   const Pixels noise = naive::random_image(random, 251, 190);
-  const Pixels smooth(300 * 150, 42);
+  const Pixels smooth = naive::filled(300, 150, 42);
   const std::string expected_noise = naive::pack(noise, 251, 190);
   const std::string expected_smooth = naive::pack(smooth, 300, 150);
   int wrong_noise = 0;

@@ -28,6 +28,15 @@ inline std::uint32_t shifted_down(std::uint32_t value, int count) {
   return count == 32 ? 0 : value >> count;
 }
 
+inline std::size_t pixel_count(int width, int height) {
+  return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+}
+
+inline Pixels filled(int width, int height, int value = 0) {
+  Pixels image(pixel_count(width, height), static_cast<short>(value));
+  return image;
+}
+
 // ------------------------------------------------------------------------------------------------------------------
 // Decoder
 // ------------------------------------------------------------------------------------------------------------------
@@ -84,9 +93,10 @@ class Decoder {
 
   void store(std::uint32_t difference) {
     const short* at = image_ + pixel_;
+    const std::ptrdiff_t width = width_;
     int prediction = 0;
     if (pixel_ > width_) {
-      prediction = (at[-1] + at[-width_ + 1] + at[-width_] + at[-width_ - 1] + 2) / 4;
+      prediction = (at[-1] + at[-width + 1] + at[-width] + at[-width - 1] + 2) / 4;
     } else if (pixel_ >= 1) {
       prediction = at[-1];
     }
@@ -233,7 +243,7 @@ inline void pack_stretch(ChunkBuffer& buffer, const Differences& stretch) {
   while (cursor <= end) {
     int count = 1;
     int total = bits(cursor, 1);
-    while (end - cursor > 2 * count) {
+    while (end - cursor > std::ptrdiff_t{2} * count) {
       const int next = bits(cursor + count, count);
       const int merged = 2 * std::max(total, next);
       if (merged >= total + next + 6) break;
@@ -314,7 +324,7 @@ inline std::string random_bytes(Random& random, std::size_t count) {
 
 // Images of every kind: constant, noise of any amplitude around any level, extreme values, and mixtures.
 inline Pixels random_image(Random& random, int width, int height) {
-  Pixels image(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
+  Pixels image = filled(width, height);
   const int kind = random_number(random, 0, 5);
   const int level = random_number(random, -32768, 32767);
   const int amplitude = (1 << random_number(random, 0, 16)) - 1;
