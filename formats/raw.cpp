@@ -17,7 +17,7 @@ extern "C" int read_raw(const char* filename, unsigned int** daten, int* width, 
     std::printf("# " XRD_RED_ERROR " READING %s\n", filename);
     return 0;
   }
-  const xrd::PromptedSize size = xrd::ask_detector_size({1200, 1200});
+  const xrd::DetectorSize size = xrd::ask_detector_size({1200, 1200});
   const auto pixels = xrd::allocatable_pixels(size.width, size.height);
   auto image = pixels ? xrd::allocate_zeroed<unsigned int>(*pixels) : nullptr;
   if (!image) {

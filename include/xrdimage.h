@@ -187,6 +187,112 @@ XRDIMAGE_API int get_image_type(const char *filename);
  */
 XRDIMAGE_API int read_raw(const char *filename, unsigned int **daten, int *width, int *height);
 
+/*
+ * Reads a CCD frame with an ADSC-style text header: lines "KEY=value;" up to a line that begins with a closing brace,
+ * then 16-bit pixels. `reserved` is ignored.
+ *
+ * `*width` and `*height` come from SIZE1 and SIZE2; a missing one keeps the caller's value, which is then used. The
+ * others come from DISTANCE (millimetres), WAVELENGTH (angstrom), OSC_START, OSC_RANGE (degrees) and TIME (seconds), as
+ * they stand; -1.0 when missing, also when the file cannot be opened.
+ *
+ * `*daten` has width x height 32-bit values, but its first half holds the samples side by side, two to a value; the
+ * second half is 0. Unless the header has BYTE_ORDER=big_endian with no semicolon attached, the bytes of every
+ * second sample, from the first on, are exchanged.
+ *
+ * Prints a summary of four lines, the byte order decision, and "# W H * 4 bereitgestellt\n". Returns 0 always. When the
+ * file cannot be opened: "# ERROR reading File PATH\n", ERROR between two reset sequences "\033[0m"; the image
+ * outputs are untouched. A size that cannot be: the same line with ": cannot allocate W x H pixels" behind the path.
+ */
+XRDIMAGE_API int read_bnl(const char *filename, int reserved, unsigned int **daten, int *width, int *height,
+                          double *distance, double *wavelength, double *osc_start, double *osc_range, double *time);
+
+/*
+ * Reads an EDF header (the ESRF data format) from `stream`, up to and including a line that begins with a closing
+ * brace:
+ * `*width` (Dim_1), `*height` (Dim_2), `*bits` (BitsPerSample). A missing value leaves its output untouched. Bits that
+ * are -1 then are taken from DataType: 32 for UnsignedInteger, 16 for UnsignedShort.
+ *
+ * Prints what it found, or "# Datatype TYPE nicht bekannt. Bitte mit -b <bits> starten\n". Returns 0 always; with a
+ * null stream at once.
+ */
+XRDIMAGE_API int read_edf_header(FILE *stream, int *width, int *height, int *bits);
+
+/*
+ * Reads an EDF frame into a new array `*daten` of width x height 32-bit values. `*bits` is the host's setting, or -1
+ * for the header's. Samples are stored as they stand in the file, without regard to ByteOrder, packed from the array's
+ * first byte on: 16-bit samples fill its first half, 8-bit ones its first quarter; the rest is 0. Samples wider than 32
+ * bits fill the array as far as it goes.
+ *
+ * Without Dim_1 the size is asked for: "# Detector x y [1242 1152]> ". Prints what read_edf_header prints, "# N kB
+ * f\374r Daten bereitgestellt\n" and "# W x H BITSbit char read\n".
+ *
+ * Returns 0 always. When the file cannot be opened: "# ERROR READING PATH\n", ERROR between two reset sequences
+ * "\033[0m", `*width` 0, the other outputs untouched. A size that cannot be: the same line with ": cannot allocate
+ * W x H pixels" behind the path, `*width` 0, `*daten` and `*height` untouched.
+ */
+XRDIMAGE_API int read_edf(const char *filename, unsigned int **daten, int *bits, int *width, int *height);
+
+/*
+ * Writes an EDF file that declares unsigned 16-bit (edf16_write) or 32-bit (edf32_write) pixels. Both write four bytes
+ * a pixel, little-endian. Dimensions above 32767 are stated as negative numbers, as hosts know it.
+ *
+ * When the file cannot be opened: "# ERROR opening PATH\n", ERROR between two reset sequences "\033[0m". A negative
+ * size is refused with the same line and ": cannot write W x H pixels" behind the path. Write errors are not reported.
+ */
+XRDIMAGE_API void edf16_write(const char *filename, const unsigned int *data, int width, int height);
+XRDIMAGE_API void edf32_write(const char *filename, const unsigned int *data, int width, int height);
+
+/*
+ * Reads the header of a SAINT frame, 96 records of 80 bytes (Bruker's publicly documented format), from `stream`, which
+ * is left at byte 7680: `*ncols` (NCOLS) and `*nrows` (NROWS), untouched where the record is missing. Records are read
+ * up to ENDING2 or the end of the file. Returns 0 always, prints nothing.
+ */
+XRDIMAGE_API int read_saint_header(FILE *stream, int *ncols, int *nrows);
+
+/*
+ * Reads a SAINT frame of unsigned 16-bit pixels into a new array `*daten`. A size that the header does not state is
+ * taken from `*width` and `*height`. Overflow tables are not read. Prints "# N kB f\374r Daten bereitgestellt\n".
+ *
+ * The stream that it opens stays open for the life of the process. Returns 0 always. When the file cannot be opened:
+ * "# ERROR READING PATH\n", ERROR between two reset sequences "\033[0m", outputs untouched. A size that cannot be: the
+ * same line with ": cannot allocate W x H pixels" behind the path.
+ */
+XRDIMAGE_API int read_saint(const char *filename, unsigned int **daten, int *width, int *height);
+
+/*
+ * Reads a TIFF image into a new array `*daten`: the decoded strips as signed 16-bit samples, sign-extended (40000
+ * becomes 4294941760), whatever the tags say of depth and format. Pixels that the strips lack are 0. `reserved` is
+ * ignored. libtiff prints its own warnings and errors.
+ *
+ * Returns 0 always. When the file cannot be opened: "# ERROR reading file PATH\n", ERROR between two reset sequences
+ * "\033[0m", outputs untouched. A size that cannot be: the same line with ": cannot allocate W x H pixels" behind the
+ * path. When memory for the array runs out the process ends with an assertion failure.
+ */
+XRDIMAGE_API int read_tiff(const char *filename, unsigned int **daten, int reserved, int *width, int *height);
+
+/*
+ * Reads the binary header of a MarCCD frame into `info`: overflow_count, start_angle, reserved_angle (0), distance,
+ * oscillation_range and exposure_time (fractions dropped), wavelength, and file_name, where the path is taken as a
+ * format string as in read_mar_header. Other fields are untouched.
+ *
+ * Returns 1, or 0 with `info` untouched: when the file cannot be opened, with "# RED(ERROR) reading PATH\n"; when the
+ * header is not whole, with "Not read correctly! Abandoning.\n" (the file is left open then).
+ */
+XRDIMAGE_API int read_mar_ccd_header(const char *filename, ImageInfo *info);
+
+/*
+ * Reads a MarCCD frame: data->Daten (new array), data->width, data->height, and data->overflows, the header's count
+ * plus the pixels from 32768 on, which become OVERFLOW_MARK. `*distance` is the host's distance setting, millimetres:
+ * -999.0 is replaced by the header's, any other value is kept. Silences libtiff's warnings for the rest of the process.
+ *
+ * Returns 1 or 0. When the file cannot be opened nothing is printed; when the header is not whole, "Not read correctly!
+ * Abandoning.\n" (the file is left open then); records are untouched in both cases. When libtiff cannot open it:
+ * "# RED(ERROR) reading file PATH\n", with `*distance` and data->overflows set already; a size that cannot be: the same
+ * line with ": cannot allocate W x H pixels" behind the path. When memory for the array runs out the process ends
+ * with an assertion failure.
+ */
+XRDIMAGE_API int read_mar_ccd(const char *filename, ImageData *data, double *distance);
+
 /* ---------------------------------------------------------------------------------------------------------------
  * CCP4 packed images
  *
@@ -252,6 +358,23 @@ XRDIMAGE_API void pack_chunk(int32_t *lng, int nmbr, int bitsize, FILE *stream);
  * earlier contents do not matter. Other sizes or bit positions do nothing.
  */
 XRDIMAGE_API void pack_longs(int32_t *lng, int n, unsigned char **target, int *bit, int size);
+
+/*
+ * Reads a packed file (2400-byte header) into a new array `*Daten` of 1200 x 1200 pixels, whatever the file says, with
+ * sign extension (40000 becomes 4294941760). A larger packed image is cut, pixels that it lacks are 0. Sets `*x` and
+ * `*y` to 1200.
+ *
+ * A header of another size: "# RED(WARNING) Dimension WxH auf 1200x1200 gesetzt\n". Returns 0 always. When the file
+ * cannot be opened: "# \033[0mERROR\033s [0m opening PATH\n", outputs untouched.
+ */
+XRDIMAGE_API int read_pck(const char *filename, unsigned int **Daten, int *x, int *y);
+
+/*
+ * Writes a packed file: `header` as it stands, then the header.width x header.height pixels of `img`. `unused` has no
+ * effect. Returns 0 always. When the file cannot be opened: "# RED(ERROR) opening PATH" (no line feed). Write errors
+ * are not reported.
+ */
+XRDIMAGE_API int tomar(const char *filename, short *img, int unused, PackedFileHeader header);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * mar345 image plate files

@@ -4,12 +4,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <span>
 
 #include "pack/decoder.h"
 #include "support/assertion.h"
-#include "support/files.h"
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "xrdimage.h"
@@ -50,12 +48,7 @@ void print_cannot_allocate(const Size& size, const char* path) {
 
 // Decodes the packed image of the file into `image`, as much of it as fits.
 void read_packed(std::span<short> image, const char* path) {
-  const xrd::FileHandle stream = xrd::open_file(path, "r");
-  if (!stream) {
-    std::printf("ERROR> %s does not exist.", path);
-    return;
-  }
-  xrd::unpack_file(stream.get(), image.data(), image.size());
+  if (!xrd::unpack_file(path, image)) std::printf("ERROR> %s does not exist.", path);
 }
 
 // Where a record's value belongs: the newer layout takes positions as indices, the older one counts from 1.
@@ -164,7 +157,7 @@ extern "C" int gethead(int* new_layout, FILE* stream, int* size, int* swapped, i
 }
 
 extern "C" void readpck(short* image, const char* path) {
-  read_packed({image, std::numeric_limits<std::size_t>::max() / sizeof(short)}, path);
+  read_packed(xrd::unbounded(image), path);
 }
 
 extern "C" void int_getpck(int* image, int* record, short /*unused1*/, int /*unused2*/, const char* path,

@@ -9,7 +9,6 @@
 #include <cctype>
 #include <cstdint>
 #include <cstring>
-#include <limits>
 
 #include "pack/packed_format.h"
 #include "support/files.h"
@@ -162,22 +161,20 @@ void unpack_pixels(std::FILE* stream, int width, std::span<short> img) {
   }
 }
 
-void unpack_file(std::FILE* stream, short* img, std::size_t capacity) {
+bool unpack_file(const char* path, std::span<short> img) {
+  const FileHandle stream = open_file(path, "r");
+  if (!stream) return false;
   HeaderLineSearch search;
-  const auto [width, height] = search.find(stream);
+  const auto [width, height] = search.find(stream.get());
   const std::size_t pixels = caller_pixels(width, height, sizeof(short));
-  unpack_pixels(stream, width, {img, std::min(pixels, capacity)});
+  unpack_pixels(stream.get(), width, img.first(std::min(pixels, img.size())));
+  return true;
 }
 
 }  // namespace xrd
 
 extern "C" int readpack_word_c(short* img, const char* filename) {
-  const xrd::FileHandle stream = xrd::open_file(filename, "r");
-  if (!stream) {
-    std::printf("# %s does not exist.", filename);
-    return 0;
-  }
-  xrd::unpack_file(stream.get(), img, std::numeric_limits<std::size_t>::max());
+  if (!xrd::unpack_file(filename, xrd::unbounded(img))) std::printf("# %s does not exist.", filename);
   return 0;
 }
 

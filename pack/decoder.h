@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <limits>
 #include <span>
 
 namespace xrd {
@@ -11,8 +12,13 @@ namespace xrd {
 // byte; no byte is read that these pixels do not need.
 void unpack_pixels(std::FILE* stream, int width, std::span<short> img);
 
-// Finds the header line and decodes the image behind it, cut to `capacity` pixels, into `img`. Nothing is written when
-// there is no header line or its size cannot be.
-void unpack_file(std::FILE* stream, short* img, std::size_t capacity);
+// Opens the file, finds the header line and decodes the image behind it, cut to img.size() pixels. Nothing is written
+// when there is no header line or its size cannot be. False when the file cannot be opened.
+bool unpack_file(const char* path, std::span<short> img);
+
+// An `img` whose caller vouches that it is as large as the header line says.
+inline std::span<short> unbounded(short* img) {
+  return {img, std::numeric_limits<std::ptrdiff_t>::max() / sizeof(short)};
+}
 
 }  // namespace xrd

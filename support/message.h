@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #define XRD_RED_ERROR "\033[31;1mERROR\033[0m"
+#define XRD_PLAIN_ERROR "\033[0mERROR\033[0m"
 #define XRD_RED_WARNING "\033[31;1mWARNING\033[0m"
 
 namespace xrd {

@@ -3,12 +3,12 @@
 
 namespace xrd {
 
-struct PromptedSize {
+struct DetectorSize {
   int width;
   int height;
 };
 
 // Asks on standard output and reads one line of standard input. Anything but two numbers gives the default.
-PromptedSize ask_detector_size(PromptedSize by_default);
+DetectorSize ask_detector_size(DetectorSize by_default);
 
 }  // namespace xrd

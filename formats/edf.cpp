@@ -1,0 +1,133 @@
+// EDF frames: a text header in braces, then pixels in the host's byte order.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <string_view>
+
+#include "support/files.h"
+#include "support/format_text.h"
+#include "support/header_keys.h"
+#include "support/image_size.h"
+#include "support/memory.h"
+#include "support/message.h"
+#include "support/prompt.h"
+#include "xrdimage.h"
+
+namespace {
+
+constexpr int kBitsUnknown = -1;
+
+// Where nothing else tells the bits per sample, the data type does. False, with a message, when it is unknown.
+bool bits_from_data_type(std::string_view data_type, int* bits) {
+  if (data_type == "UnsignedInteger") {
+    *bits = 32;
+  } else if (data_type == "UnsignedShort") {
+    *bits = 16;
+  } else {
+    std::printf("# Datatype %s nicht bekannt. Bitte mit -b <bits> starten\n", data_type.data());
+    return false;
+  }
+  std::printf("# %s found -> %dbit\n", data_type.data(), *bits);
+  return true;
+}
+
+// Fills the zeroed image with the samples as they stand in the file, packed from its first byte on: narrow samples fill
+// only its first part, and wider ones than a pixel only as far as the image goes.
+void read_samples(unsigned int* image, std::size_t pixels, int bits, std::FILE* stream) {
+  const int sample_bytes = std::clamp(bits / 8, 0, static_cast<int>(sizeof *image));
+  static_cast<void>(std::fread(image, 1, pixels * static_cast<std::size_t>(sample_bytes), stream));
+}
+
+void write_edf(const char* filename, const unsigned int* data, int width, int height, const char* data_type, int bits) {
+  const std::size_t pixels = xrd::caller_pixels(width, height, sizeof *data);
+  if (pixels == 0 && width != 0 && height != 0) {
+    std::printf("# " XRD_PLAIN_ERROR " opening %s: cannot write %d x %d pixels\n", filename, width, height);
+    return;
+  }
+  const xrd::FileHandle stream = xrd::open_file(filename, "wb");
+  if (!stream) {
+    std::printf("# " XRD_PLAIN_ERROR " opening %s\n", filename);
+    return;
+  }
+  std::FILE* file = stream.get();
+  std::fprintf(file, "{\n");
+  std::fprintf(file, "%-15s = %s ; \n", "HeaderID", "EH:000001:000000:000000");
+  std::fprintf(file, "%-15s = %s ; \n", "ByteOrder", "LowByteFirst");
+  std::fprintf(file, "%-15s = %s ; \n", "DataType", data_type);
+  // Four bytes a pixel, also in files that declare 16 bits.
+  std::fprintf(file, "%-15s = %llu ; \n", "Size", static_cast<unsigned long long>(pixels) * sizeof *data);
+  // Dimensions are printed as 16-bit numbers; hosts know large ones as negative.
+  std::fprintf(file, "%-15s = %d ; \n", "Dim_1", static_cast<std::int16_t>(width));
+  std::fprintf(file, "%-15s = %d ; \n", "Dim_2", static_cast<std::int16_t>(height));
+  std::fprintf(file, "%-15s = %d ; \n", "Image", 1);
+  std::fprintf(file, "%-15s = %d ; \n", "BitsPerSample", bits);
+  std::fprintf(file, "\n}\n");
+  std::fwrite(data, sizeof *data, pixels, file);
+}
+
+}  // namespace
+
+extern "C" int read_edf_header(FILE* stream, int* width, int* height, int* bits) {
+  if (stream == nullptr) return 0;
+  int binning = -1;
+  std::array<char, 80> byte_order{};
+  std::array<char, 80> data_type{};
+  std::array<xrd::HeaderWord, 3> date_words{{{"-1"}, {"-1"}, {"-1"}}};
+  const xrd::HeaderKey keys[] = {
+      {"Dim_1 %*s %d", width},
+      {"Dim_2 %*s %d", height},
+      {"DateTime %*s %s %s %s", xrd::HeaderWords{date_words.data(), 3}},
+      {"Binning %*s %d", &binning},
+      {"BitsPerSample %*s %d", bits},
+      {"ByteOrder %*s %s", byte_order},
+      {"DataType %*s %s", data_type},
+  };
+  xrd::read_braced_header(stream, keys);
+  if (*bits == kBitsUnknown && !bits_from_data_type(data_type.data(), bits)) return 0;
+
+  std::array<char, 80> day{};
+  std::array<char, 80> time_of_day{};
+  xrd::HeaderWord rest{};
+  xrd::format_text(day, date_words[0].data());
+  xrd::format_text(time_of_day, date_words[1].data());
+  xrd::format_text(rest, date_words[2].data());
+  std::printf("\n# Scanned: %s %s %s\n", day.data(), time_of_day.data(), rest.data());
+  std::printf("# ByteOrder: %s, BitsPerSample: %d, Binning: %d\n\n", byte_order.data(), *bits, binning);
+  return 0;
+}
+
+extern "C" int read_edf(const char* filename, unsigned int** daten, int* bits, int* width, int* height) {
+  *width = 0;
+  const xrd::FileHandle stream = xrd::open_file(filename, "r");
+  if (!stream) {
+    std::printf("# " XRD_PLAIN_ERROR " READING %s\n", filename);
+    return 0;
+  }
+  xrd::DetectorSize size{0, *height};
+  read_edf_header(stream.get(), &size.width, &size.height, bits);
+  if (size.width == 0) size = xrd::ask_detector_size({1242, 1152});
+
+  const auto pixels = xrd::allocatable_pixels(size.width, size.height);
+  auto image = pixels ? xrd::allocate_zeroed<unsigned int>(*pixels) : nullptr;
+  if (!image) {
+    std::printf("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width,
+                size.height);
+    return 0;
+  }
+  xrd::print_allocated(*pixels * sizeof(unsigned int));
+  read_samples(image.get(), *pixels, *bits, stream.get());
+  std::printf("# %d x %d %dbit char read\n", size.width, size.height, *bits);
+  *width = size.width;
+  *height = size.height;
+  *daten = image.release();
+  return 0;
+}
+
+extern "C" void edf16_write(const char* filename, const unsigned int* data, int width, int height) {
+  write_edf(filename, data, width, height, "UnsignedShort", 16);
+}
+
+extern "C" void edf32_write(const char* filename, const unsigned int* data, int width, int height) {
+  write_edf(filename, data, width, height, "UnsignedInteger", 32);
+}

@@ -1,0 +1,62 @@
+#include "formats/tiff_strips.h"
+
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "support/image_size.h"
+
+namespace xrd {
+
+namespace {
+
+// Strips of more than 8 bytes a pixel of the largest image are those of a damaged file.
+constexpr std::uint64_t kMaxStripBytes = std::uint64_t{kMaxPixels} * 8;
+
+}  // namespace
+
+void TiffCloser::operator()(tiff* image) const noexcept {
+  TIFFClose(image);
+}
+
+TiffHandle open_tiff(const char* path) {
+  return TiffHandle(TIFFOpen(path, "r"));
+}
+
+std::optional<std::size_t> TiffSize::pixels() const {
+  constexpr std::uint32_t kLargest = std::numeric_limits<int>::max();
+  if (width > kLargest || height > kLargest) return std::nullopt;
+  return allocatable_pixels(static_cast<int>(width), static_cast<int>(height));
+}
+
+TiffSize tiff_size(tiff* image) {
+  TiffSize size;
+  TIFFGetField(image, TIFFTAG_IMAGEWIDTH, &size.width);
+  TIFFGetField(image, TIFFTAG_IMAGELENGTH, &size.height);
+  return size;
+}
+
+bool TiffStrips::read(tiff* image) {
+  const auto strip_bytes = static_cast<std::uint64_t>(std::max<tmsize_t>(TIFFStripSize(image), 0));
+  const std::uint32_t strips = TIFFNumberOfStrips(image);
+  if (strip_bytes != 0 && strips > kMaxStripBytes / strip_bytes) return false;
+  size_ = static_cast<std::size_t>(strip_bytes * strips);
+  bytes_ = allocate_zeroed<unsigned char>(size_);
+  if (!bytes_) return false;
+  const auto step = static_cast<std::size_t>(strip_bytes / 2 * 2);
+  for (std::uint32_t strip = 0; strip < strips; ++strip) {
+    TIFFReadEncodedStrip(image, strip, bytes_.get() + strip * step, -1);
+  }
+  return true;
+}
+
+std::int16_t TiffStrips::sample(std::size_t pixel) const {
+  std::int16_t value = 0;
+  const std::size_t offset = pixel * sizeof value;
+  if (offset < size_) std::memcpy(&value, bytes_.get() + offset, std::min(sizeof value, size_ - offset));
+  return value;
+}
+
+}  // namespace xrd

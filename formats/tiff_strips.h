@@ -1,0 +1,48 @@
+// TIFF images as the readers take them: a size and strips, whatever the other tags say.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "support/memory.h"
+
+struct tiff;  // libtiff's TIFF
+
+namespace xrd {
+
+struct TiffCloser {
+  void operator()(tiff* image) const noexcept;
+};
+using TiffHandle = std::unique_ptr<tiff, TiffCloser>;
+
+// Null when libtiff cannot open the file; it prints its own message then.
+TiffHandle open_tiff(const char* path);
+
+struct TiffSize {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+
+  // Nothing for a size that cannot be.
+  std::optional<std::size_t> pixels() const;
+};
+
+TiffSize tiff_size(tiff* image);
+
+// The decoded bytes of all strips, each beginning where the one before ends, at an even offset. What could not be
+// decoded is zero.
+class TiffStrips {
+ public:
+  // Decodes the strips. Without memory for them the result is false, and nothing is decoded.
+  bool read(tiff* image);
+
+  // The signed 16-bit sample of a pixel; zero beyond the strips.
+  std::int16_t sample(std::size_t pixel) const;
+
+ private:
+  MallocArray<unsigned char> bytes_;
+  std::size_t size_ = 0;
+};
+
+}  // namespace xrd
