@@ -472,6 +472,73 @@ XRDIMAGE_API char *long_to_char(const int *source, char *target);
 XRDIMAGE_API void rotate_clock1(unsigned short *image, int n);
 
 /* ---------------------------------------------------------------------------------------------------------------
+ * XDS correction files
+ *
+ * The images that the data processing program XDS leaves behind, through streams that the host opens. Values are 4
+ * bytes each and are not interpreted.
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * Reads the 1187 values of a correction record into `buffer`. Fewer: "ERROR> Wrong number of bytes in corr-file: N \n"
+ * (N: values read), the rest of the buffer is untouched. Returns the number of values read.
+ */
+XRDIMAGE_API int getcorr(void *buffer, FILE *stream);
+
+/* The same for the x * y values of MODPIX.XDS; the message names that file. None are read when x or y is below 1. */
+XRDIMAGE_API int getmod(void *buffer, FILE *stream, int x, int y);
+
+/*
+ * Closes `modpix` if `name` is exactly "MODPIX.XDS", `bkgpix` if it is "BKGPIX.XDS", `other` for any other name.
+ * Returns the result of fclose, or EOF when that stream is null. Streams that the name does not select may be null.
+ */
+XRDIMAGE_API int fileclose(const char *name, FILE *modpix, FILE *bkgpix, FILE *other);
+
+/*
+ * Rewinds the stream that fileclose would close; for "MODPIX.XDS" `other` as well, as hosts rely on it. Null streams
+ * are left out.
+ */
+XRDIMAGE_API void filerewind(const char *name, FILE *modpix, FILE *bkgpix, FILE *other);
+
+/* Runs "/bin/rm tmp.image" in the system shell and returns what system() returns. */
+XRDIMAGE_API int filedelete(void);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Image operations: pixel grid
+ *
+ * These functions free the caller's array and store a new one, with its size: other pointers into the old array are
+ * invalid afterwards. What cannot be done (negative sizes, a factor below 1, no memory) leaves array and size
+ * untouched, with a message that begins with "# RED(ERROR): cannot ".
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * Sums blocks of factor x factor pixels, wrapping at 32 bits. The new width is twice the number of whole double blocks
+ * in the old one, and so even; the height likewise. A block that holds OVERFLOW_MARK becomes OVERFLOW_MARK. With a
+ * factor of 1, the last column (row) of an even width (height) becomes 0.
+ *
+ * Returns the largest sum, to be read as unsigned, that of marked blocks as it was; 0 after a message.
+ */
+XRDIMAGE_API int binning(unsigned int **Daten, int factor, int *width, int *height);
+
+/*
+ * Bins a 16-bit image to width / factor x height / factor pixels, each the mean along its block's diagonal, rounded
+ * half to even. When two or more columns are left over, the block that they begin is stored in the first pixel of the
+ * next row, as hosts know it. With a factor of 1 the last column and row become 0. Returns 0.
+ */
+XRDIMAGE_API int short_binning(unsigned short **Daten_ushort, int factor, int *width, int *height);
+
+/*
+ * Crops the image to new_width x new_height pixels, or pads it with 0, at its right and bottom.
+ *
+ * Prints "# fitting dimension from WxH to WxW\n" (the new width twice), "# RED(WARNING): IMAGE width too large,
+ * stripping N\n" and the same for the height where it applies, and "# N kB f\374r Daten bereitgestellt\n". Returns 0.
+ */
+XRDIMAGE_API int fit_to_new_dimension(unsigned int **Daten, int *width, int *height, int new_width, int new_height);
+
+/* The same for a 16-bit image. Prints the warnings only. */
+XRDIMAGE_API int fit_to_new_dimension_short(unsigned short **Daten_ushort, int *width, int *height, int new_width,
+                                            int new_height);
+
+/* ---------------------------------------------------------------------------------------------------------------
  * Image operations: intensities
  *
  * All work in place on 32-bit arrays. "Short" in a name stands for the 16-bit oriented limits that it uses.
@@ -516,6 +583,61 @@ XRDIMAGE_API void scale_up_short(unsigned int *Daten, int width, int height, int
  * Returns 0. When the array cannot be had: "# RED(ERROR) cannot allocate N pixels\n", output untouched.
  */
 XRDIMAGE_API int to_short(unsigned int *Daten, unsigned short **Daten_ushort, int n, int maximum);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Image operations: markers
+ *
+ * Drawn in place, in the image's largest value, divided by `divisor` as a signed number (0 counts as 1). Whatever lies
+ * outside the image is not drawn.
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/*
+ * Draws the outline of a rectangle around centre[0], centre[1] (column, row) that reaches box[0] pixels to the left,
+ * box[1] up, box[2] to the right and box[3] down. Edges past the image are drawn on its border. The corner at the
+ * bottom right stays open.
+ */
+XRDIMAGE_API void make_short_box(unsigned int *Daten, int width, int height, int *centre, int *box, int divisor);
+
+/* Draws a cross at x, y. Its arms are width / 100 pixels long before the centre and one less behind it. */
+XRDIMAGE_API void make_cross(unsigned int *Daten, int width, int height, int x, int y);
+
+/* The same with arms of 20 pixels, and a divisor. */
+XRDIMAGE_API void make_short_cross(unsigned int *Daten, int width, int height, int x, int y, int divisor);
+
+/* ---------------------------------------------------------------------------------------------------------------
+ * Image operations: Gaussian smoothing
+ *
+ * A cyclic convolution by FFTW 2. The samples of the kernel are exp(-(dx/sigma_x)^2 - (dy/sigma_y)^2) / (2 pi sigma_x
+ * sigma_y), half a pixel off the centre for even sizes, and sum to about one half: the smoothed image is half as
+ * bright. To be called from one thread at a time, as FFTW 2 makes plans with shared state.
+ * ------------------------------------------------------------------------------------------------------------ */
+
+/* The real number of FFTW 2. */
+typedef double fftw_real;
+
+/*
+ * Writes the kernel's x * y samples, wrapped around the corners, to `gauss`: x rows of y + 2 values, of which the last
+ * two are left alone. Along an odd size the last position but the padding is left alone too. A sigma of 0 gives
+ * infinities and NaN.
+ */
+XRDIMAGE_API void fill_gauss(fftw_real *gauss, int x, int y, float sigma_x, float sigma_y);
+
+/*
+ * Makes a new array `*gauss` of x * (y + 2) values, fills it by fill_gauss and transforms it in place. The caller frees
+ * it. When memory runs out the process ends with an assertion failure; for a size that cannot be: "# RED(ERROR): cannot
+ * smooth XxY pixels\n", output untouched.
+ */
+XRDIMAGE_API void init_gauss(fftw_real **gauss, int x, int y, float sigma_x, float sigma_y);
+
+/*
+ * Smooths the image after enlarging an odd width or height by one (through fit_to_new_dimension, which replaces the
+ * array in any case and prints its messages). Results are magnitudes, truncated. The kernel, x * (y + 2) doubles, stays
+ * allocated after each call. When memory for the kernel runs out the process ends with an assertion failure.
+ */
+XRDIMAGE_API void falte_gauss(unsigned int **Daten, int *x, int *y, int sigma_x, int sigma_y);
+
+/* The same for a 16-bit image; results above 65535 wrap, and the kernel is freed. */
+XRDIMAGE_API void falte_short_gauss(unsigned short **Daten_ushort, int *x, int *y, int sigma_x, int sigma_y);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Display

@@ -1,0 +1,199 @@
+// Smoothing by a cyclic convolution with a two-dimensional Gaussian, as a product of Fourier transforms.
+#include <rfftw.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdio>
+#include <optional>
+
+#include "processing/grid.h"
+#include "support/arithmetic.h"
+#include "support/assertion.h"
+#include "support/image_size.h"
+#include "support/memory.h"
+#include "support/message.h"
+#include "xrdimage.h"
+
+namespace {
+
+using xrd::MallocArray;
+
+// A value rounded to single precision for good. The empty instruction keeps compilers from computing on with more
+// digits, as GCC 12 does where it turns a product of complex numbers into vector arithmetic in double precision.
+double rounded_to_single(double value) {
+  auto rounded = static_cast<float>(value);
+#if defined(__SSE2__)
+  asm("" : "+x"(rounded));
+#endif
+  return rounded;
+}
+
+// One axis of the kernel. Samples are numbered from 1 and centred half-way between two of them for an even size.
+struct Axis {
+  int size;
+  double centre;
+
+  explicit Axis(int axis_size) : size(axis_size), centre(rounded_to_single((axis_size + 1.0) * 0.5)) {}
+
+  // Wrapped around: the upper half comes first. Of an odd size the last position stays free, as the first and the last
+  // sample share one and the last one is kept.
+  int positions() const { return size % 2 == 0 || size == 1 ? size : size - 1; }
+  int sample_at(int position) const {
+    const int half = size / 2;
+    return position < size - half ? position + half + 1 : position - half + 1;
+  }
+  double distance_at(int position) const { return sample_at(position) - centre; }
+};
+
+// The exponent below which a sample times `scale` is rounded to zero in single precision: it is less than half of the
+// smallest number there, 2^-150. Not a number, and so below nothing, when the scale is.
+double vanishing_exponent(double scale) {
+  constexpr double kMargin = 1.0;
+  return -150.0 * std::log(2.0) - std::log(std::fabs(scale)) - kMargin;
+}
+
+// Rows of the in-place transform: one real value per pixel of an image column, and two values of padding.
+std::ptrdiff_t row_stride(int y) {
+  return std::ptrdiff_t{y} + 2;
+}
+
+// x * (y + 2) values; nothing for a size that cannot be.
+std::optional<std::size_t> transform_values(int x, int y) {
+  if (!xrd::allocatable_pixels(x, y)) return std::nullopt;
+  return static_cast<std::size_t>(x) * (static_cast<std::size_t>(y) + 2);
+}
+
+class Plan {
+ public:
+  Plan(int x, int y, fftw_direction direction)
+      : plan_(rfftw2d_create_plan(x, y, direction, FFTW_ESTIMATE | FFTW_IN_PLACE)) {}
+  Plan(const Plan&) = delete;
+  Plan& operator=(const Plan&) = delete;
+  ~Plan() { rfftwnd_destroy_plan(plan_); }
+
+  void to_complex(fftw_real* data) const { rfftwnd_one_real_to_complex(plan_, data, nullptr); }
+  void to_real(fftw_real* data) const {
+    rfftwnd_one_complex_to_real(plan_, reinterpret_cast<fftw_complex*>(data), nullptr);
+  }
+
+ private:
+  rfftwnd_plan plan_;
+};
+
+// The transformed kernel; null, with a message, for a size that cannot be.
+MallocArray<fftw_real> make_kernel(int x, int y, float sigma_x, float sigma_y) {
+  const auto values = transform_values(x, y);
+  if (!values) {
+    std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
+    return nullptr;
+  }
+  auto kernel = xrd::allocate_zeroed<fftw_real>(*values);
+  if (!kernel) {
+    xrd::fail_assertion("gauss=(fftw_real*)malloc(sizeof(fftw_real)*(x)*(y+2))", "gauss", 32, "init_gauss");
+  }
+  fill_gauss(kernel.get(), x, y, sigma_x, sigma_y);
+  if (x > 0 && y > 0) Plan(x, y, FFTW_REAL_TO_COMPLEX).to_complex(kernel.get());
+  return kernel;
+}
+
+// Edge of the squares in which images are turned over between rows and columns, so that both fit the cache.
+constexpr int kTile = 32;
+
+// Calls action(column, row) for every pixel, square by square.
+template <typename Action>
+void for_each_tiled(int width, int height, Action action) {
+  for (int first_row = 0; first_row < height; first_row += kTile) {
+    const int end_row = std::min(first_row + kTile, height);
+    for (int first_column = 0; first_column < width; first_column += kTile) {
+      const int end_column = std::min(first_column + kTile, width);
+      for (int column = first_column; column < end_column; ++column) {
+        for (int row = first_row; row < end_row; ++row) action(std::ptrdiff_t{column}, std::ptrdiff_t{row});
+      }
+    }
+  }
+}
+
+// Multiplies the transformed image by the transformed kernel; the image's values take part in single precision.
+void multiply(fftw_real* image, const fftw_real* kernel, std::size_t complex_values) {
+  for (std::size_t k = 0; k < 2 * complex_values; k += 2) {
+    const double re = rounded_to_single(image[k]);
+    const double im = rounded_to_single(image[k + 1]);
+    image[k] = kernel[k] * re - kernel[k + 1] * im;
+    image[k + 1] = im * kernel[k] + re * kernel[k + 1];
+  }
+}
+
+// Smooths the image, whose size is even. Without memory for it the image is left as it is, with a message.
+template <typename Pixel>
+void convolve(Pixel* image, int x, int y, const fftw_real* kernel) {
+  const std::size_t values = *transform_values(x, y);
+  const auto work = xrd::allocate_zeroed<fftw_real>(values);
+  if (!work) {
+    std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
+    return;
+  }
+  const Plan forward(x, y, FFTW_REAL_TO_COMPLEX);
+  const Plan backward(x, y, FFTW_COMPLEX_TO_REAL);
+  const std::ptrdiff_t stride = row_stride(y);
+  for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) { work[i * stride + j] = image[j * x + i]; });
+  forward.to_complex(work.get());
+  multiply(work.get(), kernel, values / 2);
+  backward.to_real(work.get());
+  const double scale = 1.0 / (x * y);
+  for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) {
+    const double value = work[i * stride + j];
+    // The magnitude: negative ringing comes out positive. Sixteen-bit results wrap.
+    image[j * x + i] = static_cast<Pixel>(xrd::truncate_to_low_word(std::sqrt(value * scale * value * scale)));
+  });
+}
+
+// Smooths the image after making its size even. Returns the transformed kernel that it used, if it got that far.
+template <typename Pixel>
+MallocArray<fftw_real> smooth(const xrd::GridRef<Pixel>& image, int sigma_x, int sigma_y) {
+  const auto even = [](int size) { return static_cast<int>(static_cast<unsigned>(size) + (size % 2 != 0 ? 1U : 0U)); };
+  if (!xrd::fit_grid(image, even(*image.width), even(*image.height))) return nullptr;
+  const int x = *image.width;
+  const int y = *image.height;
+  auto kernel = make_kernel(x, y, static_cast<float>(sigma_x), static_cast<float>(sigma_y));
+  if (kernel && x > 0 && y > 0) convolve(*image.pixels, x, y, kernel.get());
+  return kernel;
+}
+
+}  // namespace
+
+extern "C" void fill_gauss(fftw_real* gauss, int x, int y, float sigma_x, float sigma_y) {
+  if (x < 1 || y < 1) return;
+  constexpr float kTwoPi = 6.2831855F;
+  // The product of three is rounded once, and its reciprocal once.
+  const auto product = static_cast<float>(static_cast<long double>(kTwoPi) * sigma_x * sigma_y);
+  const double norm = rounded_to_single(1.0 / product);
+  const double vanishing = vanishing_exponent(norm);
+  const double zero = std::copysign(0.0, norm);
+  const double inverse_x = 1.0 / sigma_x;
+  const double inverse_y = 1.0 / sigma_y;
+  const Axis columns(x);  // the transform's rows are the image's columns
+  const Axis rows(y);
+  for (int i = 0; i < columns.positions(); ++i) {
+    const double a = rounded_to_single(columns.distance_at(i) * inverse_x);
+    fftw_real* row = gauss + i * row_stride(y);
+    for (int j = 0; j < rows.positions(); ++j) {
+      const double b = rows.distance_at(j) * inverse_y;
+      const double exponent = -std::pow(a, 2.0) - std::pow(b, 2.0);
+      row[j] = exponent < vanishing ? zero : rounded_to_single(std::exp(exponent) * norm);
+    }
+  }
+}
+
+extern "C" void init_gauss(fftw_real** gauss, int x, int y, float sigma_x, float sigma_y) {
+  if (auto kernel = make_kernel(x, y, sigma_x, sigma_y)) *gauss = kernel.release();
+}
+
+extern "C" void falte_gauss(unsigned int** Daten, int* x, int* y, int sigma_x, int sigma_y) {
+  // Hosts rely on the kernel staying allocated after this function, unlike after its 16-bit twin.
+  static_cast<void>(smooth(xrd::GridRef<unsigned int>{Daten, x, y}, sigma_x, sigma_y).release());
+}
+
+extern "C" void falte_short_gauss(unsigned short** Daten_ushort, int* x, int* y, int sigma_x, int sigma_y) {
+  smooth(xrd::GridRef<unsigned short>{Daten_ushort, x, y}, sigma_x, sigma_y);
+}
