@@ -10,6 +10,7 @@
 #include "support/assertion.h"
 #include "support/image_size.h"
 #include "support/memory.h"
+#include "support/pixels.h"
 #include "xrdimage.h"
 
 namespace {
@@ -119,23 +120,16 @@ long overflow_offset(bool new_layout, int width, int height) {
   return static_cast<int>(static_cast<unsigned>(width) + static_cast<unsigned>(height));
 }
 
-// False, with the image untouched, when there is no memory for the packed words.
-bool read_and_merge(const SignedImage& image, int* record, const char* path, std::FILE* stream, const Layout& layout) {
+// Decodes the packed image and merges the overflow records into it. The packed samples wait in the image's upper half.
+void read_and_merge(const SignedImage& image, int* record, const char* path, std::FILE* stream, const Layout& layout) {
   const Size& size = image.size;
-  const auto pixels = xrd::allocatable_pixels(size.width, size.height);
-  const auto words = pixels ? xrd::allocate_zeroed<short>(*pixels) : nullptr;
-  if (!words) {
-    print_cannot_allocate(size, path);
-    return false;
-  }
-  read_packed({words.get(), *pixels}, path);
-  for (std::size_t i = 0; i < *pixels; ++i) {
-    const int value = static_cast<std::uint16_t>(words[i]);
-    image.pixels[i] = value < layout.limit ? value : -1;
-  }
+  const std::span<int> pixels(image.pixels, static_cast<std::size_t>(size.pixels()));
+  const std::span<short> samples = xrd::sample_half(pixels);
+  std::memset(samples.data(), 0, samples.size_bytes());
+  read_packed(samples, path);
+  xrd::widen_samples(pixels, [limit = layout.limit](int sample) { return sample < limit ? sample : -1; });
   std::fseek(stream, overflow_offset(layout.is_new, size.width, size.height), SEEK_SET);
   merge_overflows(image, record, stream, layout);
-  return true;
 }
 
 }  // namespace
@@ -163,8 +157,12 @@ extern "C" void readpck(short* image, const char* path) {
 extern "C" void int_getpck(int* image, int* record, short /*unused1*/, int /*unused2*/, const char* path,
                            int new_layout, FILE* stream, int width, int height, int overflow_count, int swapped,
                            int limit) {
-  read_and_merge({image, {width, height}}, record, path, stream,
-                 {new_layout != 0, swapped != 0, overflow_count, limit});
+  const Size size{width, height};
+  if (!xrd::allocatable_pixels(width, height)) {
+    print_cannot_allocate(size, path);
+    return;
+  }
+  read_and_merge({image, size}, record, path, stream, {new_layout != 0, swapped != 0, overflow_count, limit});
 }
 
 extern "C" int new_read_pck(const char* path, unsigned int** Daten, int* x, int* y) {
@@ -191,9 +189,7 @@ extern "C" int new_read_pck(const char* path, unsigned int** Daten, int* x, int*
   std::array<int, 2> record{};
   const Layout layout{new_layout != 0, swapped != 0, overflow_count,
                       new_layout != 0 ? kNewLayoutLimit : kOldLayoutLimit};
-  if (!read_and_merge({reinterpret_cast<int*>(image.get()), {size, size}}, record.data(), path, stream, layout)) {
-    return 0;
-  }
+  read_and_merge({reinterpret_cast<int*>(image.get()), {size, size}}, record.data(), path, stream, layout);
   for (std::size_t i = 0; i < *pixels; ++i) {
     if (static_cast<int>(image[i]) < 0) image[i] = OVERFLOW_MARK;
   }

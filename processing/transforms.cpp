@@ -2,8 +2,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 
 #include "processing/extremes.h"
+#include "processing/pixel_memo.h"
 #include "support/arithmetic.h"
 #include "support/image_size.h"
 #include "support/memory.h"
@@ -14,6 +16,13 @@ namespace {
 
 // Hosts rely on results that were computed with the processor's extended precision, which long double has on x86.
 using Extended = long double;
+
+// Replaces each pixel by a function of it that costs more than a look into a table.
+template <typename Function>
+void replace_pixels(std::span<unsigned int> pixels, Function function) {
+  xrd::PixelMemo<Function> memo(function);
+  for (unsigned int& pixel : pixels) pixel = memo(pixel);
+}
 
 }  // namespace
 
@@ -28,12 +37,11 @@ extern "C" int logarith_data(unsigned int* Daten, int n, int logscale, int min, 
   const Extended slope = static_cast<Extended>(logscale) / static_cast<Extended>(range);
   std::printf("# logscaling Data with logscale %d...\n", logscale);
   const Extended log_of_scale = std::log(static_cast<Extended>(logscale));
-  const std::size_t pixels = xrd::caller_pixels(n);
-  for (std::size_t i = 0; i < pixels; ++i) {
-    const unsigned int above_min = Daten[i] - static_cast<unsigned int>(min);
+  replace_pixels({Daten, xrd::caller_pixels(n)}, [=](unsigned int pixel) {
+    const unsigned int above_min = pixel - static_cast<unsigned int>(min);
     const Extended scaled = static_cast<Extended>(max) * std::log(static_cast<Extended>(above_min) * slope + 1);
-    Daten[i] = xrd::truncate_to_low_word(scaled / log_of_scale);
-  }
+    return xrd::truncate_to_low_word(scaled / log_of_scale);
+  });
   return 0;
 }
 
@@ -49,10 +57,8 @@ extern "C" void scale_up_short(unsigned int* Daten, int width, int height, int t
   const unsigned int largest = xrd::find_largest(Daten, width, height);
   if (largest == 0) return;  // all pixels are zero and stay so
   const Extended factor = static_cast<Extended>(target) / static_cast<Extended>(largest);
-  const std::size_t pixels = xrd::caller_pixels(width, height, sizeof *Daten);
-  for (std::size_t i = 0; i < pixels; ++i) {
-    Daten[i] = xrd::truncate_to_low_word(static_cast<Extended>(Daten[i]) * factor);
-  }
+  replace_pixels({Daten, xrd::caller_pixels(width, height, sizeof *Daten)},
+                 [=](unsigned int pixel) { return xrd::truncate_to_low_word(static_cast<Extended>(pixel) * factor); });
 }
 
 extern "C" int to_short(unsigned int* Daten, unsigned short** Daten_ushort, int n, int maximum) {

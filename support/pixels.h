@@ -1,7 +1,10 @@
-// Pixel blocks from a stream.
+// Sixteen-bit samples and the 32-bit pixels that they become.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -9,20 +12,33 @@
 
 namespace xrd {
 
-static_assert(std::endian::native == std::endian::little, "pixels are read in the processor's order");
+static_assert(std::endian::native == std::endian::little, "samples are taken in the processor's order");
+
+// The half of an array of 32-bit pixels from which widen_samples spreads as many 16-bit samples.
+template <typename Pixel>
+std::span<short> sample_half(std::span<Pixel> image) {
+  static_assert(sizeof(Pixel) == 2 * sizeof(short));
+  return {reinterpret_cast<short*>(image.data()) + image.size(), image.size()};
+}
+
+// Turns the samples in the array's upper half into its pixels, pixel = convert(unsigned 16-bit sample). No second array
+// is needed: up to pixel i nothing is overwritten beyond sample i.
+template <typename Pixel, typename Convert>
+void widen_samples(std::span<Pixel> image, Convert convert) {
+  // By way of a small buffer, so that the compiler sees that source and destination are apart.
+  std::array<std::uint16_t, 256> samples;  // NOLINT: filled before it is read
+  const auto* source = reinterpret_cast<const unsigned char*>(image.data()) + image.size() * sizeof(std::uint16_t);
+  for (std::size_t first = 0; first < image.size(); first += samples.size()) {
+    const std::size_t count = std::min(samples.size(), image.size() - first);
+    std::memcpy(samples.data(), source + first * sizeof(std::uint16_t), count * sizeof(std::uint16_t));
+    for (std::size_t i = 0; i < count; ++i) image[first + i] = convert(samples[i]);
+  }
+}
 
 // Fills the zeroed `image` with unsigned 16-bit samples, one to a pixel. What a short stream lacks stays zero.
-//
-// The samples are read in one block into the image's upper half and spread out from there: pixel i overwrites nothing
-// beyond sample i itself, which has been taken by then.
 inline void read_widened(std::span<unsigned int> image, std::FILE* stream) {
-  auto* samples = reinterpret_cast<unsigned char*>(image.data()) + image.size() * sizeof(std::uint16_t);
-  static_cast<void>(std::fread(samples, 1, image.size() * sizeof(std::uint16_t), stream));
-  for (std::size_t i = 0; i < image.size(); ++i) {
-    std::uint16_t sample = 0;
-    std::memcpy(&sample, samples + i * sizeof sample, sizeof sample);
-    image[i] = sample;
-  }
+  static_cast<void>(std::fread(sample_half(image).data(), 1, image.size() * sizeof(std::uint16_t), stream));
+  widen_samples(image, [](std::uint16_t sample) -> unsigned int { return sample; });
 }
 
 }  // namespace xrd

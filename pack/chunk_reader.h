@@ -1,0 +1,54 @@
+// Reads the chunks of a CCP4-packed bit stream.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "pack/packed_format.h"
+
+namespace xrd {
+
+// Turns a bit stream into differences. Past its end the stream goes on with one bits. The stream is locked while the
+// reader lives; afterwards it stands behind the byte that held the last bit in use.
+//
+// Fast because:
+// - regular files are read ahead in blocks, and the stream is set back at the end; from pipes, where that cannot be, a
+//   chunk's header tells how many bytes to fetch at once, so that no byte is read that is not needed;
+// - eight fields of up to seven bits are cut out of one unaligned 64-bit load, by constant shifts: there is one loop
+// for
+//   each field width;
+// - the buffer is padded, so that no load has to look where the buffer ends.
+class ChunkReader {
+ public:
+  explicit ChunkReader(std::FILE* stream);
+  ChunkReader(const ChunkReader&) = delete;
+  ChunkReader& operator=(const ChunkReader&) = delete;
+  ~ChunkReader();
+
+  // Writes the next chunk's differences to `differences`, which has room for kLargestChunk, and returns how many are
+  // valid: not more than `wanted` (at least 1). What a chunk holds beyond those is not read.
+  std::size_t read(std::int32_t* differences, std::size_t wanted);
+
+ private:
+  static constexpr std::size_t kBlockBytes = 16384;
+  // A block, what is left over from before it, and padding for 64-bit loads.
+  static constexpr std::size_t kLeftOverBytes = kLargestChunk * sizeof(std::uint32_t) + 1;
+  static constexpr std::size_t kBufferBytes = kLeftOverBytes + kBlockBytes + sizeof(std::uint64_t);
+
+  // Makes the next bits available, at most a chunk's worth.
+  void require(std::size_t bits) {
+    if (end_ - position_ < bits) fetch(bits);
+  }
+  void fetch(std::size_t bits);
+
+  std::FILE* stream_;
+  bool reads_ahead_;
+  bool past_end_ = false;
+  std::size_t position_ = 0;  // next bit of the buffer
+  std::size_t end_ = 0;       // bits fetched into the buffer
+  std::array<unsigned char, kBufferBytes> buffer_;
+};
+
+}  // namespace xrd
