@@ -52,7 +52,7 @@ std::string TemporaryDirectory::path(std::string_view name) const {
 }
 
 std::string TemporaryDirectory::write(std::string_view name, std::string_view bytes) const {
-  const std::string file = path(name);
+  std::string file = path(name);
   std::ofstream(file, std::ios::binary) << bytes;
   return file;
 }
