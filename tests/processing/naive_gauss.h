@@ -17,7 +17,7 @@ namespace naive {
 using Reals = std::vector<double>;
 
 inline float single(double value) {
-  const volatile float rounded = static_cast<float>(value);
+  const volatile auto rounded = static_cast<float>(value);
   return rounded;
 }
 
@@ -29,6 +29,11 @@ inline double normalising_factor(float sigma_x, float sigma_y) {
 
 inline std::size_t kernel_size(int x, int y) {
   return static_cast<std::size_t>(x) * static_cast<std::size_t>(y + 2);
+}
+
+// Where the value of a row (of the image's column, that is) stands in such an array.
+inline std::size_t place(int row, int column, int y) {
+  return static_cast<std::size_t>(row) * static_cast<std::size_t>(y + 2) + static_cast<std::size_t>(column);
 }
 
 // Writes the samples of fill_gauss to an array of kernel_size().
@@ -43,7 +48,7 @@ inline void fill_kernel(Reals& kernel, int x, int y, float sigma_x, float sigma_
       const double v = std::exp(-std::pow(static_cast<double>(a), 2.0) - std::pow(b, 2.0));
       const int row = i <= x / 2 ? i + x / 2 - 1 : i - x / 2 - 1;
       const int column = j <= y / 2 ? j + y / 2 - 1 : j - y / 2 - 1;
-      kernel[static_cast<std::size_t>(row * (y + 2) + column)] = single(v * n);
+      kernel[place(row, column, y)] = single(v * n);
     }
   }
 }
@@ -103,7 +108,7 @@ Reals convolved(const test::Image<Pixel>& image, int sigma_x, int sigma_y, Round
   transform(gauss, x, y);
   Reals work(kernel_size(x, y));
   for (int i = 0; i < x; ++i) {
-    for (int j = 0; j < y; ++j) work[static_cast<std::size_t>(i * (y + 2) + j)] = image.at(i, j);
+    for (int j = 0; j < y; ++j) work[place(i, j, y)] = image.at(i, j);
   }
   transform(work, x, y);
   multiply(work, gauss, real, imaginary);
@@ -118,7 +123,7 @@ test::Image<Pixel> magnitudes(const Reals& work, int x, int y) {
   const double s = 1.0 / (x * y);
   for (int i = 0; i < x; ++i) {
     for (int j = 0; j < y; ++j) {
-      const double v = work[static_cast<std::size_t>(i * (y + 2) + j)];
+      const double v = work[place(i, j, y)];
       image.at(i, j) = static_cast<Pixel>(static_cast<std::int64_t>(std::sqrt(v * s * v * s)));
     }
   }
@@ -143,8 +148,8 @@ std::vector<long double> convolved_directly(const test::Image<Pixel>& image, int
       long double sum = 0;
       for (int j = 0; j < y; ++j) {
         for (int i = 0; i < x; ++i) {
-          const int place = (column - i + x) % x * (y + 2) + (row - j + y) % y;
-          sum += static_cast<long double>(image.at(i, j)) * gauss[static_cast<std::size_t>(place)];
+          const double sample = gauss[place((column - i + x) % x, (row - j + y) % y, y)];
+          sum += static_cast<long double>(image.at(i, j)) * sample;
         }
       }
       sums.push_back(sum);
