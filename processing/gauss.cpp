@@ -128,18 +128,19 @@ void multiply(fftw_real* image, const fftw_real* kernel, std::size_t complex_val
 template <typename Pixel>
 void convolve(Pixel* image, int x, int y, const fftw_real* kernel) {
   const std::size_t values = *transform_values(x, y);
-  const auto work = xrd::allocate_zeroed<fftw_real>(values);
-  if (!work) {
+  const auto array = xrd::allocate_zeroed<fftw_real>(values);
+  if (!array) {
     std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return;
   }
   const Plan forward(x, y, FFTW_REAL_TO_COMPLEX);
   const Plan backward(x, y, FFTW_COMPLEX_TO_REAL);
   const std::ptrdiff_t stride = row_stride(y);
+  fftw_real* const work = array.get();
   for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) { work[i * stride + j] = image[j * x + i]; });
-  forward.to_complex(work.get());
-  multiply(work.get(), kernel, values / 2);
-  backward.to_real(work.get());
+  forward.to_complex(work);
+  multiply(work, kernel, values / 2);
+  backward.to_real(work);
   const double scale = 1.0 / (x * y);
   for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) {
     const double value = work[i * stride + j];
