@@ -1,5 +1,3 @@
-#include <sys/resource.h>
-
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -10,8 +8,6 @@
 #include "xrdimage.h"
 
 namespace {
-
-#define PLAIN_ERROR "\033[0mERROR\033[0m"
 
 const std::string kNotConverted = "# Byte_order is OK. No convertion needed\n";
 const std::string kConverted = "# Byte_order convertion needed....# done\n";
@@ -68,10 +64,6 @@ std::string bare_summary(int width, int height) {
          "# Lambda=-1.0000, Axis= start=-1.000, end=-1.000, time=-1\n";
 }
 
-std::string zeros(std::size_t count) {
-  return std::string(count, '\0');
-}
-
 // The line of the summary that begins like this, without its line feed.
 std::string line_of(const Frame& frame, const std::string& beginning) {
   const std::size_t start = frame.text.find(beginning);
@@ -81,7 +73,7 @@ std::string line_of(const Frame& frame, const std::string& beginning) {
 
 // A header of these lines, then the pixels of the caller's 3 x 2.
 Frame read_lines(const std::string& lines) {
-  return read_bytes("{\n" + lines + "}\n" + zeros(12));
+  return read_bytes("{\n" + lines + "}\n" + test::zeros(12));
 }
 
 }  // namespace
@@ -111,7 +103,7 @@ TEST(Bnl, EveryKeyIsHandedOutOrPrinted) {
       "OSC_START=30.125;\n"
       "PHI=99;\n"
       "}\n" +
-      zeros(12));
+      test::zeros(12));
   EXPECT_EQ(frame.result, 0);
   EXPECT_EQ(frame.width, 2);
   EXPECT_EQ(frame.height, 3);
@@ -145,11 +137,11 @@ TEST(Bnl, KeysMayComeInAnyOrder) {
             "# Date=a b c d e\n"
             "# Lambda=5.0000, Axis=omega start=4.000, end=3.000, time=1\n" +
                 kNotConverted + "# 2 1 * 4 bereitgestellt\n");
-  EXPECT_EQ(frame.bytes, std::string("\1\2\3\4") + zeros(4));
+  EXPECT_EQ(frame.bytes, std::string("\1\2\3\4") + test::zeros(4));
 }
 
 TEST(Bnl, HeaderWithoutKeysGivesTheInitialValues) {
-  const Frame frame = read_bytes("{\n}\n" + zeros(12));
+  const Frame frame = read_bytes("{\n}\n" + test::zeros(12));
   EXPECT_EQ(frame.result, 0);
   EXPECT_EQ(frame.distance, -1.0);
   EXPECT_EQ(frame.wavelength, -1.0);
@@ -160,7 +152,7 @@ TEST(Bnl, HeaderWithoutKeysGivesTheInitialValues) {
 }
 
 TEST(Bnl, MissingSizeKeepsTheCallers) {
-  EXPECT_EQ(read_bytes("{\n}\n", 5, 4).bytes, zeros(5 * 4 * 4));
+  EXPECT_EQ(read_bytes("{\n}\n", 5, 4).bytes, test::zeros(80));
 
   const Frame without_height = read_bytes("{\nSIZE1=7;\n}\n", 5, 4);
   EXPECT_EQ(std::pair(without_height.width, without_height.height), std::pair(7, 4));
@@ -225,7 +217,7 @@ TEST(Bnl, MissingTimeIsPrintedAsMinusOne) {
 TEST(Bnl, PhiAndHeaderBytesChangeNothing) {
   EXPECT_EQ(read_lines("PHI=12;\nHEADER_BYTES=2;\n").text, read_lines("").text);
   EXPECT_EQ(read_bytes("{\nHEADER_BYTES=100;\nBYTE_ORDER=big_endian\n}\nABCDEFGHIJKL").bytes,
-            "ABCDEFGHIJKL" + zeros(12));
+            "ABCDEFGHIJKL" + test::zeros(12));
 }
 
 TEST(Bnl, DateNeedsFiveWords) {
@@ -296,37 +288,37 @@ TEST(Bnl, OnlyBigEndianWithoutSemicolonIsNotConverted) {
 
 TEST(Bnl, SamplesStandSideBySideInTheFirstHalf) {
   const Frame frame = read_bytes("{\nBYTE_ORDER=big_endian\n}\n\1\2\3\4\5\6\7\10\11\12\13\14");
-  EXPECT_EQ(frame.bytes, "\1\2\3\4\5\6\7\10\11\12\13\14" + zeros(12));
+  EXPECT_EQ(frame.bytes, "\1\2\3\4\5\6\7\10\11\12\13\14" + test::zeros(12));
 }
 
 TEST(Bnl, ConversionExchangesTheBytesOfEverySecondSample) {
-  EXPECT_EQ(read_bytes("{\n}\n\1\2\3\4\5\6\7\10\11\12\13\14").bytes, "\2\1\3\4\6\5\7\10\12\11\13\14" + zeros(12));
+  EXPECT_EQ(read_bytes("{\n}\n\1\2\3\4\5\6\7\10\11\12\13\14").bytes, "\2\1\3\4\6\5\7\10\12\11\13\14" + test::zeros(12));
   // An odd number of samples: the last one is the lower half of its word.
-  EXPECT_EQ(read_bytes("{\n}\n\1\2\3\4\5\6\7\10\11\12", 5, 1).bytes, "\2\1\3\4\6\5\7\10\12\11" + zeros(10));
+  EXPECT_EQ(read_bytes("{\n}\n\1\2\3\4\5\6\7\10\11\12", 5, 1).bytes, "\2\1\3\4\6\5\7\10\12\11" + test::zeros(10));
 }
 
 TEST(Bnl, BytesBehindTheSamplesAreIgnored) {
   EXPECT_EQ(read_bytes("{\nBYTE_ORDER=big_endian\n}\n\1\2\3\4\5\6\7\10\11\12\13\14\15\16").bytes,
-            "\1\2\3\4\5\6\7\10\11\12\13\14" + zeros(12));
+            "\1\2\3\4\5\6\7\10\11\12\13\14" + test::zeros(12));
 }
 
 TEST(Bnl, ShortDataAreFilledUpWithZeros) {
-  EXPECT_EQ(read_bytes("{\nBYTE_ORDER=big_endian\n}\n\1\2\3\4\5").bytes, "\1\2\3\4\5" + zeros(19));
-  EXPECT_EQ(read_bytes("{\n}\n\1\2\3\4\5").bytes, std::string("\2\1\3\4\0\5", 6) + zeros(18));
-  EXPECT_EQ(read_bytes("{\n}\n").bytes, zeros(24));
+  EXPECT_EQ(read_bytes("{\nBYTE_ORDER=big_endian\n}\n\1\2\3\4\5").bytes, "\1\2\3\4\5" + test::zeros(19));
+  EXPECT_EQ(read_bytes("{\n}\n\1\2\3\4\5").bytes, std::string("\2\1\3\4\0\5", 6) + test::zeros(18));
+  EXPECT_EQ(read_bytes("{\n}\n").bytes, test::zeros(24));
 }
 
 TEST(Bnl, DataFollowTheClosingBraceLine) {
   const std::string header = "{\nBYTE_ORDER=big_endian\n";
-  EXPECT_EQ(read_bytes(header + "} any ; text = here\nABCD", 2, 1).bytes, "ABCD" + zeros(4));
-  EXPECT_EQ(read_bytes(header + "}\r\nABCD", 2, 1).bytes, "ABCD" + zeros(4));
-  EXPECT_EQ(read_bytes(header + "}\n\nABC", 2, 1).bytes, "\nABC" + zeros(4));
-  EXPECT_EQ(read_bytes(header + " }\nSIZE1=1;\n}\nABCD", 2, 1).bytes, "AB" + zeros(2));
+  EXPECT_EQ(read_bytes(header + "} any ; text = here\nABCD", 2, 1).bytes, "ABCD" + test::zeros(4));
+  EXPECT_EQ(read_bytes(header + "}\r\nABCD", 2, 1).bytes, "ABCD" + test::zeros(4));
+  EXPECT_EQ(read_bytes(header + "}\n\nABC", 2, 1).bytes, "\nABC" + test::zeros(4));
+  EXPECT_EQ(read_bytes(header + " }\nSIZE1=1;\n}\nABCD", 2, 1).bytes, "AB" + test::zeros(2));
   // Without a line feed the line ends after 255 characters.
-  EXPECT_EQ(read_bytes(header + "}" + std::string(254, ' ') + "ABCD", 2, 1).bytes, "ABCD" + zeros(4));
-  EXPECT_EQ(read_bytes(header + "}" + zeros(254) + "ABCD", 2, 1).bytes, "ABCD" + zeros(4));
-  EXPECT_EQ(read_bytes(header + "}" + std::string(254, ' ') + "\nABC", 2, 1).bytes, "\nABC" + zeros(4));
-  EXPECT_EQ(read_bytes(header + "}" + std::string(253, ' ') + "\nABCD", 2, 1).bytes, "ABCD" + zeros(4));
+  EXPECT_EQ(read_bytes(header + "}" + std::string(254, ' ') + "ABCD", 2, 1).bytes, "ABCD" + test::zeros(4));
+  EXPECT_EQ(read_bytes(header + "}" + test::zeros(254) + "ABCD", 2, 1).bytes, "ABCD" + test::zeros(4));
+  EXPECT_EQ(read_bytes(header + "}" + std::string(254, ' ') + "\nABC", 2, 1).bytes, "\nABC" + test::zeros(4));
+  EXPECT_EQ(read_bytes(header + "}" + std::string(253, ' ') + "\nABCD", 2, 1).bytes, "ABCD" + test::zeros(4));
 }
 
 TEST(Bnl, LongLineCountsAsSeveral) {
@@ -352,7 +344,7 @@ TEST(Bnl, LineEndsAtANul) {
 TEST(Bnl, HeaderWithoutClosingBraceGivesZeroPixels) {
   const Frame frame = read_bytes("{\nSIZE1=2;\nSIZE2=2;\nTIME=4;\nABCDEFGHIJ");
   EXPECT_EQ(frame.time, 4);
-  EXPECT_EQ(frame.bytes, zeros(16));
+  EXPECT_EQ(frame.bytes, test::zeros(16));
 }
 
 TEST(Bnl, ReservedArgumentIsIgnored) {
@@ -419,15 +411,10 @@ TEST(Bnl, CallersSizeThatCannotBeIsRefused) {
 }
 
 TEST(Bnl, AbsurdSizeTakesNoMemory) {
-  const auto peak_kib = [] {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-  };
-  const auto before = peak_kib();
-  const Frame frame = read_bytes("{\nSIZE1=100000;\nSIZE2=100000;\n}\n" + zeros(2000));
+  const auto before = test::peak_memory_kib();
+  const Frame frame = read_bytes("{\nSIZE1=100000;\nSIZE2=100000;\n}\n" + test::zeros(2000));
   EXPECT_FALSE(frame.allocated);
-  EXPECT_LT(peak_kib() - before, 64 * 1024);
+  EXPECT_LT(test::peak_memory_kib() - before, 64 * 1024);
 }
 
 TEST(BnlDeathTest, ImageThatMemoryCannotHoldIsReported) {
@@ -459,7 +446,7 @@ TEST(Bnl, PathsThatHoldNothingGiveZeros) {
     const Frame frame = read_path(path);
     EXPECT_EQ(frame.result, 0);
     EXPECT_EQ(frame.text, bare_summary(3, 2) + kConverted + "# 3 2 * 4 bereitgestellt\n") << path;
-    EXPECT_EQ(frame.bytes, zeros(24));
+    EXPECT_EQ(frame.bytes, test::zeros(24));
   }
   EXPECT_EQ(test::open_descriptors(), open);
 }

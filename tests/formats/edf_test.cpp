@@ -1,5 +1,3 @@
-#include <sys/resource.h>
-
 #include <limits>
 #include <string>
 #include <utility>
@@ -10,13 +8,7 @@
 
 namespace {
 
-#define PLAIN_ERROR "\033[0mERROR\033[0m"
-
 const std::string kPrompt = "# Detector x y [1242 1152]> ";
-
-std::string zeros(std::size_t count) {
-  return std::string(count, '\0');
-}
 
 std::string scanned(const std::string& date, const std::string& order, int bits, int binning) {
   return "\n# Scanned: " + date + "\n# ByteOrder: " + order + ", BitsPerSample: " + std::to_string(bits) +
@@ -328,7 +320,7 @@ TEST(Edf, Reads16BitSamplesSideBySide) {
   const Frame frame = read_bytes("{\nDim_1 = 2 ;\nDim_2 = 3 ;\nDataType = UnsignedShort ;\n}\n" + counting_bytes());
   EXPECT_EQ(frame.bits, 16);
   EXPECT_EQ(frame.text, "# UnsignedShort found -> 16bit\n" + scanned(16) + kibibytes(0) + read_line(2, 3, 16));
-  EXPECT_EQ(frame.bytes, counting_bytes().substr(0, 12) + zeros(12));
+  EXPECT_EQ(frame.bytes, counting_bytes().substr(0, 12) + test::zeros(12));
 }
 
 TEST(Edf, BitsPerSampleWinsOverDataType) {
@@ -346,20 +338,20 @@ TEST(Edf, SamplesOfAnyWidthArePackedAndBoundedByTheArray) {
     return frame.bytes;
   };
   const std::string data = counting_bytes();
-  EXPECT_EQ(bytes("8"), data.substr(0, 6) + zeros(18));
-  EXPECT_EQ(bytes("12"), data.substr(0, 6) + zeros(18));
-  EXPECT_EQ(bytes("15"), data.substr(0, 6) + zeros(18));
-  EXPECT_EQ(bytes("17"), data.substr(0, 12) + zeros(12));
-  EXPECT_EQ(bytes("24"), data.substr(0, 18) + zeros(6));
+  EXPECT_EQ(bytes("8"), data.substr(0, 6) + test::zeros(18));
+  EXPECT_EQ(bytes("12"), data.substr(0, 6) + test::zeros(18));
+  EXPECT_EQ(bytes("15"), data.substr(0, 6) + test::zeros(18));
+  EXPECT_EQ(bytes("17"), data.substr(0, 12) + test::zeros(12));
+  EXPECT_EQ(bytes("24"), data.substr(0, 18) + test::zeros(6));
   EXPECT_EQ(bytes("40"), data.substr(0, 24));
   EXPECT_EQ(bytes("64"), data.substr(0, 24));
   EXPECT_EQ(bytes("2147483647"), data.substr(0, 24));
-  EXPECT_EQ(bytes("0"), zeros(24));
-  EXPECT_EQ(bytes("7"), zeros(24));
-  EXPECT_EQ(bytes("-7"), zeros(24));
-  EXPECT_EQ(bytes("-8"), zeros(24));
-  EXPECT_EQ(bytes("-32"), zeros(24));
-  EXPECT_EQ(bytes("-2147483648"), zeros(24));
+  EXPECT_EQ(bytes("0"), test::zeros(24));
+  EXPECT_EQ(bytes("7"), test::zeros(24));
+  EXPECT_EQ(bytes("-7"), test::zeros(24));
+  EXPECT_EQ(bytes("-8"), test::zeros(24));
+  EXPECT_EQ(bytes("-32"), test::zeros(24));
+  EXPECT_EQ(bytes("-2147483648"), test::zeros(24));
 }
 
 TEST(Edf, WideSamplesFillAnOddArrayToItsEnd) {
@@ -371,7 +363,7 @@ TEST(Edf, CallersBitsCountWithoutBitsPerSample) {
   const Frame frame =
       read_bytes("{\nDim_1 = 2 ;\nDim_2 = 3 ;\nDataType = UnsignedInteger ;\n}\n" + counting_bytes(), 8);
   EXPECT_EQ(frame.bits, 8);
-  EXPECT_EQ(frame.bytes, counting_bytes().substr(0, 6) + zeros(18));
+  EXPECT_EQ(frame.bytes, counting_bytes().substr(0, 6) + test::zeros(18));
 }
 
 TEST(Edf, UnknownDataTypeReadsNothing) {
@@ -380,7 +372,7 @@ TEST(Edf, UnknownDataTypeReadsNothing) {
   EXPECT_EQ(frame.bits, -1);
   EXPECT_EQ(frame.text,
             "# Datatype FloatValue nicht bekannt. Bitte mit -b <bits> starten\n" + kibibytes(0) + read_line(2, 3, -1));
-  EXPECT_EQ(frame.bytes, zeros(24));
+  EXPECT_EQ(frame.bytes, test::zeros(24));
 }
 
 TEST(Edf, ByteOrderIsReportedButNotActedOn) {
@@ -403,7 +395,7 @@ TEST(Edf, ArraySizeIsPrintedInWholeKibibytes) {
 TEST(Edf, MissingHeightKeepsTheCallers) {
   const Frame frame = read_bytes("{\nDim_1 = 2 ;\nBitsPerSample = 8 ;\n}\n" + counting_bytes());
   EXPECT_EQ(std::pair(frame.width, frame.height), std::pair(2, 3));
-  EXPECT_EQ(frame.bytes, counting_bytes().substr(0, 6) + zeros(18));
+  EXPECT_EQ(frame.bytes, counting_bytes().substr(0, 6) + test::zeros(18));
 }
 
 TEST(Edf, MissingWidthIsAskedFor) {
@@ -412,7 +404,7 @@ TEST(Edf, MissingWidthIsAskedFor) {
     const Frame frame = read_bytes(file, -1, answer);
     EXPECT_EQ(frame.text, scanned(8) + kPrompt + kibibytes(0) + read_line(4, 2, 8)) << answer;
     EXPECT_EQ(std::pair(frame.width, frame.height), std::pair(4, 2)) << answer;
-    EXPECT_EQ(frame.bytes, counting_bytes().substr(0, 8) + zeros(24)) << answer;
+    EXPECT_EQ(frame.bytes, counting_bytes().substr(0, 8) + test::zeros(24)) << answer;
   }
 }
 
@@ -463,20 +455,21 @@ TEST(Edf, EmptyImageIsAnImage) {
 }
 
 TEST(Edf, BytesBehindTheSamplesAreIgnored) {
-  EXPECT_EQ(read_bytes("{\nDim_1 = 1 ;\nDim_2 = 1 ;\nBitsPerSample = 16 ;\n}\nABCDEF").bytes, "AB" + zeros(2));
+  EXPECT_EQ(read_bytes("{\nDim_1 = 1 ;\nDim_2 = 1 ;\nBitsPerSample = 16 ;\n}\nABCDEF").bytes, "AB" + test::zeros(2));
 }
 
 TEST(Edf, ShortDataAreFilledUpWithZeros) {
-  EXPECT_EQ(read_bytes(header_of_bits("32") + "ABCDEFGH").bytes, "ABCDEFGH" + zeros(16));
-  EXPECT_EQ(read_bytes(header_of_bits("16") + "ABCD").bytes, "ABCD" + zeros(20));
-  EXPECT_EQ(read_bytes(header_of_bits("8") + "ABC").bytes, "ABC" + zeros(21));
-  EXPECT_EQ(read_bytes(header_of_bits("32")).bytes, zeros(24));
+  EXPECT_EQ(read_bytes(header_of_bits("32") + "ABCDEFGH").bytes, "ABCDEFGH" + test::zeros(16));
+  EXPECT_EQ(read_bytes(header_of_bits("16") + "ABCD").bytes, "ABCD" + test::zeros(20));
+  EXPECT_EQ(read_bytes(header_of_bits("8") + "ABC").bytes, "ABC" + test::zeros(21));
+  EXPECT_EQ(read_bytes(header_of_bits("32")).bytes, test::zeros(24));
 }
 
 TEST(Edf, HalfASampleAtTheEndIsZeroOrAsItStands) {
   const auto either = [](const std::string& bits, const std::string& whole, const std::string& part) {
     const std::string bytes = read_bytes(header_of_bits(bits) + whole + part).bytes;
-    return bytes == whole + zeros(24 - whole.size()) || bytes == whole + part + zeros(24 - whole.size() - part.size());
+    return bytes == whole + test::zeros(24 - whole.size()) ||
+           bytes == whole + part + test::zeros(24 - whole.size() - part.size());
   };
   EXPECT_TRUE(either("16", "ABCD", "E"));
   EXPECT_TRUE(either("24", "ABCDEF", "GH"));
@@ -488,7 +481,7 @@ TEST(Edf, HalfASampleAtTheEndIsZeroOrAsItStands) {
 TEST(Edf, HeaderWithoutClosingBraceGivesZeroPixels) {
   const Frame frame = read_bytes("{\nDim_1 = 2 ;\nDim_2 = 3 ;\nBitsPerSample = 8 ;\nABCDEFGHIJKL");
   EXPECT_EQ(frame.text, scanned(8) + kibibytes(0) + read_line(2, 3, 8));
-  EXPECT_EQ(frame.bytes, zeros(24));
+  EXPECT_EQ(frame.bytes, test::zeros(24));
 }
 
 TEST(Edf, OpenFailureIsReportedWithWidthZero) {
@@ -538,15 +531,11 @@ TEST(Edf, AnsweredSizeThatCannotBeIsRefused) {
 }
 
 TEST(Edf, AbsurdSizeTakesNoMemory) {
-  const auto peak_kib = [] {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-  };
-  const auto before = peak_kib();
-  const Frame frame = read_bytes("{\nDim_1 = 100000 ;\nDim_2 = 100000 ;\nBitsPerSample = 16 ;\n}\n" + zeros(2000));
+  const auto before = test::peak_memory_kib();
+  const Frame frame =
+      read_bytes("{\nDim_1 = 100000 ;\nDim_2 = 100000 ;\nBitsPerSample = 16 ;\n}\n" + test::zeros(2000));
   EXPECT_FALSE(frame.allocated);
-  EXPECT_LT(peak_kib() - before, 64 * 1024);
+  EXPECT_LT(test::peak_memory_kib() - before, 64 * 1024);
 }
 
 TEST(EdfDeathTest, ImageThatMemoryCannotHoldIsReported) {
@@ -582,7 +571,7 @@ TEST(Edf, PathsThatHoldNothingGiveZeros) {
     EXPECT_EQ(frame.text,
               "# Datatype  nicht bekannt. Bitte mit -b <bits> starten\n" + kPrompt + kibibytes(0) + read_line(3, 2, -1))
         << path;
-    EXPECT_EQ(frame.bytes, zeros(24));
+    EXPECT_EQ(frame.bytes, test::zeros(24));
   }
   EXPECT_EQ(test::open_descriptors(), open);
 }
@@ -703,7 +692,7 @@ std::string random_item(test::Random& random, std::string key) {
 std::string random_file(test::Random& random) {
   const auto item = [&random](const std::string& key) { return random_item(random, key); };
   return test::random_items(random, kKeys, item) + test::random_closing_line(random) +
-         test::random_bytes(random, 24 * test::random_below(random, 5));
+         test::random_bytes(random, std::size_t{24} * test::random_below(random, 5));
 }
 
 }  // namespace
@@ -925,6 +914,6 @@ TEST(EdfWriter, WhatIsWrittenReadsBack) {
     EXPECT_EQ(half.text, scanned("-1 -1 -1", "LowByteFirst", 16, -1) + size + read_line(width, height, 16));
     EXPECT_EQ(std::pair(half.width, half.height), std::pair(width, height));
     EXPECT_EQ(half.bits, 16);
-    EXPECT_TRUE(half.bytes == bytes.substr(0, bytes.size() / 2) + zeros(bytes.size() / 2));
+    EXPECT_TRUE(half.bytes == bytes.substr(0, bytes.size() / 2) + test::zeros(bytes.size() / 2));
   }
 }

@@ -1,6 +1,8 @@
-// Text headers as one would take them apart by hand, to hold the library's reading against; random ones to try; and
-// damaged ones.
+// What the tests of text-headed formats share: headers taken apart as one would by hand, to hold the library's reading
+// against; random ones to try; and damaged ones.
 #pragma once
+
+#include <sys/resource.h>
 
 #include <algorithm>
 #include <array>
@@ -18,6 +20,19 @@
 #include "tests/damage.h"
 
 namespace test {
+
+inline std::string zeros(std::size_t count) {
+  std::string bytes;
+  bytes.resize(count);
+  return bytes;
+}
+
+// The most memory that the process has had so far.
+inline long peak_memory_kib() {
+  rusage usage{};
+  getrusage(RUSAGE_SELF, &usage);
+  return usage.ru_maxrss;
+}
 
 inline constexpr std::string_view kBlanks = " \t\n\v\f\r";
 
@@ -234,3 +249,6 @@ int read_damaged_copies(const TemporaryDirectory& directory, const std::string& 
 }
 
 }  // namespace test
+
+// The word of the messages that are not red, as hosts see it.
+#define PLAIN_ERROR "\033[0mERROR\033[0m"

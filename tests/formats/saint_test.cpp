@@ -1,5 +1,3 @@
-#include <sys/resource.h>
-
 #include <string>
 #include <utility>
 
@@ -8,8 +6,6 @@
 #include "xrdimage.h"
 
 namespace {
-
-#define PLAIN_ERROR "\033[0mERROR\033[0m"
 
 constexpr std::size_t kHeaderSize = 7680;
 const std::string kEnd = "ENDING2: 1";
@@ -213,6 +209,11 @@ TEST(SaintHeader, HeaderWithoutEndGoesOnToTheEndOfTheFile) {
   EXPECT_EQ(read_header("").columns, 501);
 }
 
+TEST(SaintHeader, NothingIsSkippedBehindAnEndThatComesLate) {
+  const std::string pixels(20000, '\5');
+  EXPECT_EQ(read_header(header_of({}) + record(kEnd) + pixels).rest, pixels);
+}
+
 TEST(SaintHeader, FileThatIsShorterThanItsHeaderHasNothingBehindIt) {
   const Header header = read_header(record("NCOLS  : 7") + record(kEnd) + record("NCOLS  : 8"));
   EXPECT_EQ(header.columns, 7);
@@ -336,15 +337,10 @@ TEST(Saint, SizesThatCannotBeAreRefused) {
 }
 
 TEST(Saint, AbsurdSizeTakesNoMemory) {
-  const auto peak_kib = [] {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
-  };
-  const auto before = peak_kib();
+  const auto before = test::peak_memory_kib();
   const Frame frame = read_bytes(header_of({"NCOLS  : 100000", "NROWS  : 100000", kEnd}) + "ABCD");
   EXPECT_FALSE(frame.allocated);
-  EXPECT_LT(peak_kib() - before, 64 * 1024);
+  EXPECT_LT(test::peak_memory_kib() - before, 64 * 1024);
 }
 
 TEST(SaintDeathTest, ImageThatMemoryCannotHoldIsReported) {
@@ -424,7 +420,7 @@ TEST(SaintHeader, RandomHeadersReadAsByHand) {
     const std::size_t end = 1 + test::random_below(random, 110);
     for (std::size_t number = 0; number < records; ++number) file += random_record(random, number % end == end - 1);
     // Pixels that are no record, should the header lack its end.
-    if (records == 96) file += std::string(test::random_below(random, 3) * 80, '\7');
+    if (records == 96) file += std::string(std::size_t{80} * test::random_below(random, 3), '\7');
     const Header header = read_header(file);
     const Header expected = expected_header(file);
     EXPECT_EQ(header.result, expected.result);
