@@ -41,7 +41,7 @@ void read_samples(unsigned int* image, std::size_t pixels, int bits, std::FILE* 
 
 void write_edf(const char* filename, const unsigned int* data, int width, int height, const char* data_type, int bits) {
   const std::size_t pixels = xrd::caller_pixels(width, height, sizeof *data);
-  if (pixels == 0 && width != 0 && height != 0) {
+  if (width < 0 || height < 0 || (pixels == 0 && width != 0 && height != 0)) {
     std::printf("# " XRD_PLAIN_ERROR " opening %s: cannot write %d x %d pixels\n", filename, width, height);
     return;
   }

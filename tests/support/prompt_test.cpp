@@ -8,11 +8,11 @@
 
 namespace xrd {
 
-static bool operator==(const PromptedSize& a, const PromptedSize& b) {
+static bool operator==(const DetectorSize& a, const DetectorSize& b) {
   return a.width == b.width && a.height == b.height;
 }
 
-static std::ostream& operator<<(std::ostream& stream, const PromptedSize& size) {
+static std::ostream& operator<<(std::ostream& stream, const DetectorSize& size) {
   return stream << size.width << " x " << size.height;
 }
 
@@ -20,7 +20,7 @@ static std::ostream& operator<<(std::ostream& stream, const PromptedSize& size) 
 
 namespace {
 
-using Size = xrd::PromptedSize;
+using Size = xrd::DetectorSize;
 
 constexpr Size kDefault{1242, 1152};
 
