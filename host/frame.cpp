@@ -7,7 +7,6 @@
 #include <filesystem>
 
 #include "host/failure.h"
-#include "host/library_output.h"
 #include "host/readers.h"
 #include "support/files.h"
 #include "xrdimage.h"
@@ -18,14 +17,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::array<Format, 11> kFormats{{
+// A kind of frame that the library does not detect; --type states it.
+constexpr int kTypeSaint = -1;
+
+constexpr std::array<Format, 12> kFormats{{
     {IMAGE_TYPE_MAR2300, "mar2300", "mar345 image plate", read_mar345},
     {IMAGE_TYPE_MAR2000, "mar2000", "mar345 image plate", read_mar345},
     {IMAGE_TYPE_RAW, "raw", "raw 16-bit image", read_raw_image},
-    {IMAGE_TYPE_TIFF, "tiff", "TIFF image", nullptr},
-    {IMAGE_TYPE_EDF, "edf", "EDF image", nullptr},
-    {IMAGE_TYPE_IMG, "img", "CCD image with a key=value header", nullptr},
-    {IMAGE_TYPE_PCK, "pck", "packed image", nullptr},
+    {IMAGE_TYPE_TIFF, "tiff", "TIFF or MarCCD image", read_tiff_frame},
+    {IMAGE_TYPE_EDF, "edf", "EDF image", read_edf_frame},
+    {IMAGE_TYPE_IMG, "img", "CCD image with a key=value header", read_ccd_frame},
+    {IMAGE_TYPE_PCK, "pck", "packed image", read_packed_frame},
+    {kTypeSaint, "saint", "SAINT frame", read_saint_frame},
     {IMAGE_TYPE_IFF, "iff", "IFF image", nullptr},
     {IMAGE_TYPE_TRA, "tra", "TRA image", nullptr},
     {IMAGE_TYPE_XI, "xi", "XI image", nullptr},
@@ -65,7 +68,7 @@ void report_damage(const ReadRequest& request, const std::string& damage) {
   warn(request.path, damage);
 }
 
-void call_reader(const ReadRequest& request, const std::function<void()>& call) {
+LibraryReport call_reader(const ReadRequest& request, const std::function<void()>& call) {
   std::optional<std::string> answer;
   if (const auto& size = request.options.size) {
     answer = std::to_string(size->width) + " " + std::to_string(size->height) + "\n";
@@ -73,6 +76,7 @@ void call_reader(const ReadRequest& request, const std::function<void()>& call) 
   const LibraryReport report = run_library(request.settings, {.answer = answer}, call);
   if (!report.errors.empty()) throw Failure(request.path, joined_errors(report, request.path));
   for (const std::string& warning : report.warnings) warn(request.path, warning);
+  return report;
 }
 
 Frame read_frame(const std::string& path, const ReadOptions& options, const Settings& settings) {

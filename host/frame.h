@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/library_output.h"
 #include "host/program.h"
 #include "support/memory.h"
 
@@ -20,6 +21,7 @@ struct FrameSize {
 
 struct ReadOptions {
   std::optional<FrameSize> size;  // for formats that do not tell it
+  int bits = -1;                  // per pixel of EDF frames that do not tell it
   int type = 0;                   // an image type code; 0 for the one that the library detects
   bool force = false;             // damaged frames are taken as far as they go
 };
@@ -66,6 +68,6 @@ Frame read_frame(const std::string& path, const ReadOptions& options, const Sett
 void report_damage(const ReadRequest& request, const std::string& damage);
 
 // Calls a reader of the library and passes on its messages: an ERROR is a Failure, a WARNING a warning.
-void call_reader(const ReadRequest& request, const std::function<void()>& call);
+LibraryReport call_reader(const ReadRequest& request, const std::function<void()>& call);
 
 }  // namespace host

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "host/failure.h"
+#include "host/header_values.h"
 #include "host/readers.h"
 #include "support/files.h"
 #include "support/image_size.h"
@@ -40,16 +41,13 @@ std::vector<HeaderValue> read_header(const ReadRequest& request) {
   call_reader(request, [&] { read_marheader(&header, request.path.c_str()); });
 
   std::vector<HeaderValue> values;
-  const auto add_text = [&](const char* key, std::string_view text) {
-    if (text.find_first_not_of(' ') != std::string_view::npos) values.push_back({key, std::string(text)});
-  };
   const auto add_real = [&](const char* key, double value, const char* unit) {
-    if (!std::isnan(value)) values.push_back({key, formatted("%g %s", value, unit)});
+    if (!std::isnan(value)) add_number(values, key, value, unit);
   };
-  add_text("program", header.program);
-  add_text("date", header.date);
-  add_text("format", header.format);
-  if (header.high != kNoCount) values.push_back({"overflow records", formatted("%d", header.high)});
+  add_text(values, "program", header.program);
+  add_text(values, "date", header.date);
+  add_text(values, "format", header.format);
+  if (header.high != kNoCount) add_number(values, "overflow records", header.high);
   if (header.pixel_height != kNoCount) {
     values.push_back({"pixel size", formatted("%d x %d µm", header.pixel_length, header.pixel_height)});
   }

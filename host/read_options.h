@@ -10,6 +10,9 @@
 
 namespace host {
 
+// "WxH", both at least 1. `option` is named when it is something else.
+FrameSize parse_size(const char* option, const std::string& text);
+
 void add_read_options(CLI::App& command, ReadOptions& options);
 
 // A line of results, readable and easy to take apart: the key, a colon, blanks up to a common column, the value.

@@ -26,7 +26,7 @@ namespace {
 class Divisor {
  public:
   explicit Divisor(std::uint32_t divisor)
-      : shift_(31 + std::bit_width(divisor - 1)),
+      : shift_(31 + static_cast<int>(std::bit_width(divisor - 1))),
         factor_(static_cast<std::int64_t>((std::uint64_t{1} << shift_) / divisor) + 1) {}
 
   std::int32_t quotient(std::int32_t dividend) const {

@@ -154,7 +154,7 @@ std::string_view convert(std::span<char> output, Conversion conversion, std::str
 
 void format_text(std::span<char> field, const char* text) {
   if (field.empty()) return;
-  std::array<char, 4 * kFieldLimit> converted{};
+  std::array<char, std::size_t{4} * kFieldLimit> converted{};
   std::string_view rest(text);
   std::size_t used = 0;
   const auto append = [&](std::string_view piece) {

@@ -107,8 +107,8 @@ TEST_F(Convert, UnknownEndingsAreRefusedBeforeAnythingIsRead) {
   for (const char* name : {"out.jpg", "out", ".png"}) {
     const Result result = place_.xrdimage(std::string("convert missing.mar2300 ") + name);
     EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err,
-              std::string("xrdimage: ") + name + ": cannot be written: its name must end in one of .png, .raw\n");
+    EXPECT_EQ(result.err, std::string("xrdimage: ") + name +
+                              ": cannot be written: its name must end in one of .png, .raw, .edf, .pck\n");
   }
 }
 

@@ -21,10 +21,11 @@ TEST(Program, WithoutASubcommandItShowsItsHelp) {
 TEST(Program, EverySubcommandHasHelpWithExamples) {
   const test::Workplace place;
   for (const std::string name : {"info", "convert", "view", "sample"}) {
+    const long lines = name == "convert" ? 40 : 30;  // the library's operations are many
     const Result result = place.xrdimage(name + " --help");
     EXPECT_EQ(result.status, 0);
     EXPECT_NE(result.out.find("  xrdimage " + name), std::string::npos) << result.out;
-    EXPECT_LE(std::ranges::count(result.out, '\n'), 30) << result.out;
+    EXPECT_LE(std::ranges::count(result.out, '\n'), lines) << result.out;
   }
 }
 
@@ -37,7 +38,8 @@ TEST(Program, TellsItsVersion) {
 
 TEST(Program, WrongArgumentsAreOneLineOnStandardError) {
   const test::Workplace place;
-  for (const char* arguments : {"bogus", "--bogus", "info", "convert one.mar2300", "info --type edf a.edf"}) {
+  for (const char* arguments : {"bogus", "--bogus", "info", "convert one.mar2300", "convert --box 1,2 a b",
+                                "convert --bin x a b", "info --type xi a.xi"}) {
     const Result result = place.xrdimage(arguments);
     EXPECT_EQ(result.status, 2) << arguments;
     EXPECT_EQ(result.out, "") << arguments;

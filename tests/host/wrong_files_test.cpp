@@ -52,8 +52,8 @@ TEST_F(WrongFiles, NoneOfTheFormats) {
 }
 
 TEST_F(WrongFiles, FormatsThatThisVersionCannotRead) {
-  place_.write("scan.tif", "words");
-  expect_refused("scan.tif", "scan.tif: this version cannot read the type tiff (TIFF image)");
+  place_.write("sheet.IFF", "words");
+  expect_refused("sheet.IFF", "sheet.IFF: this version cannot read the type iff (IFF image)");
   place_.write("taxi.dat", "words");
   expect_refused("taxi.dat", "taxi.dat: this version cannot read the type xi (XI image)");
 }
