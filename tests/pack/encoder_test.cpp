@@ -395,7 +395,23 @@ TEST(PackChunk, FlushWithoutAChunkIsOneZeroByte) {
   EXPECT_EQ(contents(stream.get()), bytes_of({0x00}));
 }
 
-TEST(PackChunk, BufferIsWrittenWhenMoreThan7672BytesAreFull) {
+TEST(PackChunk, BufferOf7672FullBytesIsNotWrittenYet) {
+  const auto stream = test::stream_of("");
+  // 14 x 4102 + 2054 + 1030 + 518 + 262 + 2 x 38 + 2 x 6 = 61380 bits, 7672 bytes and a half.
+  std::vector<std::size_t> counts(14, 128);
+  counts.insert(counts.end(), {64, 32, 16, 8, 1, 1});
+  for (const std::size_t count : counts) chunk(stream.get(), Differences(count, 1), 32);
+  chunk(stream.get(), {0}, 0);
+  chunk(stream.get(), {0}, 0);
+  chunk(stream.get(), {0}, 0);
+  EXPECT_EQ(std::ftell(stream.get()), 0);
+  // With the third chunk of six bits the buffer has 7673.
+  chunk(stream.get(), {0}, 0);
+  EXPECT_EQ(std::ftell(stream.get()), 7673);
+  flush(stream.get());
+}
+
+TEST(PackChunk, BufferIsWrittenAsTheNaiveOneIs) {
   naive::Random random(19);
   const auto stream = test::stream_of("");
   naive::ChunkBuffer naive_buffer;
