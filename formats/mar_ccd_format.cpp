@@ -62,6 +62,11 @@ HeaderState read_header(MarCcdHeader& header, const char* filename) {
   return HeaderState::kRead;
 }
 
+// Whole degrees, millimetres and seconds: hosts rely on the fractions being dropped in the header's summary.
+int whole_units(int thousandths) {
+  return thousandths / 1000;
+}
+
 // Stores the samples; negative ones, from 32768 on in the file, are marked. Returns how many.
 unsigned mark_overflows(unsigned int* image, std::size_t pixels, const xrd::TiffStrips& strips) {
   unsigned overflows = 0;
@@ -81,13 +86,12 @@ extern "C" int read_mar_ccd_header(const char* filename, ImageInfo* info) {
   if (state == HeaderState::kNotOpened) std::printf("# " XRD_RED_ERROR " reading %s\n", filename);
   if (state != HeaderState::kRead) return 0;
   xrd::format_text(info->file_name, filename);
-  // Whole degrees, millimetres and seconds: hosts rely on the fractions being dropped here.
-  info->start_angle = header.start_angle_thousandths() / 1000;
+  info->start_angle = whole_units(header.start_angle_thousandths());
   info->reserved_angle = 0.0;
-  info->distance = header.distance_thousandths() / 1000;
-  info->oscillation_range = header.rotation_range_thousandths() / 1000;
+  info->distance = whole_units(header.distance_thousandths());
+  info->oscillation_range = whole_units(header.rotation_range_thousandths());
   info->wavelength = header.wavelength_hundred_thousandths() * 1e-5;
-  info->exposure_time = header.exposure_milliseconds() / 1000;
+  info->exposure_time = whole_units(header.exposure_milliseconds());
   info->overflow_count = header.overflow_count();
   return 1;
 }

@@ -244,8 +244,8 @@ XRDIMAGE_API void edf32_write(const char *filename, const unsigned int *data, in
 
 /*
  * Reads the header of a SAINT frame, 96 records of 80 bytes (Bruker's publicly documented format), from `stream`, which
- * is left at byte 7680: `*ncols` (NCOLS) and `*nrows` (NROWS), untouched where the record is missing. Records are read
- * up to ENDING2 or the end of the file. Returns 0 always, prints nothing.
+ * is left at byte 7680 (behind ENDING2 where that comes later): `*ncols` (NCOLS) and `*nrows` (NROWS), untouched where
+ * the record is missing. Records are read up to ENDING2 or the end of the file. Returns 0 always, prints nothing.
  */
 XRDIMAGE_API int read_saint_header(FILE *stream, int *ncols, int *nrows);
 
@@ -665,7 +665,7 @@ XRDIMAGE_API void write_short_zimg(const char *path, unsigned short *Daten_ushor
  * NAME.png" and runs it in the system shell, waiting for its end. LARGEST is the largest pixel divided by `divisor` (0
  * counts as 1). The file names in the command are quoted as in get_image_type. All files are left behind.
  *
- * Returns what system() returns, or -1 when x * y pixels cannot be.
+ * Returns what system() returns, or -1 when x * y pixels cannot be, with "# RED(ERROR) cannot show X x Y pixels\n".
  */
 XRDIMAGE_API int view(const char *name, unsigned int *Daten, int x, int y, int divisor);
 

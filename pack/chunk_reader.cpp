@@ -95,9 +95,9 @@ void ChunkReader::fetch(std::size_t bits) {
 
 std::size_t ChunkReader::read(std::int32_t* differences, std::size_t wanted) {
   constexpr unsigned kCodeMask = (1U << kChunkCodeBits) - 1;
-  require(2 * kChunkCodeBits);
+  require(kChunkHeaderBits);
   const auto header = static_cast<unsigned>(load(buffer_.data() + position_ / 8) >> (position_ % 8));
-  position_ += 2 * kChunkCodeBits;
+  position_ += kChunkHeaderBits;
   const std::size_t count = std::min(std::size_t{1} << (header & kCodeMask), wanted);
   const int bits = kFieldBits[header >> kChunkCodeBits & kCodeMask];
   const std::size_t chunk_bits = count * static_cast<std::size_t>(bits);

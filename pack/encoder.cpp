@@ -147,7 +147,7 @@ class ChunkWriter {
     }
     BitWriter writer(buffer_.data() + write_position_, bit_);
     const auto codes = static_cast<std::uint64_t>(log2_of(count) | xrd::field_code(field_bits) << xrd::kChunkCodeBits);
-    writer.append(codes, 2 * xrd::kChunkCodeBits);
+    writer.append(codes, xrd::kChunkHeaderBits);
     append_fields(writer, differences, count, field_bits);
     writer.finish();
     write_position_ = static_cast<std::size_t>(writer.byte() - buffer_.data());
@@ -221,7 +221,6 @@ class Stretch {
   // The chunk that begins at `cursor`: doubled as long as one header less pays for wider fields. `behind` is the number
   // of differences behind the first; with 2s + 1 or fewer left, a chunk of s is not doubled.
   Chunk choose(std::size_t cursor, std::size_t behind) const {
-    constexpr int kHeaderBits = 2 * xrd::kChunkCodeBits;
     std::size_t count = 1;
     int field_bits = xrd::kFieldBits[widest_[0][cursor]];
     for (std::size_t n = 0; n < kRunLengths && behind > 2 * count; ++n, count *= 2) {
@@ -229,7 +228,7 @@ class Stretch {
       const int merged_bits = std::max(field_bits, next_bits);
       // Twice the wider fields must cost less than both runs and a header.
       const int saved = (2 * merged_bits - field_bits - next_bits) * static_cast<int>(count);
-      if (saved >= kHeaderBits) break;
+      if (saved >= xrd::kChunkHeaderBits) break;
       field_bits = merged_bits;
     }
     return {static_cast<int>(count), field_bits};

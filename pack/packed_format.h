@@ -12,6 +12,7 @@ namespace xrd {
 
 // Chunk header: the base-2 logarithm of the number of differences, then the code of their width, three bits each.
 inline constexpr int kChunkCodeBits = 3;
+inline constexpr int kChunkHeaderBits = 6;
 inline constexpr int kLargestChunk = 128;
 
 // Width in bits of a difference field, by its code.
