@@ -125,7 +125,7 @@ void read_and_merge(const SignedImage& image, int* record, const char* path, std
   const Size& size = image.size;
   const std::span<int> pixels(image.pixels, static_cast<std::size_t>(size.pixels()));
   const std::span<short> samples = xrd::sample_half(pixels);
-  std::memset(samples.data(), 0, samples.size_bytes());
+  std::ranges::fill(samples, short{0});
   read_packed(samples, path);
   xrd::widen_samples(pixels, [limit = layout.limit](int sample) { return sample < limit ? sample : -1; });
   std::fseek(stream, overflow_offset(layout.is_new, size.width, size.height), SEEK_SET);
