@@ -28,7 +28,7 @@ struct Subcommand {
 
 constexpr std::array<Subcommand, 4> kSubcommands{{
     {"info", "Tell a frame's type, size, header values and statistics", host::define_info},
-    {"convert", "Write a frame as a picture or as a raw dump", host::define_convert},
+    {"convert", "Write a frame as a picture or in another format", host::define_convert},
     {"view", "Show a frame on the screen", host::define_view},
     {"sample", "Make a synthetic mar345 frame to try things on", host::define_sample},
 }};
