@@ -73,7 +73,7 @@ LibraryReport call_reader(const ReadRequest& request, const std::function<void()
   if (const auto& size = request.options.size) {
     answer = std::to_string(size->width) + " " + std::to_string(size->height) + "\n";
   }
-  const LibraryReport report = run_library(request.settings, {.answer = answer}, call);
+  LibraryReport report = run_library(request.settings, {.answer = answer}, call);
   if (!report.errors.empty()) throw Failure(request.path, joined_errors(report, request.path));
   for (const std::string& warning : report.warnings) warn(request.path, warning);
   return report;
