@@ -1,0 +1,121 @@
+// Which format a file has, and what all loaders share.
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <new>
+
+#include "host/frames/bytes.h"
+#include "host/frames/loaders.h"
+#include "support/image_size.h"
+
+namespace frames {
+
+namespace {
+
+struct Loader {
+  Format format;
+  const char* name;
+  bool (*is_format)(Bytes file);  // null for the format that has no mark
+  Frame (*load)(Bytes file, const LoadOptions& options);
+};
+
+// In the order in which they are asked: MarCCD frames are TIFF files too, and mar345 frames hold a packed image.
+constexpr std::array<Loader, 8> kLoaders{{
+    {Format::kMarCcd, "MarCCD", is_mar_ccd, load_mar_ccd},
+    {Format::kTiff, "TIFF", is_tiff, load_tiff},
+    {Format::kAdsc, "ADSC-style CCD frame", is_adsc, load_adsc},
+    {Format::kEdf, "EDF", is_edf, load_edf},
+    {Format::kSaint, "SAINT", is_saint, load_saint},
+    {Format::kMar345, "mar345 image plate", is_mar345, load_mar345},
+    {Format::kPacked, "CCP4-packed image", is_packed, load_packed},
+    {Format::kRaw, "raw pixels", nullptr, load_raw},
+}};
+
+struct NameEnding {
+  std::string_view ending;
+  Format format;
+};
+
+// For files whose content says nothing: raw pixels, or frames that are damaged right at the front.
+constexpr std::array<NameEnding, 19> kNameEndings{{
+    {".raw", Format::kRaw},        {".bin", Format::kRaw},        {".pck", Format::kPacked},
+    {".edf", Format::kEdf},        {".sfrm", Format::kSaint},     {".tif", Format::kTiff},
+    {".tiff", Format::kTiff},      {".mccd", Format::kMarCcd},    {".img", Format::kAdsc},
+    {".mar", Format::kMar345},     {".mar1200", Format::kMar345}, {".mar1600", Format::kMar345},
+    {".mar1800", Format::kMar345}, {".mar2000", Format::kMar345}, {".mar2300", Format::kMar345},
+    {".mar2400", Format::kMar345}, {".mar3000", Format::kMar345}, {".mar3450", Format::kMar345},
+    {".mar345", Format::kMar345},
+}};
+
+const Loader& loader_of(Format format) {
+  return *std::ranges::find(kLoaders, format, &Loader::format);
+}
+
+std::optional<Format> format_by_content(Bytes file) {
+  const auto found = std::ranges::find_if(
+      kLoaders, [&](const Loader& loader) { return loader.is_format != nullptr && loader.is_format(file); });
+  if (found == kLoaders.end()) return std::nullopt;
+  return found->format;
+}
+
+std::optional<Format> format_by_name(std::string name) {
+  std::ranges::transform(name, name.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (const std::string_view compressed : {".gz", ".bz2"}) {
+    if (name.ends_with(compressed)) name.resize(name.size() - compressed.size());
+  }
+  const auto found =
+      std::ranges::find_if(kNameEndings, [&](const NameEnding& entry) { return name.ends_with(entry.ending); });
+  if (found == kNameEndings.end()) return std::nullopt;
+  return found->format;
+}
+
+Format format_of(Bytes file, const std::string& path, const LoadOptions& options) {
+  if (options.format) return *options.format;
+  if (const auto format = format_by_content(file)) return *format;
+  if (options.size) return Format::kRaw;  // who states a size means raw pixels
+  if (const auto format = format_by_name(path)) return *format;
+  throw LoadError("is of no known format; for raw pixels, state their size");
+}
+
+}  // namespace
+
+const char* format_name(Format format) {
+  return loader_of(format).name;
+}
+
+std::string_view text_of(Bytes file) {
+  return {reinterpret_cast<const char*>(file.data()), file.size()};
+}
+
+void report_damage(Frame& frame, const LoadOptions& options, const std::string& damage) {
+  if (!options.force) throw LoadError(damage);
+  frame.notes.push_back(damage);
+}
+
+void set_size(Frame& frame, long long width, long long height) {
+  constexpr auto kMost = static_cast<long long>(xrd::kMaxPixels);
+  if (width < 1 || height < 1 || width > kMost || height > kMost / width) {
+    throw LoadError("is damaged: it states a size of " + std::to_string(width) + " x " + std::to_string(height) +
+                    " pixels");
+  }
+  frame.width = static_cast<int>(width);
+  frame.height = static_cast<int>(height);
+  frame.counts.assign(static_cast<std::size_t>(width * height), 0);
+}
+
+void mark_unknown(Frame& frame, std::size_t pixel) {
+  frame.unknown.resize(frame.counts.size());
+  frame.unknown[pixel] = true;
+}
+
+Frame load_frame(const std::string& path, const LoadOptions& options) {
+  try {
+    const std::vector<unsigned char> file = read_file(path);
+    if (file.empty()) throw LoadError("is empty");
+    return loader_of(format_of(file, path, options)).load(file, options);
+  } catch (const std::bad_alloc&) {
+    throw LoadError("needs more memory than there is");
+  }
+}
+
+}  // namespace frames

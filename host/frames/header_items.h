@@ -1,0 +1,49 @@
+// Text headers in braces, "{ KEY = value; ... }", as ADSC-style and EDF frames begin with.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace frames {
+
+// The text without the blanks, line ends and NULs around it.
+std::string_view trimmed(std::string_view text);
+
+std::string lower_case(std::string_view text);
+
+// The number that the text begins with, blanks aside; nothing when there is none, or no finite one.
+std::optional<double> number_in(std::string_view text);
+
+// Numbers that are no measurement unless they are above zero: headers have 0 where nobody measured.
+std::optional<double> above_zero(std::optional<double> number);
+
+class HeaderItems {
+ public:
+  // Takes the items up to the closing brace, or to the end of `text` when there is none. A semicolon or a line's end
+  // closes an item. Of a key that occurs twice, the first counts.
+  explicit HeaderItems(std::string_view text);
+
+  // Keys are asked for in lower case and found in any.
+  bool has(std::string_view key) const { return items_.find(key) != items_.end(); }
+  std::optional<std::string> text(std::string_view key) const;
+  std::optional<double> number(std::string_view key) const;
+  std::optional<long long> integer(std::string_view key) const;
+
+  // Whether a key begins with this.
+  bool has_prefix(std::string_view prefix) const;
+
+  // The place behind the closing brace; nothing when there is none.
+  std::optional<std::size_t> end() const { return end_; }
+
+ private:
+  std::map<std::string, std::string, std::less<>> items_;
+  std::optional<std::size_t> end_;
+};
+
+// Whether the text begins with a brace, blanks aside.
+bool begins_with_brace(std::string_view text);
+
+}  // namespace frames
