@@ -30,11 +30,11 @@ void read_integers(Frame& frame, const Source& source) {
   using Count = std::conditional_t<std::is_signed_v<Number>, std::int32_t, std::uint32_t>;
   frame.is_signed = std::is_signed_v<Number>;
   for (std::size_t i = 0; i < source.count; ++i) {
-    Number number = source.sample<Number>(i);
+    auto number = source.sample<Number>(i);
     if constexpr (sizeof(Number) > sizeof(Count)) {
       number = std::clamp(number, Number{std::numeric_limits<Count>::min()}, Number{std::numeric_limits<Count>::max()});
     }
-    frame.counts[i] = static_cast<std::uint32_t>(number);
+    frame.counts[i] = static_cast<std::uint32_t>(number + Count{0});  // negative ones wrap
   }
 }
 
