@@ -42,7 +42,7 @@ struct Frame {
   std::vector<bool> unknown;          // pixels whose count is unknown, because it overflowed; empty when there are none
   bool is_signed = false;             // counts are 32-bit two's complement numbers
   Header header;
-  std::vector<std::string> notes;     // what the user should know: a guessed size, data that end early (with `force`)
+  std::vector<std::string> notes;  // what the user should know: a guessed size, data that end early (with `force`)
 };
 
 // How frames without a telling header are to be taken.
@@ -51,12 +51,12 @@ struct LoadOptions {
     int width = 0;
     int height = 0;
   };
-  std::optional<Format> format;    // instead of looking
-  std::optional<Size> size;        // raw frames; EDF without dimensions
-  int depth = 16;                  // bits per raw pixel: 8, 16, 32
-  bool big_endian = false;         // raw pixels
-  std::size_t skip = 0;            // bytes before the raw pixels
-  bool force = false;              // damaged frames are taken as far as they go
+  std::optional<Format> format;  // instead of looking
+  std::optional<Size> size;      // raw frames; EDF without dimensions
+  int depth = 16;                // bits per raw pixel: 8, 16, 32
+  bool big_endian = false;       // raw pixels
+  std::size_t skip = 0;          // bytes before the raw pixels
+  bool force = false;            // damaged frames are taken as far as they go
 };
 
 // Why a frame cannot be had: one line for the user, without the path.
