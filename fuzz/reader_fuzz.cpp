@@ -69,7 +69,7 @@ constexpr std::array<Reader, 9> kReaders{
       new_read_pck(path, &image.pixels, &image.width, &image.height);
     },
     [](const char* path) {
-      std::vector<short> pixels(std::size_t{9999} * 9999);  // the largest that a header line can state
+      static std::vector<short> pixels(std::size_t{9999} * 9999);  // the largest that a header line can state
       readpack_word_c(pixels.data(), path);
     },
 };
