@@ -74,7 +74,7 @@ Format format_of(Bytes file, const std::string& path, const LoadOptions& options
   if (const auto format = format_by_content(file)) return *format;
   if (options.size) return Format::kRaw;  // who states a size means raw pixels
   if (const auto format = format_by_name(path)) return *format;
-  throw LoadError("is of no known format; for raw pixels, state their size");
+  throw LoadError("is of no known format; --size WxH takes it as raw pixels, --format states the format");
 }
 
 }  // namespace
@@ -100,7 +100,7 @@ void set_size(Frame& frame, long long width, long long height) {
   }
   frame.width = static_cast<int>(width);
   frame.height = static_cast<int>(height);
-  frame.counts.assign(static_cast<std::size_t>(width * height), 0);
+  frame.counts = Counts(static_cast<std::size_t>(width * height));
 }
 
 void mark_unknown(Frame& frame, std::size_t pixel) {

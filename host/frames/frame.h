@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "host/frames/counts.h"
+
 namespace frames {
 
 enum class Format { kMar345, kMarCcd, kTiff, kAdsc, kEdf, kSaint, kPacked, kRaw };
@@ -38,9 +40,9 @@ struct Frame {
   Format format = Format::kRaw;
   int width = 0;
   int height = 0;
-  std::vector<std::uint32_t> counts;  // row by row; negative counts of signed formats wrap, see is_signed
-  std::vector<bool> unknown;          // pixels whose count is unknown, because it overflowed; empty when there are none
-  bool is_signed = false;             // counts are 32-bit two's complement numbers
+  Counts counts;              // row by row; negative counts of signed formats wrap, see is_signed
+  std::vector<bool> unknown;  // pixels whose count is unknown, because it overflowed; empty when there are none
+  bool is_signed = false;     // counts are 32-bit two's complement numbers
   Header header;
   std::vector<std::string> notes;  // what the user should know: a guessed size, data that end early (with `force`)
 };
@@ -53,7 +55,7 @@ struct LoadOptions {
   };
   std::optional<Format> format;  // instead of looking
   std::optional<Size> size;      // raw frames; EDF without dimensions
-  int depth = 16;                // bits per raw pixel: 8, 16, 32
+  std::optional<int> depth;      // bits per raw pixel: 8, 16, 32; 16 if not told
   bool big_endian = false;       // raw pixels
   std::size_t skip = 0;          // bytes before the raw pixels
   bool force = false;            // damaged frames are taken as far as they go

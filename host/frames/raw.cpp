@@ -40,10 +40,11 @@ LoadOptions::Size guess_size(std::size_t bytes, std::size_t sample_bytes) {
 }  // namespace
 
 Frame load_raw(Bytes file, const LoadOptions& options) {
-  if (options.depth != 8 && options.depth != 16 && options.depth != 32) {
-    throw LoadError("cannot have " + std::to_string(options.depth) + " bits a pixel; --depth is 8, 16 or 32");
+  const int depth = options.depth.value_or(16);
+  if (depth != 8 && depth != 16 && depth != 32) {
+    throw LoadError("cannot have " + std::to_string(depth) + " bits a pixel; --depth is 8, 16 or 32");
   }
-  const SampleType type{SampleKind::kUnsigned, static_cast<std::size_t>(options.depth / 8)};
+  const SampleType type{SampleKind::kUnsigned, static_cast<std::size_t>(depth / 8)};
   const Bytes data = bytes_after(file, options.skip);
   const LoadOptions::Size size = options.size ? *options.size : guess_size(data.size(), type.bytes);
 
@@ -52,7 +53,7 @@ Frame load_raw(Bytes file, const LoadOptions& options) {
   set_size(frame, size.width, size.height);
   if (!options.size) {
     frame.notes.push_back("is taken as " + std::to_string(size.width) + " x " + std::to_string(size.height) +
-                          " pixels of " + std::to_string(options.depth) +
+                          " pixels of " + std::to_string(depth) +
                           " bits, by its length; --size WxH and --depth tell otherwise");
   }
   read_samples(frame, data, type, options.big_endian, options);

@@ -85,7 +85,9 @@ TEST(Detect, NameDecidesWhereContentSaysNothing) {
   EXPECT_TRUE(error_of("frame.tif", pixels).starts_with("is a damaged TIFF file"));
   for (const char* name : {"frame.edf", "frame.img", "frame.sfrm"}) EXPECT_NE(error_of(name, pixels), "") << name;
   for (const char* name : {"frame", "raw", "frame.xyz"}) {
-    EXPECT_EQ(error_of(name, pixels), "is of no known format; for raw pixels, state their size") << name;
+    EXPECT_EQ(error_of(name, pixels),
+              "is of no known format; --size WxH takes it as raw pixels, --format states the format")
+        << name;
   }
 }
 
