@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstdarg>
 #include <cstddef>
+#include <limits>
 
 #include "xrdimage.h"
 
@@ -21,6 +23,7 @@ constexpr std::size_t kLineBytes = 64;
 constexpr std::size_t kRecordWords = 2;
 constexpr std::size_t kBlockWords = 16;  // overflow records fill whole blocks of eight
 constexpr std::uint32_t kLargestWord = 65535;
+constexpr std::int32_t kUnknownRecord = -1;
 
 // Lines of 64 characters, the keyword in the first fifteen.
 class HeaderText {
@@ -56,78 +59,149 @@ struct Intensities {
   std::size_t histogram_maximum = 0;  // pixels that have the most frequent count
 };
 
-Intensities intensities_of(const std::vector<std::uint32_t>& counts) {
-  std::vector<std::uint32_t> hit;
-  std::ranges::copy_if(counts, std::back_inserter(hit), [](std::uint32_t count) { return count != 0; });
-  if (hit.empty()) return {};
-  std::ranges::sort(hit);
-  double sum = 0;
-  double squares = 0;
-  std::size_t most_frequent = 0;
-  for (std::size_t first = 0; first < hit.size();) {
-    const std::size_t end = static_cast<std::size_t>(std::ranges::upper_bound(hit, hit[first]) - hit.begin());
-    const auto pixels = static_cast<double>(end - first);
-    sum += pixels * hit[first];
-    squares += pixels * hit[first] * hit[first];
-    most_frequent = std::max(most_frequent, end - first);
+// A count and how many pixels have it.
+struct Frequency {
+  std::uint32_t count = 0;
+  std::size_t pixels = 0;
+};
+
+// Of each count but 0, in rising order. Nearly all counts have 16 bits and need no sorting.
+std::vector<Frequency> frequencies_of(const std::vector<std::uint32_t>& counts) {
+  std::vector<std::size_t> pixels(std::size_t{kLargestWord} + 1);
+  std::vector<std::uint32_t> large;
+  for (const std::uint32_t count : counts) {
+    if (count <= kLargestWord) {
+      ++pixels[count];
+    } else {
+      large.push_back(count);
+    }
+  }
+  std::vector<Frequency> frequencies;
+  for (std::uint32_t count = 1; count <= kLargestWord; ++count) {
+    if (pixels[count] > 0) frequencies.push_back({count, pixels[count]});
+  }
+  std::ranges::sort(large);
+  for (auto first = large.begin(); first != large.end();) {
+    const auto end = std::ranges::upper_bound(first, large.end(), *first);
+    frequencies.push_back({*first, static_cast<std::size_t>(end - first)});
     first = end;
   }
-  const auto pixels = static_cast<double>(hit.size());
-  const double mean = sum / pixels;
-  const double sigma = std::sqrt(std::max(0.0, squares / pixels - mean * mean));
-  return {hit.front(), hit.back(), mean, sigma, hit[hit.size() - 1 - hit.size() / 1000], most_frequent};
+  return frequencies;
+}
+
+Intensities intensities_of(const std::vector<std::uint32_t>& counts) {
+  const std::vector<Frequency> frequencies = frequencies_of(counts);
+  if (frequencies.empty()) return {};
+  Intensities intensities;
+  std::size_t hit = 0;
+  double sum = 0;
+  double squares = 0;
+  for (const Frequency& frequency : frequencies) {
+    const auto pixels = static_cast<double>(frequency.pixels);
+    sum += pixels * frequency.count;
+    squares += pixels * frequency.count * frequency.count;
+    hit += frequency.pixels;
+    intensities.histogram_maximum = std::max(intensities.histogram_maximum, frequency.pixels);
+  }
+  const auto pixels = static_cast<double>(hit);
+  intensities.minimum = frequencies.front().count;
+  intensities.maximum = frequencies.back().count;
+  intensities.mean = sum / pixels;
+  intensities.sigma = std::sqrt(std::max(0.0, squares / pixels - intensities.mean * intensities.mean));
+  std::size_t above = 0;
+  for (auto frequency = frequencies.rbegin(); above <= hit / 1000; ++frequency) {
+    intensities.histogram_end = frequency->count;
+    above += frequency->pixels;
+  }
+  return intensities;
 }
 
 // Lattice spacing at the plate's edge, in ångström.
 double edge_resolution(const Mar345Frame& frame) {
-  const double radius = frame.size / 2.0 * frame.pixel_micrometres / 1000;
-  return frame.wavelength / (2 * std::sin(std::atan(radius / frame.distance) / 2));
+  const double radius = frame.size / 2.0 * *frame.pixel_length / 1000;
+  return *frame.wavelength / (2 * std::sin(std::atan(radius / *frame.distance) / 2));
 }
 
-std::string header_text(const Mar345Frame& frame, std::size_t overflows) {
-  const Intensities intensities = intensities_of(frame.counts);
-  const double center = frame.size / 2.0;
-  HeaderText text;
+// The number with so many decimals, and more where it has them; 0 when it is not known.
+std::string decimal(std::optional<double> number, std::size_t decimals) {
+  constexpr int kMostDecimals = 7;
+  std::array<char, 400> text{};  // as long as the largest double
+  const auto end =
+      std::to_chars(text.data(), text.data() + text.size(), number.value_or(0), std::chars_format::fixed, kMostDecimals)
+          .ptr;
+  std::string digits(text.data(), end);
+  const std::size_t point = digits.find('.');
+  if (point == digits.npos) return digits;
+  const std::size_t shortest = decimals == 0 ? point : point + 1 + decimals;
+  while (digits.size() > shortest && (digits.back() == '0' || digits.back() == '.')) digits.pop_back();
+  return digits;
+}
+
+// Readers go from keyword to keyword in this order, and lose their way without the first ones: these stand there with
+// nothing or 0 when the value is not known, which counts as no value.
+void add_frame_lines(HeaderText& text, const Mar345Frame& frame, std::size_t overflows) {
   text.add("mar research", "%s", "");
   text.add("PROGRAM", "%s", frame.program.c_str());
   text.add("DATE", "%s", frame.date.c_str());
   text.add("SCANNER", "1");
   text.add("FORMAT", "%d  PCK %d", frame.size, frame.size * frame.size);
   text.add("HIGH", "%zu", overflows);
-  text.add("PIXEL", "LENGTH %d  HEIGHT %d", frame.pixel_micrometres, frame.pixel_micrometres);
+  text.add("PIXEL", "LENGTH %s  HEIGHT %s", decimal(frame.pixel_length, 0).c_str(),
+           decimal(frame.pixel_height, 0).c_str());
   text.add("OFFSET", "ROFF 0  TOFF 0");
   text.add("GAPS", "0 0 0 0 0 0 0 0");
   text.add("ADC", "A 0  B 0  ADD_A 0  ADD_B 0");
   text.add("MULTIPLIER", "1.000");
   text.add("GAIN", "1.000");
-  text.add("WAVELENGTH", "%.5f", frame.wavelength);
-  text.add("DISTANCE", "%.3f", frame.distance);
-  text.add("RESOLUTION", "%.3f", edge_resolution(frame));
-  text.add("PHI", "START %.3f  END %.3f  OSC 1", frame.phi_start, frame.phi_end);
+  text.add("WAVELENGTH", "%s", decimal(frame.wavelength, 5).c_str());
+  text.add("DISTANCE", "%s", decimal(frame.distance, 3).c_str());
+}
+
+void add_goniometer_lines(HeaderText& text, const Mar345Frame& frame) {
+  if (frame.pixel_length && frame.wavelength && frame.distance) {
+    text.add("RESOLUTION", "%.3f", edge_resolution(frame));
+  }
+  if (frame.phi_start && frame.phi_end) {
+    text.add("PHI", "START %s  END %s  OSC 1", decimal(frame.phi_start, 3).c_str(), decimal(frame.phi_end, 3).c_str());
+  } else if (frame.phi_start) {
+    text.add("PHI", "START %s", decimal(frame.phi_start, 3).c_str());
+  }
   text.add("OMEGA", "START 0.000  END 0.000  OSC 0");
   text.add("CHI", "0.000");
   text.add("TWOTHETA", "0.000");
-  text.add("CENTER", "X %.3f  Y %.3f", center, center);
+  if (frame.centre) {
+    text.add("CENTER", "X %s  Y %s", decimal(frame.centre->x, 3).c_str(), decimal(frame.centre->y, 3).c_str());
+  }
   text.add("MODE", "TIME");
-  text.add("TIME", "%.2f", frame.exposure_seconds);
+  if (frame.exposure_seconds) text.add("TIME", "%s", decimal(frame.exposure_seconds, 2).c_str());
+}
+
+std::string header_text(const Mar345Frame& frame, std::size_t overflows) {
+  const Intensities intensities = intensities_of(frame.counts);
+  HeaderText text;
+  add_frame_lines(text, frame, overflows);
+  add_goniometer_lines(text, frame);
   text.add("COUNTS", "START 0.00 END 0.00  NMEAS 0");
   text.add("COUNTS", "MIN 0.00  MAX 0.00");
   text.add("COUNTS", "AVE 0.00  SIG 0.00");
   text.add("INTENSITY", "MIN %u  MAX %u  AVE %.1f  SIG %.2f", intensities.minimum, intensities.maximum,
            intensities.mean, intensities.sigma);
   text.add("HISTOGRAM", "START 0  END %u  MAX %zu", intensities.histogram_end, intensities.histogram_maximum);
-  text.add("GENERATOR", "SEALED TUBE  kV %.1f  mA %.1f", frame.kilovolt, frame.milliampere);
-  text.add("MONOCHROMATOR", "GRAPHITE  POLAR 0.000");
-  text.add("COLLIMATOR", "WIDTH 0.50  HEIGHT 0.50");
-  text.add("REMARK", "%s", frame.remark.c_str());
-  text.add("DETECTOR", "mar345");
+  if (frame.kilovolt && frame.milliampere) {
+    text.add("GENERATOR", "SEALED TUBE  kV %.1f  mA %.1f", *frame.kilovolt, *frame.milliampere);
+    text.add("MONOCHROMATOR", "GRAPHITE  POLAR 0.000");
+    text.add("COLLIMATOR", "WIDTH 0.50  HEIGHT 0.50");
+  }
+  if (!frame.remark.empty()) text.add("REMARK", "%s", frame.remark.c_str());
+  if (!frame.detector.empty()) text.add("DETECTOR", "%s", frame.detector.c_str());
   text.add("END OF HEADER", "%s", "");
   return std::move(text).finish();
 }
 
-// Real values as the whole numbers of the binary header.
-std::int32_t scaled(double value, double scale) {
-  return static_cast<std::int32_t>(std::lround(value * scale));
+// Real values as the whole numbers of the binary header; 0 when they are not known.
+std::int32_t scaled(std::optional<double> value, double scale) {
+  constexpr double kLargest = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::lround(std::clamp(value.value_or(0) * scale, -kLargest, kLargest)));
 }
 
 template <typename Word>
@@ -142,8 +216,8 @@ std::vector<std::int32_t> binary_header(const Mar345Frame& frame, std::size_t ov
                                   1,  // packed
                                   1,  // exposed by time
                                   frame.size * frame.size,
-                                  frame.pixel_micrometres,
-                                  frame.pixel_micrometres,
+                                  scaled(frame.pixel_length, 1),
+                                  scaled(frame.pixel_height, 1),
                                   scaled(frame.wavelength, 1e6),
                                   scaled(frame.distance, 1e3),
                                   scaled(frame.phi_start, 1e3),
@@ -152,13 +226,18 @@ std::vector<std::int32_t> binary_header(const Mar345Frame& frame, std::size_t ov
   return words;
 }
 
+bool is_unknown(const Mar345Frame& frame, std::size_t pixel) {
+  return !frame.unknown.empty() && frame.unknown[pixel];
+}
+
 // Index and count of each pixel that 16 bits do not hold.
-std::vector<std::int32_t> overflow_records(const std::vector<std::uint32_t>& counts) {
+std::vector<std::int32_t> overflow_records(const Mar345Frame& frame) {
   std::vector<std::int32_t> words;
-  for (std::size_t i = 0; i < counts.size(); ++i) {
-    if (counts[i] <= kLargestWord) continue;
+  for (std::size_t i = 0; i < frame.counts.size(); ++i) {
+    const bool no_count = is_unknown(frame, i);
+    if (frame.counts[i] <= kLargestWord && !no_count) continue;
     words.push_back(static_cast<std::int32_t>(i));
-    words.push_back(static_cast<std::int32_t>(counts[i]));
+    words.push_back(no_count ? kUnknownRecord : static_cast<std::int32_t>(frame.counts[i]));
   }
   return words;
 }
@@ -166,7 +245,7 @@ std::vector<std::int32_t> overflow_records(const std::vector<std::uint32_t>& cou
 }  // namespace
 
 void write_mar345(const Mar345Frame& frame, std::FILE* stream) {
-  std::vector<std::int32_t> records = overflow_records(frame.counts);
+  std::vector<std::int32_t> records = overflow_records(frame);
   const std::size_t overflows = records.size() / kRecordWords;
   records.resize((records.size() + kBlockWords - 1) / kBlockWords * kBlockWords);
   std::vector<short> words(frame.counts.size());

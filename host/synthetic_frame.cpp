@@ -153,11 +153,13 @@ std::vector<std::uint32_t> measured_counts(const Plate& plate, Random& random) {
 Mar345Frame make_synthetic_frame(int size, std::uint64_t seed) {
   Mar345Frame frame;
   frame.size = size;
-  frame.pixel_micrometres = static_cast<int>(std::lround(kPlateMillimetres * 1000 / size));
+  const auto micrometres = static_cast<double>(std::lround(kPlateMillimetres * 1000 / size));
+  frame.pixel_length = frame.pixel_height = micrometres;
   Random random(seed);
-  frame.counts = measured_counts({size, frame.pixel_micrometres / 1000.0}, random);
+  frame.counts = measured_counts({size, micrometres / 1000}, random);
   frame.wavelength = kWavelength;
   frame.distance = kDistance;
+  frame.centre = frames::Point{size / 2.0, size / 2.0};
   frame.phi_start = 0;
   frame.phi_end = 1;
   frame.exposure_seconds = 60;

@@ -125,9 +125,12 @@ Header header_values(const HeaderItems& items) {
   Header header;
   header.wavelength = angstroms(items.number("wavelength"));
   header.distance = millimetres(items.number("sampledistance"));
+  header.oscillation_start = items.number("osc_start");
+  header.oscillation_range = items.number("osc_range");
   header.exposure_time = above_zero(items.number(items.has("exposuretime") ? "exposuretime" : "count_time"));
   header.pixel_size = point(millimetres(items.number("psize_1")), millimetres(items.number("psize_2")));
   header.beam_centre = point(items.number("center_1"), items.number("center_2"));
+  header.saturation = above_zero(items.number("saturation"));
   header.date = items.text(items.has("date") ? "date" : "datetime");
   header.detector = items.text("detector");
   return header;

@@ -14,9 +14,10 @@ Mar345Frame small_frame() {
   Mar345Frame frame;
   frame.size = 4;
   frame.counts = {0, 10, 10, 20, 65535, 65536, 20, 0, 255999, 30, 40, 300000, 1, 2, 3, 4};
-  frame.pixel_micrometres = 150;
+  frame.pixel_length = frame.pixel_height = 150;
   frame.wavelength = 1.5;
   frame.distance = 100;
+  frame.centre = frames::Point{2, 2};
   frame.phi_start = 10;
   frame.phi_end = 10.5;
   frame.exposure_seconds = 30;
