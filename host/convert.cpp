@@ -1,126 +1,191 @@
-// xrdimage convert: a frame in another format, which the ending of the new file's name tells.
+// xrdimage convert: frames in another format, which the ending of the new file's name tells.
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cstdio>
 #include <filesystem>
-#include <limits>
 #include <memory>
-#include <optional>
 #include <string_view>
 #include <vector>
 
-#include "host/clipped.h"
-#include "host/contrast.h"
+#include "host/batch.h"
 #include "host/failure.h"
-#include "host/library_output.h"
+#include "host/input.h"
 #include "host/new_file.h"
 #include "host/operations.h"
-#include "host/png.h"
-#include "host/read_options.h"
-#include "support/files.h"
-#include "xrdimage.h"
+#include "host/output_names.h"
+#include "host/pictures/picture.h"
+#include "host/pictures/png.h"
+#include "host/print.h"
+#include "host/progress.h"
+#include "host/writers/writers.h"
 
 namespace host {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 struct ConvertOptions {
-  std::string input;
-  std::string output;
-  ReadOptions reading;
+  BatchOptions batch;
+  OutputOptions output;
+  bool skip_existing = false;
+  InputOptions reading;
   std::vector<Operation> operations;
-  bool grey = false;
-  int bits = 32;
-  std::optional<unsigned int> maximum;
+  PictureOptions picture;
+  WriteOptions writing;
 };
 
-void write_picture(Frame& frame, const ConvertOptions& options, const Settings& /*settings*/) {
-  const Contrast contrast = options.maximum ? Contrast{0, *options.maximum} : automatic_contrast(frame.pixels());
-  const std::vector<Rgb> palette = options.grey ? std::vector<Rgb>() : library_colormap();
-  const std::size_t colours = options.grey ? 256 : palette.size();
-  write_png(options.output, frame.size, coloured(frame.pixels(), contrast, colours), palette);
-  print_value("range",
-              "0-" + std::to_string(contrast.high) + " counts" + (options.maximum ? "" : " (99.5 % of the pixels)"));
+// ------------------------------------------------------------------------------------------------------------------
+// One frame
+// ------------------------------------------------------------------------------------------------------------------
+
+void write_picture(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks) {
+  write_png(draw_picture(frame, options.picture, remarks), stream);
 }
 
-void warn_of_clipping(Frame& frame, const std::string& path) {
-  const std::size_t clipped = clip_to_16_bits(frame.pixels());
-  if (clipped > 0) warn(path, std::to_string(clipped) + " pixels above 65535 were written as 65535");
-}
-
-void write_raw_dump(Frame& frame, const ConvertOptions& options, const Settings& settings) {
-  warn_of_clipping(frame, options.output);
-  NewFile file(options.output);
-  const LibraryReport report = run_library(settings, {.divert_errors = true}, [&] {
-    write_zimg(file.temporary_path().c_str(), frame.daten.get(), frame.count());
-  });
-  if (!report.errors.empty()) throw Failure(options.output, joined_errors(report, file.temporary_path()));
-  file.commit(frame.pixels().size() * sizeof(unsigned short));
-}
-
-// The length of an EDF header, up to and including the line of its closing brace.
-std::size_t edf_header_size(const std::string& path) {
-  std::array<char, 1024> start{};
-  const xrd::FileHandle stream = xrd::open_file(path.c_str(), "r");
-  if (stream) static_cast<void>(std::fread(start.data(), 1, start.size() - 1, stream.get()));
-  constexpr std::string_view kEnd = "\n}\n";
-  return std::string_view(start.data()).find(kEnd) + kEnd.size();
-}
-
-void write_edf(Frame& frame, const ConvertOptions& options, const Settings& settings) {
-  NewFile file(options.output);
-  const std::string& path = file.temporary_path();
-  const LibraryReport report = run_library(settings, {}, [&] {
-    const auto write = options.bits == 16 ? edf16_write : edf32_write;
-    write(path.c_str(), frame.daten.get(), frame.size.width, frame.size.height);
-  });
-  if (!report.errors.empty()) throw Failure(options.output, joined_errors(report, path));
-  file.commit(edf_header_size(path) + frame.pixels().size_bytes());
-}
-
-void write_packed(Frame& frame, const ConvertOptions& options, const Settings& /*settings*/) {
-  warn_of_clipping(frame, options.output);
-  std::vector<short> words(frame.pixels().size());
-  std::ranges::transform(frame.pixels(), words.begin(), [](unsigned int pixel) { return static_cast<short>(pixel); });
-  PackedFileHeader header{};
-  header.width = frame.size.width;
-  header.height = frame.size.height;
-  NewFile file(options.output);
-  std::fwrite(&header, sizeof header, 1, file.stream());
-  pack_wordimage_c(words.data(), header.width, header.height, file.stream());
-  file.commit();
+template <void (*write)(const frames::Frame&, const WriteOptions&, std::FILE*, Remarks&)>
+void write_frame(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks) {
+  write(frame, options.writing, stream, remarks);
 }
 
 struct Writer {
-  const char* ending;
-  void (*write)(Frame& frame, const ConvertOptions& options, const Settings& settings);
+  std::string_view format;  // and the ending, behind a dot
+  void (*write)(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks);
 };
 
-constexpr std::array<Writer, 4> kWriters{{
-    {".png", write_picture},
-    {".raw", write_raw_dump},
-    {".edf", write_edf},
-    {".pck", write_packed},
+constexpr std::array<Writer, 8> kWriters{{
+    {"png", write_picture},
+    {"edf", write_frame<write_edf>},
+    {"tif", write_frame<write_tiff>},
+    {"img", write_frame<write_adsc>},
+    {"mar", write_frame<write_mar345>},
+    {"pck", write_frame<write_packed>},
+    {"raw", write_frame<write_raw>},
+    {"npy", write_frame<write_npy>},
 }};
 
-const Writer& writer_for(const std::string& path) {
-  std::string ending = std::filesystem::path(path).extension().string();
-  std::ranges::transform(ending, ending.begin(), [](unsigned char letter) { return std::tolower(letter); });
+std::vector<std::string> format_names() {
+  std::vector<std::string> names;
+  for (const Writer& writer : kWriters) names.emplace_back(writer.format);
+  return names;
+}
+
+// The format that is stated, or else the one that the name's ending tells.
+const Writer& writer_for(const std::string& path, const std::string& format) {
+  std::string name = format.empty() ? fs::path(path).extension().string() : "." + format;
+  std::ranges::transform(name, name.begin(), [](unsigned char letter) { return std::tolower(letter); });
   std::string known;
   for (const Writer& writer : kWriters) {
-    if (ending == writer.ending) return writer;
-    known += std::string(known.empty() ? "" : ", ") + writer.ending;
+    if (name == "." + std::string(writer.format)) return writer;
+    known += (known.empty() ? "." : ", .") + std::string(writer.format);
   }
-  throw Failure(path, "cannot be written: its name must end in one of " + known);
+  throw Failure(path, "cannot be written: its name must end in one of " + known + ", or --to state the format");
+}
+
+void refuse_overwriting(const std::string& input, const std::string& output) {
+  std::error_code missing;
+  if (fs::equivalent(input, output, missing)) throw Failure(output, "is the frame itself, which is not overwritten");
+}
+
+Remarks convert(const std::string& input, const std::string& output, const ConvertOptions& options,
+                const Settings& settings) {
+  const Writer& writer = writer_for(output, options.output.format);
+  refuse_overwriting(input, output);
+  Remarks remarks;
+  frames::Frame frame = load_input(input, options.reading, settings, remarks);
+  apply_operations(frame, options.operations, input, settings, remarks);
+  NewFile file(output);
+  try {
+    writer.write(frame, options, file.stream(), remarks);
+  } catch (const std::runtime_error& failure) {
+    throw Failure(output, failure.what());
+  }
+  file.commit();
+  remarks.values.emplace_back("size", std::to_string(frame.width) + " x " + std::to_string(frame.height) + " pixels");
+  remarks.values.emplace_back("written", output);
+  return remarks;
+}
+
+// ------------------------------------------------------------------------------------------------------------------
+// Many frames
+// ------------------------------------------------------------------------------------------------------------------
+
+struct Job {
+  std::string input;
+  std::string output;
+};
+
+// What is to be done in this run: the shard's part, without what is there already.
+std::vector<Job> jobs_of(const std::vector<std::string>& inputs, const ConvertOptions& options, std::size_t& skipped) {
+  const std::vector<std::string> outputs = output_names(inputs, options.output);
+  std::vector<Job> jobs;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    if (!is_in_shard(i, options.batch.shard)) continue;
+    if (options.skip_existing && fs::exists(outputs[i])) {
+      ++skipped;
+    } else {
+      jobs.push_back({inputs[i], outputs[i]});
+    }
+  }
+  return jobs;
+}
+
+void make_output_folder(const OutputOptions& options) {
+  const std::string folder = output_folder(options);
+  std::error_code error;
+  if (!folder.empty()) fs::create_directories(folder, error);
+  if (error) throw Failure(folder, error.message());
+}
+
+// What is printed about a frame: its warnings, or its failure.
+std::string result_lines(const std::string& path, const TaskResult& result) {
+  switch (result.state) {
+    case TaskResult::State::kFailed:
+      return failure_line(result.text);
+    case TaskResult::State::kCrashed:
+      return failure_line(path + ": " + result.text);
+    default:
+      return result.text;
+  }
+}
+
+int convert_all(const std::vector<Job>& jobs, std::size_t skipped, const ConvertOptions& options,
+                const Settings& settings) {
+  Progress progress(jobs.size());
+  std::size_t failed = 0;
+  const auto work = [&](std::size_t i) {
+    std::string lines;
+    for (const std::string& warning : convert(jobs[i].input, jobs[i].output, options, settings).warnings) {
+      lines += warning_line(jobs[i].input, warning);
+    }
+    return lines;
+  };
+  run_tasks(jobs.size(), options.batch.jobs, work, [&](std::size_t i, const TaskResult& result) {
+    const std::string lines = result_lines(jobs[i].input, result);
+    if (!lines.empty()) progress.clear();
+    std::fputs(lines.c_str(), stderr);
+    failed += result.state == TaskResult::State::kSucceeded ? 0 : 1;
+    progress.advance();
+  });
+  progress.clear();
+  std::string summary = std::to_string(jobs.size() - failed) + " of " + std::to_string(jobs.size()) +
+                        " frames converted in " + duration_text(progress.seconds());
+  if (failed > 0) summary += ", " + std::to_string(failed) + " failed";
+  if (skipped > 0) summary += ", " + std::to_string(skipped) + " were there already";
+  std::fprintf(stderr, "xrdimage: %s\n", summary.c_str());
+  return failed == 0 ? 0 : 1;
 }
 
 int run(const ConvertOptions& options, const Settings& settings) {
-  const Writer& writer = writer_for(options.output);
-  Frame frame = read_frame(options.input, options.reading, settings);
-  apply_operations(frame, options.operations, options.input, settings);
-  writer.write(frame, options, settings);
-  print_value("size", std::to_string(frame.size.width) + " x " + std::to_string(frame.size.height) + " pixels");
-  print_value("written", options.output);
+  const std::vector<std::string> inputs = all_files(options.batch);
+  std::size_t skipped = 0;
+  const std::vector<Job> jobs = jobs_of(inputs, options, skipped);
+  for (const Job& job : jobs) writer_for(job.output, options.output.format);  // before anything is read
+  make_output_folder(options.output);
+  if (inputs.size() > 1 || jobs.empty()) return convert_all(jobs, skipped, options, settings);
+  const Remarks remarks = convert(jobs[0].input, jobs[0].output, options, settings);
+  print_remarks(jobs[0].input, remarks);
   return 0;
 }
 
@@ -128,25 +193,33 @@ int run(const ConvertOptions& options, const Settings& settings) {
 
 Action define_convert(CLI::App& command, const Settings& settings) {
   auto options = std::make_shared<ConvertOptions>();
-  command.add_option("FILE", options->input, "Frame to convert")->required();
-  command.add_option("OUT", options->output, "New file: .png, .edf, .pck (packed), or .raw (16-bit dump)")->required();
-  command.add_flag("--grey", options->grey, "Picture in grey instead of colours");
-  command.add_option("--max", options->maximum, "Counts shown as the brightest; otherwise 99.5 % of the pixels fit")
-      ->type_name("N")
-      ->check(CLI::Range(1U, std::numeric_limits<unsigned int>::max()).description(""));
-  command.add_option("--bits", options->bits, "Bits per pixel that an EDF file declares")
+  constexpr const char* kGroup = "Output";
+  add_batch_options(command, options->batch);
+  command
+      .add_option("-o,--output", options->output.output,
+                  "File, folder, or pattern: {name} is the frame's name, {n} its number")
+      ->type_name("OUT")
+      ->required()
+      ->group(kGroup);
+  command.add_option("--to", options->output.format, "Format, for folders: png edf tif img mar pck raw npy")
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember(format_names()))
+      ->group(kGroup);
+  command.add_option("--bits", options->writing.bits, "Bits per pixel: 16 or 32, where the format has both")
       ->type_name("BITS")
-      ->check(CLI::IsMember({16, 32}));
-  add_read_options(command, options->reading);
+      ->check(CLI::IsMember({16, 32}))
+      ->group(kGroup);
+  command
+      .add_flag("--skip-existing", options->skip_existing, "Leave out frames whose output is there: goes on with a run")
+      ->group("Many frames");
+  add_picture_options(command, options->picture);
   add_operation_options(command, options->operations);
+  add_input_options(command, options->reading);
   command.footer(
-      "Operations (--bin to --cross) are applied in the order given, each as often as it is given.\n"
-      "Raw dumps and packed files have 16 bits a pixel; brighter pixels become 65535.\n"
-      "\nExamples:\n"
-      "  xrdimage convert frame.mar2300 frame.png\n"
-      "  xrdimage convert --grey --max 2000 frame.mar2300 frame.png\n"
-      "  xrdimage convert --bin 2 --smooth 2 --log 10 frame.mar2300 frame.png\n"
-      "  xrdimage convert frame.mar2300 frame.edf");
+      "Examples:\n"
+      "  xrdimage convert frame.mar2300 -o frame.png --scale log --rings 4,3,2\n"
+      "  xrdimage convert data/*.mccd -o thumbs/ --to png --bin 8\n"
+      "  xrdimage convert data/*.mar2300 -o edf/{name}.edf -j 4 --skip-existing");
   return [options, &settings] { return run(*options, settings); };
 }
 

@@ -14,7 +14,7 @@ class Failure : public std::runtime_error {
       : std::runtime_error(path + ": " + what_is_wrong) {}
 };
 
-inline void warn(const std::string& path, const std::string& text) {
+inline void print_warning(const std::string& path, const std::string& text) {
   std::fprintf(stderr, "xrdimage: %s: warning: %s\n", path.c_str(), text.c_str());
 }
 

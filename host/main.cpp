@@ -10,9 +10,11 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <memory>
 #include <new>
 
 #include "host/failure.h"
+#include "host/help.h"
 #include "host/program.h"
 
 namespace {
@@ -26,11 +28,14 @@ struct Subcommand {
   Action (*define)(CLI::App& command, const Settings& settings);
 };
 
-constexpr std::array<Subcommand, 4> kSubcommands{{
-    {"info", "Tell a frame's type, size, header values and statistics", host::define_info},
-    {"convert", "Write a frame as a picture or in another format", host::define_convert},
-    {"view", "Show a frame on the screen", host::define_view},
+constexpr std::array<Subcommand, 7> kSubcommands{{
+    {"info", "Tell frames' formats, sizes, header values and statistics", host::define_info},
+    {"convert", "Write frames as pictures or in another format", host::define_convert},
+    {"view", "Show a frame on the screen, or in the terminal", host::define_view},
+    {"diff", "Compare the counts of two frames", host::define_diff},
     {"sample", "Make a synthetic mar345 frame to try things on", host::define_sample},
+    {"completion", "Print the completion of the command line for bash or zsh", host::define_completion},
+    {"manual", "Print the manual page", host::define_manual},
 }};
 
 constexpr int kUsageError = 2;
@@ -50,10 +55,11 @@ void prepare_process() {
   setrlimit(RLIMIT_NOFILE, &files);
 }
 
-int run(int argc, char** argv) {
-  Settings settings;
-  CLI::App app("Two-dimensional X-ray diffraction detector images", "xrdimage");
-  app.set_version_flag("--version", "xrdimage " XRDIMAGE_VERSION);
+void define_program(CLI::App& app, Settings& settings) {
+  app.formatter(std::make_shared<host::HelpFormatter>());
+  app.set_help_flag("-h,--help", "Show this help");
+  app.set_help_all_flag("--help-all", "Show all options");
+  app.set_version_flag("--version", "xrdimage " XRDIMAGE_VERSION)->description("Show the version");
   app.add_flag("-v,--verbose", settings.verbose, "Show what the library prints, too");
   app.require_subcommand(0, 1);
   app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
@@ -61,11 +67,17 @@ int run(int argc, char** argv) {
   });
   app.footer(
       "Examples:\n"
-      "  xrdimage sample demo.mar2300\n"
-      "  xrdimage info demo.mar2300\n"
-      "  xrdimage convert demo.mar2300 demo.png\n"
-      "  xrdimage view demo.mar2300\n"
+      "  xrdimage info frame.mar2300\n"
+      "  xrdimage view frame.mar2300\n"
+      "  xrdimage convert data/*.mccd -o pictures/ --to png\n"
+      "  xrdimage diff frame.mar2300 frame.edf\n"
       "\n'xrdimage SUBCOMMAND --help' tells more.");
+}
+
+int run(int argc, char** argv) {
+  Settings settings;
+  CLI::App app("Two-dimensional X-ray diffraction detector images", "xrdimage");
+  define_program(app, settings);
   std::array<Action, kSubcommands.size()> actions;
   for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
     CLI::App* command = app.add_subcommand(kSubcommands[i].name, kSubcommands[i].summary);
@@ -74,11 +86,11 @@ int run(int argc, char** argv) {
   }
   try {
     app.parse(argc, argv);
+    for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
+      if (app.got_subcommand(kSubcommands[i].name)) return actions[i]();
+    }
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kUsageError;
-  }
-  for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
-    if (app.got_subcommand(kSubcommands[i].name)) return actions[i]();
   }
   std::fputs(app.help().c_str(), stdout);
   return 0;

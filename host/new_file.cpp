@@ -3,7 +3,10 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstring>
 #include <filesystem>
 
@@ -12,6 +15,30 @@
 namespace host {
 
 namespace fs = std::filesystem;
+
+namespace {
+
+// The file that an interrupt takes away: in memory that a signal handler may read.
+std::array<char, PATH_MAX> interrupted_file{};
+volatile std::sig_atomic_t has_interrupted_file = 0;
+
+void remove_and_end(int signal) {
+  if (has_interrupted_file != 0) unlink(interrupted_file.data());
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
+
+void remove_on_interrupt(const std::string& path) {
+  interrupted_file.back() = '\0';
+  std::strncpy(interrupted_file.data(), path.c_str(), interrupted_file.size() - 1);
+  has_interrupted_file = 1;
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    // One that was ignored, as under nohup, stays ignored.
+    if (std::signal(signal, remove_and_end) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
+}
+
+}  // namespace
 
 NewFile::NewFile(const std::string& path) : path_(path) {
   std::error_code error;
@@ -23,13 +50,18 @@ NewFile::NewFile(const std::string& path) : path_(path) {
   target_path_ = target.string();
   temporary_path_ = (target.parent_path() / (".xrdimage-" + std::to_string(getpid()) + ".part")).string();
 
-  const int descriptor = open(temporary_path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (descriptor < 0) throw Failure(path, std::strerror(errno));
-  stream_.reset(fdopen(descriptor, "wb"));
+  remove_on_interrupt(temporary_path_);
+  const int descriptor = open(temporary_path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (descriptor < 0) {
+    has_interrupted_file = 0;
+    throw Failure(path, std::strerror(errno));
+  }
+  stream_.reset(fdopen(descriptor, "w+b"));
 }
 
 NewFile::~NewFile() {
   if (!temporary_path_.empty()) unlink(temporary_path_.c_str());
+  has_interrupted_file = 0;
 }
 
 void NewFile::fail(int error) const {
@@ -43,6 +75,7 @@ void NewFile::commit() {
   if (std::fclose(stream_.release()) != 0) fail(errno);
   if (std::rename(temporary_path_.c_str(), target_path_.c_str()) != 0) fail(errno);
   temporary_path_.clear();
+  has_interrupted_file = 0;
 }
 
 void NewFile::commit(std::uintmax_t expected_size) {

@@ -10,7 +10,8 @@
 namespace host {
 
 // Written under a temporary name in the folder of `path`, and renamed by commit(). A file that is not committed
-// vanishes. What an existing `path` holds stays untouched until then.
+// vanishes, also when the program is interrupted. What an existing `path` holds stays untouched until then. One at a
+// time.
 class NewFile {
  public:
   explicit NewFile(const std::string& path);

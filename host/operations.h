@@ -5,18 +5,21 @@
 #include <functional>
 #include <vector>
 
-#include "host/frame.h"
+#include "host/frames/frame.h"
+#include "host/program.h"
+#include "host/remarks.h"
 
 namespace host {
 
-// Changes the frame's pixels, and maybe its size, by functions of the library.
-using Operation = std::function<void(Frame& frame)>;
+// Changes the frame's pixels, and maybe its size, mostly by functions of the library.
+using Operation = std::function<void(frames::Frame& frame)>;
 
 // Adds an option for each operation; `operations` receives them in the order of the command line.
 void add_operation_options(CLI::App& command, std::vector<Operation>& operations);
 
-// Applies them one after the other. What the library refuses is a Failure about `path`.
-void apply_operations(Frame& frame, const std::vector<Operation>& operations, const std::string& path,
-                      const Settings& settings);
+// Applies them one after the other. What the library refuses is a Failure about `path`. Pixels of unknown count take
+// part as the largest known one, and stay unknown; those that come from them by binning are unknown too.
+void apply_operations(frames::Frame& frame, const std::vector<Operation>& operations, const std::string& path,
+                      const Settings& settings, Remarks& remarks);
 
 }  // namespace host

@@ -1,11 +1,13 @@
 // xrdimage sample: a synthetic frame, for those who have none at hand.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdint>
 #include <memory>
 
 #include "host/mar345_file.h"
 #include "host/new_file.h"
-#include "host/read_options.h"
+#include "host/print.h"
+#include "host/program.h"
 #include "host/synthetic_frame.h"
 
 namespace host {

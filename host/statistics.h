@@ -2,19 +2,21 @@
 #pragma once
 
 #include <cstddef>
-#include <span>
+#include <cstdint>
+
+#include "host/frames/frame.h"
 
 namespace host {
 
-// Overflowed pixels, whose counts are unknown, take no part in minimum, maximum and mean.
+// Pixels whose counts are unknown take no part in minimum, maximum and mean.
 struct Statistics {
-  unsigned int minimum = 0;
-  unsigned int maximum = 0;
+  std::int64_t minimum = 0;
+  std::int64_t maximum = 0;
   double mean = 0;
   std::size_t known = 0;
-  std::size_t overflowed = 0;
+  std::size_t unknown = 0;
 };
 
-Statistics statistics_of(std::span<const unsigned int> pixels);
+Statistics statistics_of(const frames::Frame& frame);
 
 }  // namespace host

@@ -1,22 +1,25 @@
-// xrdimage view: a frame on the screen, by way of the library's view().
-#include <fcntl.h>
+// xrdimage view: a frame on the screen, or in the terminal.
+#include <spawn.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <limits>
 #include <memory>
 #include <optional>
 
-#include "host/clipped.h"
+#include "host/classic_view.h"
 #include "host/companions.h"
-#include "host/contrast.h"
 #include "host/failure.h"
-#include "host/library_output.h"
-#include "host/read_options.h"
-#include "xrdimage.h"
+#include "host/input.h"
+#include "host/new_file.h"
+#include "host/operations.h"
+#include "host/pictures/picture.h"
+#include "host/pictures/png.h"
+#include "host/pictures/terminal.h"
+#include "host/print.h"
 
 namespace host {
 
@@ -26,54 +29,68 @@ namespace fs = std::filesystem;
 
 struct ViewOptions {
   std::string file;
-  ReadOptions reading;
+  bool terminal = false;
   std::optional<int> divisor;
+  InputOptions reading;
+  std::vector<Operation> operations;
+  PictureOptions picture;
 };
 
-// The name from which the library makes those of the dump and the picture, in the working directory. The dump must not
-// overwrite the frame itself.
-std::string picture_name(const std::string& path) {
-  std::string name = fs::path(path).stem().string();
-  std::error_code missing;
-  if (fs::equivalent(name + ".raw", path, missing)) name += "-view";
-  return name;
+bool is_set(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value != nullptr && *value != '\0';
 }
 
-// The library goes on to the viewer when its files cannot be written.
-void check_writable(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) throw Failure(path, std::string("cannot be written: ") + std::strerror(errno));
-  close(descriptor);
+// Where pictures stay until the next one of the same name: viewers may open them after this program has ended.
+fs::path picture_folder() {
+  const fs::path cache = is_set("XDG_CACHE_HOME") ? fs::path(std::getenv("XDG_CACHE_HOME"))
+                         : is_set("HOME")         ? fs::path(std::getenv("HOME")) / ".cache"
+                                                  : fs::temp_directory_path();
+  fs::path folder = cache / "xrdimage";
+  std::error_code error;
+  fs::create_directories(folder, error);
+  if (error) throw Failure(folder.string(), error.message());
+  return folder;
 }
 
-// The picture's range ends at the largest count divided by this.
-int automatic_divisor(unsigned int largest, const Contrast& contrast) {
-  return std::max(1, static_cast<int>((largest + contrast.high / 2) / contrast.high));
+// Runs the viewer of the PATH, or else the program's own stand-in, and waits for it.
+void open_viewer(const std::string& picture) {
+  add_companions_to_path();
+  std::string name = "xv";
+  std::string argument = picture;
+  char* arguments[] = {name.data(), argument.data(), nullptr};
+  pid_t process = -1;
+  const int error = posix_spawnp(&process, name.c_str(), nullptr, nullptr, arguments, environ);
+  int status = 0;
+  if (error != 0) throw Failure(picture, std::string("the viewer cannot be started: ") + std::strerror(error));
+  if (waitpid(process, &status, 0) != process || status != 0) throw Failure(picture, "the viewer failed");
+}
+
+void view_on_display(const frames::Frame& frame, const ViewOptions& options, Remarks& remarks) {
+  const std::string name = frames::name_without_ending(fs::path(options.file).filename().string()) + ".png";
+  const std::string picture = (picture_folder() / name).string();
+  NewFile file(picture);
+  write_png(draw_picture(frame, options.picture, remarks), file.stream());
+  file.commit();
+  remarks.values.emplace_back("picture", picture);
+  print_remarks(options.file, remarks);
+  std::fflush(stdout);
+  open_viewer(picture);
 }
 
 int run(const ViewOptions& options, const Settings& settings) {
-  const Frame frame = read_frame(options.file, options.reading, settings);
-  const Contrast contrast = automatic_contrast(frame.pixels());
-  clip_to_16_bits(frame.pixels());
-  const unsigned int largest = std::ranges::max(frame.pixels());
-  const int divisor = options.divisor.value_or(automatic_divisor(largest, contrast));
-
-  const std::string name = picture_name(options.file);
-  const std::string picture = name + ".png";
-  check_writable(name + ".raw");
-  check_writable("colormap.zimg");
-  fs::remove(picture);  // one from an earlier run must not pass for the new one
-  add_companions_to_path();
-  int status = 0;
-  const LibraryReport report = run_library(settings, {.divert_errors = true}, [&] {
-    status = view(name.c_str(), frame.daten.get(), frame.size.width, frame.size.height, divisor);
-  });
-  if (!report.errors.empty()) throw Failure(options.file, joined_errors(report, options.file));
-  if (!fs::exists(picture)) throw Failure(picture, "the picture could not be made");
-  print_value("range", "0-" + std::to_string(largest / static_cast<unsigned>(std::max(divisor, 1))) + " counts");
-  print_value("divisor", std::to_string(divisor));
-  print_value("picture", picture);
-  if (status != 0) throw Failure(picture, "the viewer failed");
+  Remarks remarks;
+  frames::Frame frame = load_input(options.file, options.reading, settings, remarks);
+  apply_operations(frame, options.operations, options.file, settings, remarks);
+  if (options.reading.classic && !options.terminal) {
+    print_warnings(options.file, remarks);
+    view_classic(options.file, frame, options.divisor, settings);
+  } else if (!options.terminal && (is_set("DISPLAY") || is_set("WAYLAND_DISPLAY"))) {
+    view_on_display(frame, options, remarks);
+  } else {
+    draw_in_terminal(frame, options.picture, detect_terminal(), stdout, remarks);
+    print_remarks(options.file, remarks);
+  }
   return 0;
 }
 
@@ -81,21 +98,23 @@ int run(const ViewOptions& options, const Settings& settings) {
 
 Action define_view(CLI::App& command, const Settings& settings) {
   auto options = std::make_shared<ViewOptions>();
-  command.add_option("FILE", options->file, "Frame to show")->required();
-  command
-      .add_option("--divide", options->divisor,
-                  "Colours end at the largest count divided by N; otherwise 99.5 % of the pixels fit")
+  command.add_option("FILE", options->file, "Frame to show")->type_name("")->required();
+  command.add_flag("--terminal", options->terminal, "Draw in the terminal, also where there is a display")
+      ->group("Output");
+  command.add_option("--divide", options->divisor, "With --classic: colours end at the largest count divided by N")
       ->type_name("N")
-      ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""));
-  add_read_options(command, options->reading);
+      ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
+      ->group("Output");
+  add_picture_options(command, options->picture);
+  add_operation_options(command, options->operations);
+  add_input_options(command, options->reading);
   command.footer(
-      "Counts above 65535 are shown as 65535.\n"
-      "Runs the converter zimg and the viewer xv: those of the PATH, or else the program's own, which opens\n"
-      "the picture with xdg-open, feh or display. NAME.raw, NAME.png and colormap.zimg stay in the working\n"
-      "directory, NAME being the frame's name without its ending.\n"
+      "With a display, the picture is opened by xv, xdg-open, feh or display, and stays in ~/.cache/xrdimage.\n"
+      "Without one it is drawn in the terminal: by its graphics (kitty, sixel), or by coloured blocks.\n"
+      "With --classic the library's view() runs zimg and xv; its files stay in the working directory.\n"
       "\nExamples:\n"
       "  xrdimage view frame.mar2300\n"
-      "  xrdimage view --divide 20 frame.mar2300");
+      "  xrdimage view --terminal --scale log --colors viridis frame.mccd");
   return [options, &settings] { return run(*options, settings); };
 }
 

@@ -1,10 +1,10 @@
 // Which format a file has, and what all loaders share.
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <new>
 
 #include "host/frames/bytes.h"
+#include "host/frames/header_items.h"
 #include "host/frames/loaders.h"
 #include "support/image_size.h"
 
@@ -14,6 +14,7 @@ namespace {
 
 struct Loader {
   Format format;
+  const char* keyword;
   const char* name;
   bool (*is_format)(Bytes file);  // null for the format that has no mark
   Frame (*load)(Bytes file, const LoadOptions& options);
@@ -21,14 +22,14 @@ struct Loader {
 
 // In the order in which they are asked: MarCCD frames are TIFF files too, and mar345 frames hold a packed image.
 constexpr std::array<Loader, 8> kLoaders{{
-    {Format::kMarCcd, "MarCCD", is_mar_ccd, load_mar_ccd},
-    {Format::kTiff, "TIFF", is_tiff, load_tiff},
-    {Format::kAdsc, "ADSC-style CCD frame", is_adsc, load_adsc},
-    {Format::kEdf, "EDF", is_edf, load_edf},
-    {Format::kSaint, "SAINT", is_saint, load_saint},
-    {Format::kMar345, "mar345 image plate", is_mar345, load_mar345},
-    {Format::kPacked, "CCP4-packed image", is_packed, load_packed},
-    {Format::kRaw, "raw pixels", nullptr, load_raw},
+    {Format::kMarCcd, "marccd", "MarCCD", is_mar_ccd, load_mar_ccd},
+    {Format::kTiff, "tiff", "TIFF", is_tiff, load_tiff},
+    {Format::kAdsc, "adsc", "ADSC-style CCD frame", is_adsc, load_adsc},
+    {Format::kEdf, "edf", "EDF", is_edf, load_edf},
+    {Format::kSaint, "saint", "SAINT", is_saint, load_saint},
+    {Format::kMar345, "mar345", "mar345 image plate", is_mar345, load_mar345},
+    {Format::kPacked, "packed", "CCP4-packed image", is_packed, load_packed},
+    {Format::kRaw, "raw", "raw pixels", nullptr, load_raw},
 }};
 
 struct NameEnding {
@@ -58,15 +59,24 @@ std::optional<Format> format_by_content(Bytes file) {
   return found->format;
 }
 
-std::optional<Format> format_by_name(std::string name) {
-  std::ranges::transform(name, name.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+// The name in lower case, without the ending of a compressed file.
+std::string uncompressed_name(const std::string& name) {
+  std::string plain = lower_case(name);
   for (const std::string_view compressed : {".gz", ".bz2"}) {
-    if (name.ends_with(compressed)) name.resize(name.size() - compressed.size());
+    if (plain.ends_with(compressed)) plain.resize(plain.size() - compressed.size());
   }
+  return plain;
+}
+
+const NameEnding* ending_of(std::string_view name) {
   const auto found =
       std::ranges::find_if(kNameEndings, [&](const NameEnding& entry) { return name.ends_with(entry.ending); });
-  if (found == kNameEndings.end()) return std::nullopt;
-  return found->format;
+  return found == kNameEndings.end() ? nullptr : &*found;
+}
+
+std::optional<Format> format_by_name(const std::string& name) {
+  const NameEnding* const ending = ending_of(uncompressed_name(name));
+  return ending == nullptr ? std::nullopt : std::optional(ending->format);
 }
 
 Format format_of(Bytes file, const std::string& path, const LoadOptions& options) {
@@ -81,6 +91,28 @@ Format format_of(Bytes file, const std::string& path, const LoadOptions& options
 
 const char* format_name(Format format) {
   return loader_of(format).name;
+}
+
+const char* format_keyword(Format format) {
+  return loader_of(format).keyword;
+}
+
+std::optional<Format> format_of_keyword(std::string_view keyword) {
+  const auto found = std::ranges::find(kLoaders, keyword, &Loader::keyword);
+  return found == kLoaders.end() ? std::nullopt : std::optional(found->format);
+}
+
+std::vector<std::string> format_keywords() {
+  std::vector<std::string> keywords;
+  for (const Loader& loader : kLoaders) keywords.emplace_back(loader.keyword);
+  return keywords;
+}
+
+std::string name_without_ending(const std::string& name) {
+  const std::string plain = uncompressed_name(name);
+  const NameEnding* const ending = ending_of(plain);
+  const std::size_t length = plain.size() - (ending == nullptr ? 0 : ending->ending.size());
+  return length == 0 ? name : name.substr(0, length);
 }
 
 std::string_view text_of(Bytes file) {

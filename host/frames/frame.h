@@ -6,6 +6,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/frames/counts.h"
@@ -17,10 +18,19 @@ enum class Format { kMar345, kMarCcd, kTiff, kAdsc, kEdf, kSaint, kPacked, kRaw 
 // The name for people: "mar345 image plate".
 const char* format_name(Format format);
 
+// The name for command lines and scripts: "mar345". Nothing for a keyword that is none.
+const char* format_keyword(Format format);
+std::optional<Format> format_of_keyword(std::string_view keyword);
+std::vector<std::string> format_keywords();
+
 struct Point {
   double x = 0.0;
   double y = 0.0;
 };
+
+// The name of a frame's file without the ending of its format, and that of a compressed file: "a" of "a.mar2300.gz",
+// but all of "a.0001", where the ending is the frame's number.
+std::string name_without_ending(const std::string& name);
 
 // What a header tells; absent where it does not.
 struct Header {

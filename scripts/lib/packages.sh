@@ -2,7 +2,7 @@
 # The Debian 12 packages that the scripts need. Needs steps.sh.
 
 # The library and the program.
-export BUILD_PACKAGES=(g++ cmake ninja-build libtiff-dev fftw-dev libpng-dev libcli11-dev zlib1g-dev libbz2-dev)
+export BUILD_PACKAGES=(g++ cmake ninja-build libtiff-dev fftw-dev libpng-dev libcli11-dev nlohmann-json3-dev zlib1g-dev libbz2-dev)
 # What the library calls at run time.
 export RUN_PACKAGES=(file)
 

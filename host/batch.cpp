@@ -1,0 +1,225 @@
+#include "host/batch.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <limits>
+#include <stdexcept>
+#include <thread>
+
+#include "host/failure.h"
+#include "host/numbers.h"
+
+namespace host {
+
+namespace {
+
+Shard parse_shard(const std::string& text) {
+  Shard shard;
+  int length = 0;
+  const int found = std::sscanf(text.c_str(), "%6zu/%6zu%n", &shard.part, &shard.parts, &length);
+  if (found != 2 || static_cast<std::size_t>(length) != text.size() || shard.part < 1 || shard.part > shard.parts) {
+    throw CLI::ValidationError("--shard", "'" + text + "' is not of the form K/N with K from 1 to N, as in 3/8");
+  }
+  return shard;
+}
+
+void read_lines(std::istream& stream, std::vector<std::string>& lines) {
+  for (std::string line; std::getline(stream, line);) {
+    if (!line.empty()) lines.push_back(line);
+  }
+}
+
+// ------------------------------------------------------------------------------------------------------------------
+// Tasks in processes
+// ------------------------------------------------------------------------------------------------------------------
+
+struct Worker {
+  std::size_t task = 0;
+  pid_t process = -1;
+  int pipe = -1;  // its result comes here, and the end of file with its end
+  std::string text;
+};
+
+void write_all(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(descriptor, text.data(), text.size());
+    if (count < 0 && errno != EINTR) return;
+    if (count > 0) text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+[[noreturn]] void work_and_exit(const std::function<std::string(std::size_t)>& work, std::size_t task, int result) {
+  int status = 0;
+  std::string text;
+  try {
+    text = work(task);
+  } catch (const Failure& failure) {
+    text = failure.what();
+    status = 1;
+  }
+  write_all(result, text);
+  std::fflush(nullptr);
+  _exit(status);  // without the exit handlers, which are the parent's
+}
+
+Worker start(const std::function<std::string(std::size_t)>& work, std::size_t task) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
+  std::fflush(nullptr);  // or else the worker writes it, too
+  const pid_t process = fork();
+  if (process == 0) {
+    close(ends[0]);
+    work_and_exit(work, task, ends[1]);
+  }
+  close(ends[1]);
+  if (process < 0) {
+    close(ends[0]);
+    throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
+  }
+  return {task, process, ends[0], {}};
+}
+
+TaskResult finish(Worker& worker) {
+  close(worker.pipe);
+  int status = 0;
+  while (waitpid(worker.process, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (WIFSIGNALED(status)) {
+    return {TaskResult::State::kCrashed,
+            std::string("the process that worked on it was ended: ") + strsignal(WTERMSIG(status))};
+  }
+  return {WEXITSTATUS(status) == 0 ? TaskResult::State::kSucceeded : TaskResult::State::kFailed, worker.text};
+}
+
+// Reads what has come. False at the end.
+bool receive(Worker& worker) {
+  std::array<char, 4096> buffer{};
+  const ssize_t count = read(worker.pipe, buffer.data(), buffer.size());
+  if (count < 0) return errno == EINTR;
+  worker.text.append(buffer.data(), static_cast<std::size_t>(count));
+  return count > 0;
+}
+
+volatile std::sig_atomic_t interrupt_signal = 0;
+
+void note_interrupt(int signal) {
+  interrupt_signal = signal;
+}
+
+constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
+
+// While it lives, the signals that end the program are noted only, so that the workers can be ended first.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    struct sigaction action {};
+    action.sa_handler = note_interrupt;
+    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &action, &saved_[i]);
+  }
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+  ~InterruptGuard() { restore(); }
+
+  // Also for a worker, which an interrupt is to end.
+  void restore() const {
+    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &saved_[i], nullptr);
+  }
+
+ private:
+  std::array<struct sigaction, kInterrupts.size()> saved_{};
+};
+
+void end_all(std::vector<Worker>& workers) {
+  for (const Worker& worker : workers) kill(worker.process, SIGTERM);
+  for (Worker& worker : workers) finish(worker);
+  workers.clear();
+}
+
+void wait_for_some(std::vector<Worker>& workers, const std::function<void(std::size_t, const TaskResult&)>& finished) {
+  std::vector<pollfd> polled;
+  for (const Worker& worker : workers) polled.push_back({worker.pipe, POLLIN, 0});
+  constexpr int kMilliseconds = 200;  // an interrupt that comes just before is noticed after that time
+  if (poll(polled.data(), polled.size(), kMilliseconds) < 0) return;
+  for (std::size_t i = polled.size(); i-- > 0;) {
+    if (polled[i].revents == 0 || receive(workers[i])) continue;
+    const std::size_t task = workers[i].task;
+    const TaskResult result = finish(workers[i]);
+    workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
+    finished(task, result);
+  }
+}
+
+}  // namespace
+
+void add_batch_options(CLI::App& command, BatchOptions& options) {
+  constexpr const char* kGroup = "Many frames";
+  command.add_option("FILE", options.files, "Frames")->type_name("");
+  command.add_option("--files-from", options.list, "Names of more frames, one a line; - is standard input")
+      ->type_name("LIST")
+      ->group(kGroup);
+  command.add_option("-j,--jobs", options.jobs, "Processes at a time; one per processor if not told")
+      ->type_name("N")
+      ->check(CLI::Range(1U, 1024U).description(""))
+      ->group(kGroup);
+  command
+      .add_option_function<std::string>(
+          "--shard", [&](const std::string& text) { options.shard = parse_shard(text); },
+          "Only every N-th frame, from the K-th on: one part of a job array")
+      ->type_name("K/N")
+      ->group(kGroup);
+}
+
+std::vector<std::string> all_files(const BatchOptions& options) {
+  std::vector<std::string> files = options.files;
+  if (options.list == "-") {
+    read_lines(std::cin, files);
+  } else if (!options.list.empty()) {
+    std::ifstream stream(options.list);
+    if (!stream) throw Failure(options.list, std::strerror(errno));
+    read_lines(stream, files);
+  }
+  if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
+  return files;
+}
+
+void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
+               const std::function<void(std::size_t, const TaskResult&)>& finished) {
+  const std::size_t most = jobs > 0 ? jobs : std::max(1U, std::thread::hardware_concurrency());
+  std::vector<Worker> workers;
+  {
+    const InterruptGuard guard;
+    const auto guarded_work = [&](std::size_t task) {
+      guard.restore();
+      return work(task);
+    };
+    std::size_t next = 0;
+    try {
+      while (interrupt_signal == 0 && (next < count || !workers.empty())) {
+        if (next < count && workers.size() < most) {
+          workers.push_back(start(guarded_work, next));
+          ++next;
+        } else {
+          wait_for_some(workers, finished);
+        }
+      }
+    } catch (...) {
+      end_all(workers);
+      throw;
+    }
+    end_all(workers);
+  }
+  if (interrupt_signal != 0) raise(interrupt_signal);
+}
+
+}  // namespace host

@@ -1,0 +1,51 @@
+// Many frames at once: which of them, and in how many processes.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host {
+
+// Part K of N: every N-th file, from the K-th on.
+struct Shard {
+  std::size_t part = 1;
+  std::size_t parts = 1;
+};
+
+struct BatchOptions {
+  std::vector<std::string> files;
+  std::string list;  // a file with names, one a line; "-" is standard input
+  unsigned jobs = 0;  // processes at a time; 0 for one per processor
+  Shard shard;
+};
+
+// Adds FILE..., --files-from, -j and --shard.
+void add_batch_options(CLI::App& command, BatchOptions& options);
+
+// The files that the options name, those of other shards too. A Failure when the list cannot be read, a
+// CLI::ValidationError when there are none.
+std::vector<std::string> all_files(const BatchOptions& options);
+
+inline bool is_in_shard(std::size_t position, const Shard& shard) {
+  return position % shard.parts == shard.part - 1;
+}
+
+// How a task went, and its text: the result, what it threw, or what ended its process.
+struct TaskResult {
+  enum class State { kSucceeded, kFailed, kCrashed };
+  State state = State::kSucceeded;
+  std::string text;
+};
+
+// Runs work(0) to work(count - 1), each in a process of its own, so that a task that crashes takes no other with it and
+// leaves no memory behind; at most `jobs` at a time (0: one per processor). What work returns is handed to `finished`
+// in the order in which tasks end, and so is the message of the Failure that it throws. An interrupt ends all of them, and then this
+// process.
+void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
+               const std::function<void(std::size_t, const TaskResult&)>& finished);
+
+}  // namespace host

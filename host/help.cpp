@@ -1,0 +1,80 @@
+#include "host/help.h"
+
+#include <algorithm>
+#include <array>
+
+namespace host {
+
+namespace {
+
+constexpr std::array<std::string_view, 3> kNamedOnly{"Operations", "Pictures", "Reading"};
+constexpr std::size_t kScreenColumns = 80;
+
+// "Pictures:     --scale --range ...", over as many lines as it takes.
+std::string names_of(const std::string& group, const std::vector<const CLI::Option*>& options) {
+  constexpr std::size_t kIndent = 14;
+  std::string lines = group + ":";
+  lines.resize(std::max(lines.size(), kIndent - 1), ' ');
+  std::size_t column = lines.size();
+  for (const CLI::Option* option : options) {
+    const std::string name = " " + option->get_name(false, true).substr(0, option->get_name(false, true).find(','));
+    if (column + name.size() > kScreenColumns) {
+      lines += "\n" + std::string(kIndent - 1, ' ');
+      column = kIndent - 1;
+    }
+    lines += name;
+    column += name.size();
+  }
+  return lines + "\n";
+}
+
+}  // namespace
+
+std::string value_name(const CLI::Option& option) {
+  const std::string type = option.get_type_name();
+  return type.substr(0, type.find(':'));
+}
+
+// CLI11 has the words behind the type's name: "FORMAT:{png,edf}".
+std::vector<std::string> value_choices(const CLI::Option& option) {
+  const std::string type = option.get_type_name();
+  const std::size_t begin = type.find(":{");
+  const std::size_t end = type.find('}');
+  if (begin == std::string::npos || end == std::string::npos) return {};
+  return CLI::detail::split(type.substr(begin + 2, end - begin - 2), ',');
+}
+
+HelpFormatter::HelpFormatter() {
+  constexpr std::size_t kDescriptionColumn = 24;
+  column_width(kDescriptionColumn);
+}
+
+std::string HelpFormatter::make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const {
+  if (mode != CLI::AppFormatMode::Normal) return CLI::Formatter::make_help(app, std::move(name), mode);
+  return make_description(app) + make_usage(app, std::move(name)) + make_positionals(app) + make_short_groups(app) +
+         make_subcommands(app, mode) + (app->get_footer().empty() ? "" : "\n" + app->get_footer() + "\n");
+}
+
+std::string HelpFormatter::make_short_groups(const CLI::App* app) const {
+  std::string explained;
+  std::string named;
+  for (const std::string& group : app->get_groups()) {
+    const auto options = app->get_options([&](const CLI::Option* option) {
+      return option->get_group() == group && option->nonpositional() && !option->get_group().empty();
+    });
+    if (group.empty() || options.empty()) continue;
+    if (std::ranges::find(kNamedOnly, group) != kNamedOnly.end()) {
+      named += names_of(group, options);
+    } else {
+      explained += make_group(group, false, options);
+    }
+  }
+  return explained + (named.empty() ? "" : "\n" + named + "(--help-all explains these)\n");
+}
+
+std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
+  const std::string name = value_name(*option);
+  return (name.empty() ? "" : " " + name) + (option->get_expected_max() > 1 ? " ..." : "");
+}
+
+}  // namespace host

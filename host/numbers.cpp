@@ -1,0 +1,66 @@
+#include "host/numbers.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+
+namespace host {
+
+namespace {
+
+[[noreturn]] void refuse(const std::string& option, const std::string& text, const std::string& expected) {
+  throw CLI::ValidationError(option, "'" + text + "' is not " + expected);
+}
+
+bool is_finite(int /*number*/) {
+  return true;
+}
+
+bool is_finite(double number) {
+  return std::isfinite(number);
+}
+
+template <typename Number>
+std::vector<Number> parse_numbers(const std::string& option, const std::string& text, std::size_t least,
+                                  std::size_t most, const std::string& expected) {
+  std::vector<Number> numbers;
+  const char* position = text.data();
+  const char* const end = position + text.size();
+  for (bool more = true; more;) {
+    Number number{};
+    const auto [next, error] = std::from_chars(position, end, number);
+    more = error == std::errc() && next != end && *next == ',';
+    if (error != std::errc() || !is_finite(number) || (next != end && !more)) refuse(option, text, expected);
+    numbers.push_back(number);
+    position = next + 1;
+  }
+  if (numbers.size() < least || numbers.size() > most) {
+    throw CLI::ValidationError(option, "'" + text + "' has too few or too many numbers");
+  }
+  return numbers;
+}
+
+}  // namespace
+
+std::vector<int> parse_integers(const std::string& option, const std::string& text, std::size_t least,
+                                std::size_t most) {
+  return parse_numbers<int>(option, text, least, most, "a list of whole numbers, as in 1,2");
+}
+
+std::vector<double> parse_reals(const std::string& option, const std::string& text, std::size_t least,
+                                std::size_t most) {
+  return parse_numbers<double>(option, text, least, most, "a list of numbers, as in 1.5,2");
+}
+
+frames::LoadOptions::Size parse_size(const std::string& option, const std::string& text) {
+  frames::LoadOptions::Size size;
+  int length = 0;
+  const int found = std::sscanf(text.c_str(), "%6dx%6d%n", &size.width, &size.height, &length);
+  if (found != 2 || static_cast<std::size_t>(length) != text.size() || size.width < 1 || size.height < 1) {
+    refuse(option, text, "of the form WxH, as in 1200x1200");
+  }
+  return size;
+}
+
+}  // namespace host

@@ -1,0 +1,21 @@
+// Numbers in the values of options.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/frames/frame.h"
+
+namespace host {
+
+// "1,2,3" as numbers, at least and at most so many; `option` is named in the CLI::ValidationError when it is
+// something else.
+std::vector<int> parse_integers(const std::string& option, const std::string& text, std::size_t least,
+                                std::size_t most);
+std::vector<double> parse_reals(const std::string& option, const std::string& text, std::size_t least,
+                                std::size_t most);
+
+// "WxH", both at least 1.
+frames::LoadOptions::Size parse_size(const std::string& option, const std::string& text);
+
+}  // namespace host

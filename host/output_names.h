@@ -1,0 +1,25 @@
+// The names of the files that are written.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace host {
+
+struct OutputOptions {
+  std::string output;  // a file, a folder, or a pattern
+  std::string format;  // "png"; empty where the output's name tells
+};
+
+// One name for each input, in its order:
+// - a pattern has {name} for the frame's name without its ending, or {n} for its number, from 1, with leading zeros;
+// - a folder, which exists or whose name ends in a slash, gets NAME.FORMAT;
+// - any other output is the name of one file, and there must be one input.
+// A Failure when this cannot be, or when two inputs would have the same output.
+std::vector<std::string> output_names(const std::vector<std::string>& inputs, const OutputOptions& options);
+
+// Whether the outputs go to a folder, which has to be there when the first is written; empty otherwise.
+std::string output_folder(const OutputOptions& options);
+
+}  // namespace host

@@ -1,0 +1,33 @@
+// What the program prints, line by line.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "host/remarks.h"
+
+namespace host {
+
+// A line of results, readable and easy to take apart: the key, a colon, blanks up to a common column, the value.
+inline void print_value(const std::string& key, const std::string& value) {
+  std::printf("%-17s %s\n", (key + ":").c_str(), value.c_str());
+}
+
+inline std::string warning_line(const std::string& path, const std::string& warning) {
+  return "xrdimage: " + path + ": warning: " + warning + "\n";
+}
+
+inline std::string failure_line(const std::string& message) {
+  return "xrdimage: " + message + "\n";
+}
+
+inline void print_warnings(const std::string& path, const Remarks& remarks) {
+  for (const std::string& warning : remarks.warnings) std::fputs(warning_line(path, warning).c_str(), stderr);
+}
+
+inline void print_remarks(const std::string& path, const Remarks& remarks) {
+  print_warnings(path, remarks);
+  for (const auto& [key, value] : remarks.values) print_value(key, value);
+}
+
+}  // namespace host
