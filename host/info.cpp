@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <ranges>
 #include <string_view>
 
 #include "host/batch.h"
@@ -30,39 +31,6 @@ struct InfoOptions {
 // ------------------------------------------------------------------------------------------------------------------
 // The values
 // ------------------------------------------------------------------------------------------------------------------
-
-// One value that is told of each frame: its name in JSON and CSV, and in tables.
-struct Column {
-  const char* key;
-  const char* label;
-  const char* unit;
-  int decimals;  // at most, for people
-};
-
-constexpr std::array<Column, 22> kColumns{{
-    {"file", "file", "", 0},
-    {"format", "format", "", 0},
-    {"width", "width", "pixels", 0},
-    {"height", "height", "pixels", 0},
-    {"wavelength_angstrom", "wavelength", "Å", 6},
-    {"distance_mm", "distance", "mm", 3},
-    {"oscillation_start_degrees", "start", "°", 4},
-    {"oscillation_range_degrees", "oscillation", "°", 4},
-    {"exposure_seconds", "exposure", "s", 3},
-    {"pixel_width_mm", "pixel width", "mm", 5},
-    {"pixel_height_mm", "pixel height", "mm", 5},
-    {"beam_x_pixels", "beam x", "pixels", 2},
-    {"beam_y_pixels", "beam y", "pixels", 2},
-    {"saturation_counts", "saturation", "counts", 0},
-    {"date", "date", "", 0},
-    {"detector", "detector", "", 0},
-    {"minimum_counts", "minimum", "counts", 0},
-    {"maximum_counts", "maximum", "counts", 0},
-    {"mean_counts", "mean", "counts", 2},
-    {"known_pixels", "known", "pixels", 0},
-    {"unknown_pixels", "unknown", "pixels", 0},
-    {"warnings", "warnings", "", 0},
-}};
 
 template <typename Value>
 Json json_of(const std::optional<Value>& value) {
@@ -121,28 +89,62 @@ Json describe(const std::string& path, const InfoOptions& options, const Setting
 // Forms
 // ------------------------------------------------------------------------------------------------------------------
 
-// For people: numbers without trailing zeros.
-std::string readable(const Json& value, const Column& column) {
-  if (value.is_null() || value.is_array()) return "";
-  if (value.is_string()) return value.get<std::string>();
-  if (!value.is_number_float()) return value.dump();
+// Numbers for people: at most so many decimals, without trailing zeros.
+std::string number_text(double number, int decimals) {
   std::array<char, 400> text{};
-  std::snprintf(text.data(), text.size(), "%.*f", column.decimals, value.get<double>());
-  std::string number = text.data();
-  if (number.find('.') == std::string::npos) return number;
-  number.erase(number.find_last_not_of('0') + 1);
-  if (number.back() == '.') number.pop_back();
-  return number == "-0" ? "0" : number;
+  std::snprintf(text.data(), text.size(), "%.*f", decimals, number);
+  std::string trimmed = text.data();
+  if (trimmed.find('.') == std::string::npos) return trimmed;
+  trimmed.erase(trimmed.find_last_not_of('0') + 1);
+  if (trimmed.back() == '.') trimmed.pop_back();
+  return trimmed == "-0" ? "0" : trimmed;
 }
 
-std::string with_unit(const std::string& text, const Column& column) {
-  return *column.unit == '\0' || text.empty() ? text : text + " " + column.unit;
+std::string text_of_value(const Json& value, int decimals) {
+  if (value.is_null()) return "";
+  if (value.is_string()) return value.get<std::string>();
+  return value.is_number_float() ? number_text(value.get<double>(), decimals) : value.dump();
 }
+
+// What people read: one value, or two with a separator in between.
+struct Line {
+  const char* label;
+  const char* unit;
+  const char* key;
+  int decimals;
+  const char* separator = nullptr;
+  const char* second_key = nullptr;
+
+  std::string text(const Json& values) const {
+    const std::string first = text_of_value(values[key], decimals);
+    if (second_key == nullptr || first.empty()) return first;
+    return first + separator + text_of_value(values[second_key], decimals);
+  }
+};
+
+constexpr std::array<Line, 16> kLines{{
+    {"file", "", "file", 0},
+    {"format", "", "format", 0},
+    {"size", "pixels", "width", 0, " x ", "height"},
+    {"wavelength", "Å", "wavelength_angstrom", 6},
+    {"distance", "mm", "distance_mm", 3},
+    {"start", "°", "oscillation_start_degrees", 4},
+    {"oscillation", "°", "oscillation_range_degrees", 4},
+    {"exposure", "s", "exposure_seconds", 3},
+    {"pixel size", "mm", "pixel_width_mm", 5, " x ", "pixel_height_mm"},
+    {"beam centre", "pixels", "beam_x_pixels", 2, ", ", "beam_y_pixels"},
+    {"date", "", "date", 0},
+    {"detector", "", "detector", 0},
+    {"minimum", "counts", "minimum_counts", 0},
+    {"maximum", "counts", "maximum_counts", 0},
+    {"mean", "counts", "mean_counts", 2},
+    {"unknown", "pixels", "unknown_pixels", 0},
+}};
 
 void print_list(const Json& values) {
-  for (const Column& column : kColumns) {
-    const std::string text = readable(values[column.key], column);
-    if (!text.empty()) print_value(column.label, with_unit(text, column));
+  for (const Line& line : kLines) {
+    const std::string text = line.text(values);
+    if (!text.empty()) print_value(line.label, *line.unit == '\0' ? text : text + " " + line.unit);
   }
 }
 
@@ -152,30 +154,35 @@ std::size_t display_width(std::string_view text) {
       std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-// A row for each frame; columns that no frame has are left out.
+// The cells of a column, under its head; none when no frame has the value.
+std::vector<std::string> column_cells(const Line& line, const std::vector<Json>& all) {
+  std::vector<std::string> cells;
+  for (const Json& values : all) cells.push_back(line.text(values));
+  if (std::ranges::all_of(cells, &std::string::empty)) return {};
+  cells.insert(cells.begin(), *line.unit == '\0' ? line.label : std::string(line.label) + "/" + line.unit);
+  for (std::string& cell : cells) {
+    if (cell.empty()) cell = "-";
+  }
+  return cells;
+}
+
+// A row for each frame; numbers are aligned at their right.
 void print_table(const std::vector<Json>& all) {
-  std::vector<std::string> lines(all.size() + 1);
-  for (const Column& column : kColumns) {
-    std::vector<std::string> cells;
-    for (const Json& values : all) cells.push_back(readable(values[column.key], column));
-    if (std::ranges::all_of(cells, &std::string::empty)) continue;
-    const bool is_number =
-        !std::ranges::any_of(all, [&](const Json& values) { return values[column.key].is_string(); });
-    cells.insert(cells.begin(), *column.unit == '\0' ? column.label : std::string(column.label) + "/" + column.unit);
-    std::size_t width = 0;
-    for (std::string& cell : cells) {
-      if (cell.empty()) cell = "-";
-      width = std::max(width, display_width(cell));
-    }
+  std::vector<std::string> rows(all.size() + 1);
+  for (const Line& line : kLines) {
+    const std::vector<std::string> cells = column_cells(line, all);
+    if (cells.empty()) continue;
+    const bool is_text = *line.unit == '\0';
+    const std::size_t width = std::ranges::max(cells | std::views::transform(display_width));
     for (std::size_t row = 0; row < cells.size(); ++row) {
       const std::string blanks(width - display_width(cells[row]), ' ');
-      if (!lines[row].empty()) lines[row] += "  ";
-      lines[row] += is_number ? blanks + cells[row] : cells[row] + blanks;
+      if (!rows[row].empty()) rows[row] += "  ";
+      rows[row] += is_text ? cells[row] + blanks : blanks + cells[row];
     }
   }
-  for (std::string& line : lines) {
-    line.erase(line.find_last_not_of(' ') + 1);
-    std::printf("%s\n", line.c_str());
+  for (std::string& row : rows) {
+    row.erase(row.find_last_not_of(' ') + 1);
+    std::printf("%s\n", row.c_str());
   }
 }
 
@@ -192,14 +199,21 @@ std::string csv_field(const Json& value) {
   return quoted + "\"";
 }
 
+std::string csv_line(const std::vector<std::string>& fields) {
+  std::string line = fields[0];
+  for (std::size_t i = 1; i < fields.size(); ++i) line += "," + fields[i];
+  return line;
+}
+
+// The names stand above, also when there are no frames.
 void print_csv(const std::vector<Json>& all) {
-  for (const Column& column : kColumns) std::printf("%s%s", &column == kColumns.data() ? "" : ",", column.key);
-  std::printf("\n");
+  const Json names = values_of("", {}, {});
+  std::vector<std::string> fields;
+  for (const auto& [name, value] : names.items()) fields.push_back(name);
+  std::printf("%s\n", csv_line(fields).c_str());
   for (const Json& values : all) {
-    for (const Column& column : kColumns) {
-      std::printf("%s%s", &column == kColumns.data() ? "" : ",", csv_field(values[column.key]).c_str());
-    }
-    std::printf("\n");
+    std::ranges::transform(values, fields.begin(), csv_field);
+    std::printf("%s\n", csv_line(fields).c_str());
   }
 }
 

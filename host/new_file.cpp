@@ -78,13 +78,4 @@ void NewFile::commit() {
   has_interrupted_file = 0;
 }
 
-void NewFile::commit(std::uintmax_t expected_size) {
-  const std::uintmax_t size = fs::file_size(temporary_path_);
-  if (size != expected_size) {
-    throw Failure(path_, "cannot be written: only " + std::to_string(size) + " of " + std::to_string(expected_size) +
-                             " bytes found room");
-  }
-  commit();
-}
-
 }  // namespace host

@@ -1,7 +1,6 @@
 // Files that appear under their name only when they are complete.
 #pragma once
 
-#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -20,13 +19,9 @@ class NewFile {
   ~NewFile();
 
   std::FILE* stream() { return stream_.get(); }
-  // For those who write by name: the stream is left alone then.
-  const std::string& temporary_path() const { return temporary_path_; }
 
   // Finds out whether all bytes could be written, and renames the file. Throws a Failure otherwise.
   void commit();
-  // For what reports no write errors: the file must have this size.
-  void commit(std::uintmax_t expected_size);
 
  private:
   [[noreturn]] void fail(int error) const;
