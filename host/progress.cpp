@@ -30,13 +30,14 @@ std::string duration_text(double seconds) {
 }
 
 std::string progress_line(std::size_t done, std::size_t total, double seconds, std::size_t columns) {
-  std::string text = " " + std::to_string(done) + "/" + std::to_string(total);
+  std::string text(" ");
+  text.append(std::to_string(done)).append("/").append(std::to_string(total));
   if (done > 0 && seconds > 0) {
     const double rate = static_cast<double>(done) / seconds;
     std::array<char, 32> rate_text{};
     std::snprintf(rate_text.data(), rate_text.size(), "%.1f", rate);
-    text += std::string("  ") + rate_text.data() + " frames/s";
-    text += "  " + duration_text(static_cast<double>(total - done) / rate) + " left";
+    text.append("  ").append(rate_text.data()).append(" frames/s  ");
+    text.append(duration_text(static_cast<double>(total - done) / rate)).append(" left");
   }
   constexpr std::size_t kLongestBar = 40;
   constexpr std::size_t kShortestBar = 5;
@@ -44,7 +45,9 @@ std::string progress_line(std::size_t done, std::size_t total, double seconds, s
   if (columns < text.size() + kBrackets + kShortestBar) return text.substr(1, columns);
   const std::size_t length = std::min(columns - text.size() - kBrackets, kLongestBar);
   const std::size_t filled = total == 0 ? length : done * length / total;
-  return "[" + std::string(filled, '#') + std::string(length - filled, '-') + "]" + text;
+  std::string line("[");
+  line.append(filled, '#').append(length - filled, '-').append("]").append(text);
+  return line;
 }
 
 Progress::Progress(std::size_t total) : total_(total), is_terminal_(isatty(STDERR_FILENO) == 1) {

@@ -8,12 +8,14 @@
 namespace {
 
 namespace fs = std::filesystem;
+using test::little16;
+using test::little32;
 using test::Png;
 using test::Result;
 using Components = std::vector<int>;
 using Names = std::vector<std::string>;
 
-// With a frame of 2 x 2 pixels: 5, 5, saturated, 70000.
+// With a frame of 2 x 2 pixels: 5, 5, 256000, 70000.
 class Convert : public testing::Test {
  protected:
   Convert() { place_.write("frame.mar2300", test::small_mar345()); }
@@ -21,7 +23,7 @@ class Convert : public testing::Test {
 };
 
 TEST_F(Convert, PictureHasTheColourMap) {
-  const Result result = place_.xrdimage("convert --max 10 frame.mar2300 out.png");
+  const Result result = place_.xrdimage("convert --range 0-10 frame.mar2300 -o out.png");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.out,
@@ -37,46 +39,15 @@ TEST_F(Convert, PictureHasTheColourMap) {
   EXPECT_EQ(picture.pixel(1, 1), (Components{255, 255, 255}));
 }
 
-TEST_F(Convert, GreyPictureHas256Steps) {
-  EXPECT_EQ(place_.xrdimage("convert --grey --max 140000 frame.mar2300 out.PNG").status, 0);
-  const Png picture = test::read_png("out.PNG");
-  EXPECT_TRUE(picture.grey);
-  EXPECT_EQ(picture.pixel(0, 0), (Components{0, 0, 0}));
-  EXPECT_EQ(picture.pixel(0, 1), (Components{255, 255, 255}));  // saturated
-  EXPECT_EQ(picture.pixel(1, 1), (Components{128, 128, 128}));
-}
-
 TEST_F(Convert, StatesTheRangeThatItChose) {
-  const Result result = place_.xrdimage("convert frame.mar2300 out.png");
+  const Result result = place_.xrdimage("convert frame.mar2300 -o out.png");
   EXPECT_EQ(result.status, 0);
-  EXPECT_TRUE(result.out.starts_with("range:            0-70000 counts (99.5 % of the pixels)\n")) << result.out;
-}
-
-TEST_F(Convert, RawDumpHas16BitsAPixelAndBrighterOnesClipped) {
-  const Result result = place_.xrdimage("convert frame.mar2300 out.raw");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(test::read_file("out.raw"), std::string("\x05\0\x05\0\xFF\xFF\xFF\xFF", 8));
-  EXPECT_EQ(result.out,
-            "size:             2 x 2 pixels\n"
-            "written:          out.raw\n");
-  EXPECT_EQ(result.err, "xrdimage: out.raw: warning: 2 pixels above 65535 were written as 65535\n");
-}
-
-TEST_F(Convert, RawDumpReadsBack) {
-  ASSERT_EQ(place_.xrdimage("sample --size 90 --seed 4 new.mar2300").status, 0);
-  ASSERT_EQ(place_.xrdimage("convert new.mar2300 new.raw").status, 0);
-  ASSERT_EQ(place_.xrdimage("convert --size 90x90 new.raw again.raw").status, 0);
-  std::string expected;
-  for (const unsigned count : host::make_synthetic_frame(90, 4).counts) {
-    expected += test::little16(std::min(count, 65535U));
-  }
-  EXPECT_EQ(test::read_file("new.raw"), expected);
-  EXPECT_EQ(test::read_file("again.raw"), expected);
+  EXPECT_TRUE(result.out.starts_with("range:            5-256000 counts (1 % to 99.5 % of the pixels)\n")) << result.out;
 }
 
 TEST_F(Convert, SampleComesBackFromThePictureColourByColour) {
   ASSERT_EQ(place_.xrdimage("sample --size 120 new.mar2300").status, 0);
-  ASSERT_EQ(place_.xrdimage("convert --max 500 new.mar2300 out.png").status, 0);
+  ASSERT_EQ(place_.xrdimage("convert --range 0-500 new.mar2300 -o out.png").status, 0);
   write_colormap("map");
   std::vector<Components> map;
   const test::Stream lines(std::fopen("map", "r"));
@@ -96,61 +67,199 @@ TEST_F(Convert, SampleComesBackFromThePictureColourByColour) {
   }
 }
 
-TEST_F(Convert, VerboseShowsWhatTheLibraryPrints) {
-  const Result result = place_.xrdimage("--verbose convert frame.mar2300 out.raw");
+TEST_F(Convert, ClippedCountsAreAWarning) {
+  const Result result = place_.xrdimage("convert frame.mar2300 -o out.raw");
   EXPECT_EQ(result.status, 0);
-  EXPECT_NE(result.out.find("# 0 kB für Daten_ushort bereitgestellt\n"), std::string::npos) << result.out;
-  EXPECT_NE(result.out.find("(to_short) shift = 0\n"), std::string::npos) << result.out;
+  EXPECT_EQ(test::read_file("out.raw"), std::string("\x05\0\x05\0\xFF\xFF\xFF\xFF", 8));
+  EXPECT_EQ(result.out,
+            "size:             2 x 2 pixels\n"
+            "written:          out.raw\n");
+  EXPECT_EQ(result.err,
+            "xrdimage: frame.mar2300: warning: 2 pixels above 65535 were written as 65535; --bits 32 keeps them\n");
+}
+
+// Every format that is read comes back with the same counts.
+TEST_F(Convert, EachFormatKeepsTheCounts) {
+  ASSERT_EQ(place_.xrdimage("sample --size 64 --seed 4 new.mar2300").status, 0);
+  for (const std::string name : {"a.edf", "a.tif", "a.mar", "a.img --bits 32", "a.raw --bits 32"}) {
+    const std::string file = name.substr(0, name.find(' '));
+    ASSERT_EQ(place_.xrdimage("convert new.mar2300 -o " + name).status, 0) << name;
+    const Result result = place_.xrdimage("diff new.mar2300 " + file + (file == "a.raw" ? " --depth 32" : ""));
+    EXPECT_EQ(result.status, 0) << name << result.out << result.err;
+  }
+}
+
+TEST_F(Convert, TheFormatCanBeStated) {
+  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o out --to npy").status, 0);
+  EXPECT_TRUE(test::read_file("out").starts_with("\x93NUMPY"));
+  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o out.PNG").status, 0);
+  EXPECT_EQ(test::read_png("out.PNG").width, 2U);
 }
 
 TEST_F(Convert, UnknownEndingsAreRefusedBeforeAnythingIsRead) {
   for (const char* name : {"out.jpg", "out", ".png"}) {
-    const Result result = place_.xrdimage(std::string("convert missing.mar2300 ") + name);
+    const Result result = place_.xrdimage(std::string("convert missing.mar2300 -o ") + name);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, std::string("xrdimage: ") + name +
-                              ": cannot be written: its name must end in one of .png, .raw, .edf, .pck\n");
+                              ": cannot be written: its name must end in one of .png, .edf, .tif, .img, .mar, .pck, "
+                              ".raw, .npy, or --to state the format\n");
   }
 }
 
-TEST_F(Convert, ImpossibleMaximaAreRefused) {
-  for (const char* maximum : {"0", "-3", "many", "4294967296"}) {
-    const Result result = place_.xrdimage(std::string("convert frame.mar2300 out.png --max ") + maximum);
-    EXPECT_EQ(result.status, 2) << maximum;
+TEST_F(Convert, ImpossibleRangesAreRefused) {
+  for (const char* range : {"0", "3-3", "9-2", "many", "-"}) {
+    const Result result = place_.xrdimage(std::string("convert frame.mar2300 -o out.png --range=") + range);
+    EXPECT_EQ(result.status, 2) << range;
     EXPECT_EQ(std::ranges::count(result.err, '\n'), 1) << result.err;
   }
   EXPECT_EQ(place_.files(), Names{"frame.mar2300"});
 }
 
+TEST_F(Convert, RingsNeedTheGeometry) {
+  const Result without = place_.xrdimage("convert frame.mar2300 -o out.png --rings 4");
+  EXPECT_EQ(without.status, 1);
+  EXPECT_NE(without.err.find("beam centre"), std::string::npos) << without.err;
+  EXPECT_NE(without.err.find("--beam"), std::string::npos) << without.err;
+  EXPECT_EQ(place_.files(), Names{"frame.mar2300"});
+  ASSERT_EQ(place_.xrdimage("sample --size 300 new.mar2300").status, 0);
+  const Result with = place_.xrdimage("convert new.mar2300 -o out.png --rings 4,2");
+  EXPECT_EQ(with.status, 0) << with.err;
+}
+
 TEST_F(Convert, AFullDiskLeavesNothing) {
   ASSERT_EQ(place_.xrdimage("sample --size 300 new.mar2300").status, 0);
   place_.write("old.png", "what was there");
-  for (const char* name : {"new.png", "new.raw", "old.png"}) {
-    const Result result = place_.run(std::string("ulimit -f 16; exec \"$xrdimage\" convert new.mar2300 ") + name);
+  for (const char* name : {"new.png", "new.raw", "new.tif", "new.edf", "new.mar", "old.png"}) {
+    const Result result = place_.run(std::string("ulimit -f 16; exec \"$xrdimage\" convert new.mar2300 -o ") + name);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.out, "");
-    EXPECT_NE(result.err.find(std::string("xrdimage: ") + name + ": cannot be written: "), std::string::npos)
-        << result.err;
+    EXPECT_TRUE(result.err.starts_with(std::string("xrdimage: ") + name + ": ")) << result.err;
   }
   EXPECT_EQ(place_.files(), (Names{"frame.mar2300", "new.mar2300", "old.png"}));
   EXPECT_EQ(test::read_file("old.png"), "what was there");
 }
 
-TEST_F(Convert, DevicesAndMissingFoldersAreRefused) {
+TEST_F(Convert, DevicesMissingFoldersAndTheFrameItselfAreRefused) {
   fs::create_symlink("/dev/full", "full.png");
-  fs::create_symlink("/dev/full", "full.raw");
-  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 full.png").err, "xrdimage: full.png: is not a regular file\n");
-  EXPECT_TRUE(place_.xrdimage("convert frame.mar2300 full.raw").err.ends_with("full.raw: is not a regular file\n"));
-  const Result result = place_.xrdimage("convert frame.mar2300 missing/out.png");
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "xrdimage: missing/out.png: No such file or directory\n");
+  fs::create_symlink("frame.mar2300", "other.mar");
+  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o full.png").err, "xrdimage: full.png: is not a regular file\n");
+  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o missing/out.png").err,
+            "xrdimage: missing/out.png: No such file or directory\n");
+  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o other.mar").err,
+            "xrdimage: other.mar: is the frame itself, which is not overwritten\n");
+  EXPECT_EQ(test::read_file("frame.mar2300"), test::small_mar345());
 }
 
 TEST_F(Convert, NamesMayHoldAnything) {
   const std::string name = "b c'd $(x) für.png";
-  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 \"b c'd \\$(x) für.png\"").status, 0);
+  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o \"b c'd \\$(x) für.png\"").status, 0);
   EXPECT_EQ(test::read_png(name).width, 2U);
-  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 \"b c'd \\$(x) für.raw\"").status, 0);
-  EXPECT_EQ(fs::file_size("b c'd $(x) für.raw"), 8U);
+}
+
+TEST_F(Convert, CompressedFramesAreRead) {
+  EXPECT_EQ(place_.run("gzip -k frame.mar2300 && bzip2 -k frame.mar2300").status, 0);
+  for (const char* name : {"frame.mar2300.gz", "frame.mar2300.bz2"}) {
+    EXPECT_EQ(place_.xrdimage(std::string("diff frame.mar2300 ") + name).status, 0);
+  }
+}
+
+// ------------------------------------------------------------------------------------------------------------------
+// Operations
+// ------------------------------------------------------------------------------------------------------------------
+
+std::string counts_of(const test::Workplace& place, const std::string& options) {
+  const Result result = place.xrdimage("convert frame.mar2300 -o out.raw --bits 32 " + options);
+  EXPECT_EQ(result.status, 0) << result.err;
+  return test::read_file("out.raw");
+}
+
+TEST_F(Convert, OperationsAreAppliedInTheOrderGiven) {
+  // Binned by 1, an even size loses its last column and row.
+  EXPECT_EQ(counts_of(place_, "--bin 1 --fit 2x2"), little32(5) + little32(0) + little32(0) + little32(0));
+  EXPECT_EQ(counts_of(place_, "--invert --fit 1x1 --fit 2x1"), little32(16777210) + little32(0));
+  EXPECT_EQ(counts_of(place_, "--fit 1x1 --fit 2x1 --invert"), little32(16777210) + little32(16777215));
+}
+
+TEST_F(Convert, CropAndRotateMoveThePixels) {
+  EXPECT_EQ(counts_of(place_, "--crop 1,0,1,2"), little32(5) + little32(70000));
+  EXPECT_EQ(counts_of(place_, "--crop 0,1,9,9"), little32(256000) + little32(70000));  // cut at the border
+  EXPECT_EQ(counts_of(place_, "--rotate"), little32(256000) + little32(5) + little32(70000) + little32(5));
+  EXPECT_EQ(counts_of(place_, "--rotate --crop 0,0,2,1 --rotate"), little32(256000) + little32(5));
+  const Result result = place_.xrdimage("convert frame.mar2300 -o out.raw --crop 2,0,1,1");
+  EXPECT_EQ(result.err, "xrdimage: frame.mar2300: --crop begins outside of the frame\n");
+}
+
+TEST_F(Convert, CountsAreScaledAndNarrowed) {
+  EXPECT_EQ(counts_of(place_, "--to-16-bits"), little32(1) + little32(1) + little32(64000) + little32(17500));
+  EXPECT_EQ(counts_of(place_, "--crop 0,0,1,1 --scale-to 9"), little32(9));
+  EXPECT_EQ(counts_of(place_, "--crop 0,0,1,1 --scale-up"), little32(10000));
+  EXPECT_EQ(counts_of(place_, "--crop 0,0,1,1 --swap-words"), std::string("\0\0\0\x05", 4));
+}
+
+TEST_F(Convert, MarkersAreDrawn) {
+  const std::string marked = counts_of(place_, "--fit 1x1 --scale-to 9 --fit 3x3 --box 1,1,1,1,1,1,3");
+  EXPECT_EQ(marked, little32(3) + little32(3) + little32(3) + little32(3) + little32(0) + little32(3) + little32(3) +
+                        little32(3) + little32(0));
+  EXPECT_EQ(counts_of(place_, "--fit 1x1 --fit 2x2 --cross 1,1"),
+            little32(5) + little32(5) + little32(5) + little32(5));
+}
+
+TEST_F(Convert, TheGeometryFollowsThePixels) {
+  const auto geometry = [&](const std::string& options) {
+    EXPECT_EQ(place_.xrdimage("convert new.mar2300 -o out.edf " + options).status, 0);
+    const std::string out = place_.xrdimage("info out.edf").out;
+    const std::size_t begin = out.find("pixel size:");
+    return out.substr(begin, out.find("minimum") - begin);
+  };
+  ASSERT_EQ(place_.xrdimage("sample --size 64 new.mar2300").status, 0);
+  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30").starts_with("pixel size:       0.1 x 0.2 mm\n"
+                                                                   "beam centre:      20, 30 pixels\n"));
+  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --bin 2").starts_with("pixel size:       0.2 x 0.4 mm\n"
+                                                                           "beam centre:      10, 15 pixels\n"));
+  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --crop 5,10,9,9").starts_with("pixel size:       0.1 x 0.2 mm\n"
+                                                                                   "beam centre:      15, 20 pixels\n"));
+  // The row becomes the column, counted from the other side: 63 - 30.
+  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --rotate").starts_with("pixel size:       0.2 x 0.1 mm\n"
+                                                                            "beam centre:      33, 20 pixels\n"));
+}
+
+TEST_F(Convert, UnknownPixelsStayUnknown) {
+  std::string bytes = test::small_mar345();
+  bytes.replace(4100, 4, little32(0xFFFFFFFF));  // the value of the first record: pixel 0, 1
+  place_.write("frame.mar2300", bytes);
+  const std::string unknown = little32(0xFFFFFFFF);
+  EXPECT_EQ(counts_of(place_, ""), little32(5) + little32(5) + unknown + little32(70000));
+  EXPECT_EQ(counts_of(place_, "--rotate"), unknown + little32(5) + little32(70000) + little32(5));
+  EXPECT_EQ(counts_of(place_, "--crop 0,1,2,1"), unknown + little32(70000));
+  EXPECT_EQ(counts_of(place_, "--fit 1x3"), little32(5) + unknown + little32(0));
+  EXPECT_EQ(counts_of(place_, "--fit 4x4 --bin 2"), unknown + little32(0) + little32(0) + little32(0));
+  const Result result = place_.xrdimage("convert frame.mar2300 -o out.png --colors grey");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(test::read_png("out.png").pixel(0, 1), (Components{255, 0, 0}));
+}
+
+TEST_F(Convert, AnOperationThatLeavesNothingIsAnError) {
+  const Result result = place_.xrdimage("convert --bin 3 frame.mar2300 -o out.edf");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "xrdimage: frame.mar2300: has no pixels left\n");
+  EXPECT_FALSE(fs::exists("out.edf"));
+}
+
+TEST_F(Convert, SmoothingAndAveragingAreTheLibrarys) {
+  ASSERT_EQ(place_.xrdimage("sample --size 64 frame.mar2300").status, 0);
+  std::vector<std::uint32_t> expected = host::make_synthetic_frame(64, 1).counts;
+  mittle_Daten(expected.data(), 64, 64, 2);
+  std::string bytes;
+  for (const std::uint32_t count : expected) bytes += little32(count);
+  EXPECT_EQ(counts_of(place_, "--mean 2"), bytes);
+  EXPECT_EQ(counts_of(place_, "--smooth 2").size(), 4U * 64 * 64);
+  EXPECT_NE(counts_of(place_, "--smooth 2"), counts_of(place_, "--smooth 2,1"));
+}
+
+TEST_F(Convert, VerboseShowsWhatTheLibraryPrints) {
+  const Result result = place_.xrdimage("--verbose convert frame.mar2300 -o out.raw --invert");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.out.starts_with("# Inverting Data...\n")) << result.out;
 }
 
 }  // namespace

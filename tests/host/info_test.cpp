@@ -1,95 +1,210 @@
+#include <nlohmann/json.hpp>
+
 #include "tests/host/program.h"
 
 namespace {
 
+using nlohmann::json;
 using test::Result;
 
 constexpr const char* kSmallInfo =
-    "type:             mar2300 (mar345 image plate)\n"
+    "format:           mar345\n"
     "size:             2 x 2 pixels\n"
-    "program:          scanner\n"
-    "date:             Mon Jun 8 15:49:26 2009\n"
-    "format:           2\n"
-    "overflow records: 2\n"
     "wavelength:       1.54179 Å\n"
     "distance:         100.5 mm\n"
-    "phi start:        10 degrees\n"
-    "phi end:          11.5 degrees\n"
-    "oscillation:      1.5 degrees\n"
+    "start:            10 °\n"
+    "oscillation:      1.5 °\n"
+    "pixel size:       0.15 x 0.15 mm\n"
+    "date:             Mon Jun  8 15:49:26 2009\n"
     "minimum:          5 counts\n"
-    "maximum:          70000 counts\n"
-    "mean:             23336.67 counts\n"
-    "overflowed:       1 pixels\n";
+    "maximum:          256000 counts\n"
+    "mean:             81502.5 counts\n"
+    "unknown:          0 pixels\n";
 
-TEST(Info, TellsHeaderValuesAndStatistics) {
-  const test::Workplace place;
-  place.write("frame.mar2300", test::small_mar345());
-  const Result result = place.xrdimage("info frame.mar2300");
+// Of 2 x 2 pixels: 5, 5, 256000 and 70000, the last two from overflow records.
+class Info : public testing::Test {
+ protected:
+  Info() { place_.write("a.mar2300", test::small_mar345()); }
+  test::Workplace place_;
+};
+
+TEST_F(Info, TellsHeaderValuesAndStatistics) {
+  const Result result = place_.xrdimage("info a.mar2300");
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, std::string("file:             frame.mar2300\n") + kSmallInfo);
+  EXPECT_EQ(result.out, std::string("file:             a.mar2300\n") + kSmallInfo);
   EXPECT_EQ(result.err, "");
 }
 
-TEST(Info, Mar2000FramesAreReadToo) {
-  const test::Workplace place;
-  place.write("frame.mar2000", test::small_mar345());
-  const Result result = place.xrdimage("info frame.mar2000");
+TEST_F(Info, TheNameOfTheFileDoesNotMatter) {
+  place_.write("b c'd.0001", test::small_mar345());
+  const Result result = place_.xrdimage("info \"b c'd.0001\"");
   EXPECT_EQ(result.status, 0);
-  EXPECT_NE(result.out.find("type:             mar2000 (mar345 image plate)\n"), std::string::npos) << result.out;
-  EXPECT_NE(result.out.find("maximum:          70000 counts\n"), std::string::npos);
+  EXPECT_EQ(result.out, std::string("file:             b c'd.0001\n") + kSmallInfo);
 }
 
-TEST(Info, EachFileHasABlock) {
-  const test::Workplace place;
-  place.write("a.mar2300", test::small_mar345());
-  place.write("b c'd.mar2300", test::small_mar345());
-  const Result result = place.xrdimage("info a.mar2300 \"b c'd.mar2300\"");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, std::string("file:             a.mar2300\n") + kSmallInfo +
-                            "\nfile:             b c'd.mar2300\n" + kSmallInfo);
-}
-
-TEST(Info, GoesOnAfterABadFile) {
-  const test::Workplace place;
-  place.write("a.mar2300", test::small_mar345());
-  const Result result = place.xrdimage("info missing.mar2300 a.mar2300");
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.out, std::string("file:             a.mar2300\n") + kSmallInfo);
-  EXPECT_EQ(result.err, "xrdimage: missing.mar2300: No such file or directory\n");
-}
-
-TEST(Info, ValuesThatTheHeaderLacksAreLeftOut) {
-  const test::Workplace place;
+TEST_F(Info, ValuesThatTheHeaderLacksAreLeftOut) {
   const std::string bytes = test::small_mar345();
-  place.write("frame.mar2300", bytes.substr(0, 128) + std::string(3968, ' ') + bytes.substr(4096));
-  const Result result = place.xrdimage("info frame.mar2300");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out,
-            "file:             frame.mar2300\n"
-            "type:             mar2300 (mar345 image plate)\n"
+  place_.write("bare.mar2300", bytes.substr(0, 128) + std::string(3968, ' ') + bytes.substr(4096));
+  EXPECT_EQ(place_.xrdimage("info bare.mar2300").out,
+            "file:             bare.mar2300\n"
+            "format:           mar345\n"
             "size:             2 x 2 pixels\n"
             "minimum:          5 counts\n"
-            "maximum:          70000 counts\n"
-            "mean:             23336.67 counts\n"
-            "overflowed:       1 pixels\n");
+            "maximum:          256000 counts\n"
+            "mean:             81502.5 counts\n"
+            "unknown:          0 pixels\n");
 }
 
-TEST(Info, TypeOptionSparesTheDetection) {
-  const test::Workplace place;
-  place.write("frame.0001", test::small_mar345());
-  EXPECT_EQ(place.xrdimage("info frame.0001").status, 1);
-  EXPECT_EQ(place.xrdimage("info --type mar2300 frame.0001").out,
-            std::string("file:             frame.0001\n") + kSmallInfo);
+TEST_F(Info, OverflowedPixelsAreUnknown) {
+  std::string bytes = test::small_mar345();
+  bytes.replace(4100, 4, test::little32(0xFFFFFFFF));  // the value of the first record
+  place_.write("b.mar2300", bytes);
+  const Result result = place_.xrdimage("info b.mar2300");
+  EXPECT_NE(result.out.find("maximum:          70000 counts\n"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("mean:             23336.67 counts\n"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("unknown:          1 pixels\n"), std::string::npos) << result.out;
 }
 
-constexpr const char* kRawInfo =
-    "file:             dump.raw\n"
-    "type:             raw (raw 16-bit image)\n"
-    "size:             3 x 2 pixels\n"
-    "minimum:          1 counts\n"
-    "maximum:          65535 counts\n"
-    "mean:             10925.83 counts\n"
-    "overflowed:       0 pixels\n";
+TEST_F(Info, GeometryCanBeStated) {
+  const Result result =
+      place_.xrdimage("info a.mar2300 --beam 1.25,-3 --wavelength 0.9 --distance 250 --pixel 0.1,0.2");
+  for (const char* line : {"wavelength:       0.9 Å\n", "distance:         250 mm\n",
+                           "pixel size:       0.1 x 0.2 mm\n", "beam centre:      1.25, -3 pixels\n"}) {
+    EXPECT_NE(result.out.find(line), std::string::npos) << line << result.out;
+  }
+}
+
+TEST_F(Info, GeometryThatCannotBeIsRefused) {
+  for (const char* arguments : {"--beam 1", "--beam 1,2,3", "--beam x,y", "--wavelength 0", "--wavelength nan",
+                                "--distance -1", "--pixel 0.1,0", "--pixel inf", "--pixel 0.1,"}) {
+    const Result result = place_.xrdimage(std::string("info a.mar2300 ") + arguments);
+    EXPECT_EQ(result.status, 2) << arguments;
+    EXPECT_EQ(std::ranges::count(result.err, '\n'), 1) << result.err;
+  }
+}
+
+TEST_F(Info, SeveralFramesAreATable) {
+  place_.write("long name.raw", test::little16(1) + test::little16(2) + test::little16(3) + test::little16(4));
+  const Result result = place_.xrdimage("info a.mar2300 'long name.raw' --size 4x1");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(result.out,
+            "file           format  size/pixels  wavelength/Å  distance/mm  start/°  oscillation/°  pixel size/mm  date"
+            "                      minimum/counts  maximum/counts  mean/counts  unknown/pixels\n"
+            "a.mar2300      mar345        2 x 2       1.54179        100.5       10            1.5    0.15 x 0.15  "
+            "Mon Jun  8 15:49:26 2009               5          256000      81502.5               0\n"
+            "long name.raw  raw           4 x 1             -            -        -              -              -  -  "
+            "                                     1               4          2.5               0\n");
+}
+
+TEST_F(Info, GoesOnAfterABadFile) {
+  const Result result = place_.xrdimage("info missing.mar2300 a.mar2300");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "xrdimage: missing.mar2300: No such file or directory\n");
+  EXPECT_NE(result.out.find("\na.mar2300  mar345"), std::string::npos) << result.out;
+}
+
+TEST_F(Info, JsonHasAllValuesWithTheirUnits) {
+  const Result result = place_.xrdimage("info --json a.mar2300");
+  EXPECT_EQ(result.status, 0);
+  const json all = json::parse(result.out);
+  ASSERT_EQ(all.size(), 1U);
+  EXPECT_EQ(all[0], json({{"file", "a.mar2300"},
+                          {"format", "mar345"},
+                          {"width", 2},
+                          {"height", 2},
+                          {"wavelength_angstrom", 1.54179},
+                          {"distance_mm", 100.5},
+                          {"oscillation_start_degrees", 10.0},
+                          {"oscillation_range_degrees", 1.5},
+                          {"exposure_seconds", nullptr},
+                          {"pixel_width_mm", 0.15},
+                          {"pixel_height_mm", 0.15},
+                          {"beam_x_pixels", nullptr},
+                          {"beam_y_pixels", nullptr},
+                          {"saturation_counts", nullptr},
+                          {"date", "Mon Jun  8 15:49:26 2009"},
+                          {"detector", nullptr},
+                          {"minimum_counts", 5},
+                          {"maximum_counts", 256000},
+                          {"mean_counts", 81502.5},
+                          {"known_pixels", 4},
+                          {"unknown_pixels", 0},
+                          {"warnings", json::array()}}));
+}
+
+TEST_F(Info, JsonOfManyFramesKeepsTheirOrder) {
+  std::string names;
+  for (int i = 0; i < 30; ++i) {
+    const std::string name = "n" + std::to_string(i) + ".raw";
+    place_.write(name, test::little16(static_cast<unsigned>(i)));
+    names += " " + name;
+  }
+  const json all = json::parse(place_.xrdimage("info --json -j 3 --size 1x1" + names).out);
+  ASSERT_EQ(all.size(), 30U);
+  for (int i = 0; i < 30; ++i) {
+    EXPECT_EQ(all[static_cast<std::size_t>(i)]["file"], "n" + std::to_string(i) + ".raw");
+    EXPECT_EQ(all[static_cast<std::size_t>(i)]["maximum_counts"], i);
+  }
+}
+
+TEST_F(Info, NamesAndHeadersThatAreNoUtf8DoNotSpoilTheJson) {
+  std::string bytes = test::small_mar345();
+  bytes.replace(bytes.find("Mon Jun"), 3, "M\xE4r");
+  place_.write("\xFF.mar2300", bytes);
+  const json all = json::parse(place_.xrdimage("info --json \xFF.mar2300").out);
+  EXPECT_EQ(all[0]["file"], "\xEF\xBF\xBD.mar2300");
+  EXPECT_EQ(all[0]["date"], "M\xEF\xBF\xBDr Jun  8 15:49:26 2009");
+}
+
+TEST_F(Info, CsvQuotesWhatNeedsIt) {
+  place_.write("a,\"b\".mar2300", test::small_mar345());
+  const Result result = place_.xrdimage(R"(info --csv 'a,"b".mar2300' a.mar2300)");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.out,
+            "file,format,width,height,wavelength_angstrom,distance_mm,oscillation_start_degrees,"
+            "oscillation_range_degrees,exposure_seconds,pixel_width_mm,pixel_height_mm,beam_x_pixels,beam_y_pixels,"
+            "saturation_counts,date,detector,minimum_counts,maximum_counts,mean_counts,known_pixels,unknown_pixels,"
+            "warnings\n"
+            "\"a,\"\"b\"\".mar2300\",mar345,2,2,1.54179,100.5,10.0,1.5,,0.15,0.15,,,,Mon Jun  8 15:49:26 2009,,5,"
+            "256000,81502.5,4,0,\n"
+            "a.mar2300,mar345,2,2,1.54179,100.5,10.0,1.5,,0.15,0.15,,,,Mon Jun  8 15:49:26 2009,,5,"
+            "256000,81502.5,4,0,\n");
+}
+
+TEST_F(Info, ScriptsGetWellFormedOutputWithoutFrames) {
+  EXPECT_EQ(json::parse(place_.xrdimage("info --json x1 x2").out), json::array());
+  const std::string csv = place_.xrdimage("info --csv x1 x2").out;
+  EXPECT_TRUE(csv.starts_with("file,format,")) << csv;
+  EXPECT_EQ(std::ranges::count(csv, '\n'), 1);
+  EXPECT_EQ(place_.xrdimage("info --csv --json a.mar2300").status, 2);
+}
+
+TEST_F(Info, ShardsShareTheFrames) {
+  for (const char* name : {"b", "c", "d", "e"}) place_.write(name, test::small_mar345());
+  const auto names_of = [&](const std::string& shard) {
+    std::string names;
+    for (const json& frame : json::parse(place_.xrdimage("info --json --shard " + shard + " a.mar2300 b c d e").out)) {
+      names += frame["file"].get<std::string>() + " ";
+    }
+    return names;
+  };
+  EXPECT_EQ(names_of("1/2"), "a.mar2300 c e ");
+  EXPECT_EQ(names_of("2/2"), "b d ");
+  EXPECT_EQ(names_of("7/7"), "");
+  for (const char* shard : {"0/2", "3/2", "1", "1/0", "a/b", "1/2x", "-1/2"}) {
+    EXPECT_EQ(place_.xrdimage(std::string("info a.mar2300 --shard=") + shard).status, 2) << shard;
+  }
+}
+
+TEST_F(Info, NamesMayComeFromAList) {
+  place_.write("list", "a.mar2300\n\nb c\n");
+  place_.write("b c", test::small_mar345());
+  EXPECT_EQ(json::parse(place_.xrdimage("info --json --files-from list").out).size(), 2U);
+  EXPECT_EQ(json::parse(place_.xrdimage("info --json --files-from - a.mar2300", "b c\n").out).size(), 2U);
+  EXPECT_EQ(place_.xrdimage("info --files-from none").err, "xrdimage: none: No such file or directory\n");
+  EXPECT_EQ(place_.xrdimage("info --files-from -").status, 2);
+}
 
 class InfoOfRawFiles : public testing::Test {
  protected:
@@ -100,35 +215,37 @@ class InfoOfRawFiles : public testing::Test {
 TEST_F(InfoOfRawFiles, TakesTheSizeFromTheOption) {
   const Result result = place_.xrdimage("info --size 3x2 dump.raw");
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, kRawInfo);
+  EXPECT_EQ(result.out,
+            "file:             dump.raw\n"
+            "format:           raw\n"
+            "size:             3 x 2 pixels\n"
+            "minimum:          1 counts\n"
+            "maximum:          65535 counts\n"
+            "mean:             10925.83 counts\n"
+            "unknown:          0 pixels\n");
   EXPECT_EQ(result.err, "");
 }
 
-TEST_F(InfoOfRawFiles, AsksOnTheTerminalOtherwise) {
-  const Result result = place_.xrdimage("info dump.raw", "3 2\n");
+TEST_F(InfoOfRawFiles, AGuessIsAnnounced) {
+  place_.write("square.raw", std::string(18, '\0'));
+  const Result result = place_.xrdimage("info square.raw");
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, kRawInfo);
-  EXPECT_EQ(result.err, "# Detector x y [1200 1200]> ");
+  EXPECT_EQ(result.err,
+            "xrdimage: square.raw: warning: is taken as 3 x 3 pixels of 16 bits, by its length; --size WxH and --depth "
+            "tell otherwise\n");
+  EXPECT_EQ(place_.xrdimage("info dump.raw").err,
+            "xrdimage: dump.raw: does not tell its size, and its 12 bytes of pixels fit none; --size WxH gives it\n");
 }
 
-TEST_F(InfoOfRawFiles, EachFileTakesALineOfAnswers) {
-  place_.write("other.raw", std::string("\x07\0", 2));
-  const Result result = place_.xrdimage("info dump.raw other.raw", "3 2\n1 1\n");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.out, std::string(kRawInfo) +
-                            "\nfile:             other.raw\n"
-                            "type:             raw (raw 16-bit image)\n"
-                            "size:             1 x 1 pixels\n"
-                            "minimum:          7 counts\n"
-                            "maximum:          7 counts\n"
-                            "mean:             7.00 counts\n"
-                            "overflowed:       0 pixels\n");
-}
-
-TEST_F(InfoOfRawFiles, BytesTooManyAreAWarning) {
-  const Result result = place_.xrdimage("info --size 2x2 dump.raw");
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, "xrdimage: dump.raw: warning: 4 bytes behind the last pixel are ignored\n");
+TEST_F(InfoOfRawFiles, DepthByteOrderAndOffsetCanBeStated) {
+  const auto maximum = [&](const std::string& options) {
+    return json::parse(place_.xrdimage("info --json dump.raw " + options).out)[0]["maximum_counts"];
+  };
+  EXPECT_EQ(maximum("--size 12x1 --depth 8"), 255);
+  EXPECT_EQ(maximum("--size 3x1 --depth 32"), 0xFFFF000ALL);
+  EXPECT_EQ(maximum("--size 5x1 --big-endian"), 0x0A00);
+  EXPECT_EQ(maximum("--size 1x1 --skip 8"), 10);
+  EXPECT_EQ(place_.xrdimage("info dump.raw --depth 12").status, 2);
 }
 
 TEST_F(InfoOfRawFiles, SizesMustBeTwoPositiveNumbers) {
@@ -143,33 +260,24 @@ TEST_F(InfoOfRawFiles, SizesMustBeTwoPositiveNumbers) {
 TEST_F(InfoOfRawFiles, MoreFilesThanDescriptorsAreNoTrouble) {
   std::string files;
   for (int i = 0; i < 60; ++i) files += " dump.raw";
-  const Result result = place_.run("ulimit -S -n 24; exec \"$xrdimage\" info --type raw --size 3x2" + files);
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err, "");
-}
-
-TEST_F(InfoOfRawFiles, VerboseShowsWhatTheLibraryPrints) {
-  const char* allocated = "# 0 kB für Daten bereitgestellt\n";
-  EXPECT_EQ(place_.xrdimage("info --size 3x2 dump.raw").out.find(allocated), std::string::npos);
-  for (const char* arguments : {"--verbose info --size 3x2 dump.raw", "info --size 3x2 dump.raw -v"}) {
-    const Result result = place_.xrdimage(arguments);
+  for (const char* classic : {"", "--classic --format raw "}) {
+    const Result result =
+        place_.run(std::string("ulimit -S -n 24; exec \"$xrdimage\" info --size 3x2 ") + classic + files);
     EXPECT_EQ(result.status, 0);
-    EXPECT_NE(result.out.find(allocated), std::string::npos) << result.out;
-    EXPECT_TRUE(result.out.ends_with(kRawInfo)) << result.out;
     EXPECT_EQ(result.err, "");
   }
 }
 
-TEST(Info, RealFrameHasTheCountsOfItsOwnHeader) {
+TEST(InfoOfRealFrames, HasTheCountsOfTheirOwnHeaders) {
   const std::string path = test::sample_frame("nx09_strain_011.mar2300");
   if (path.empty()) GTEST_SKIP() << "the shared samples are absent";
   const test::Workplace place;
-  const Result result = place.xrdimage("info --type mar2300 " + path);
+  const Result result = place.xrdimage("info " + path);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
-  for (const char* line :
-       {"size:             2300 x 2300 pixels\n", "program:          scan345\n", "wavelength:       1.54179 Å\n",
-        "distance:         100 mm\n", "maximum:          67080 counts\n", "overflowed:       0 pixels\n"}) {
+  for (const char* line : {"size:             2300 x 2300 pixels\n", "wavelength:       1.54179 Å\n",
+                           "distance:         100 mm\n", "minimum:          0 counts\n",
+                           "maximum:          67080 counts\n", "unknown:          0 pixels\n"}) {
     EXPECT_NE(result.out.find(line), std::string::npos) << line << result.out;
   }
 }

@@ -4,32 +4,52 @@
 
 #include <vector>
 
-#include "xrdimage.h"
-
 namespace {
 
 using host::Statistics;
 using host::statistics_of;
 
-TEST(Statistics, OverflowedPixelsAreCountedAndLeftOut) {
-  const Statistics result = statistics_of(std::vector<unsigned>{4, OVERFLOW_MARK, 9, 2, OVERFLOW_MARK});
-  EXPECT_EQ(result.minimum, 2U);
-  EXPECT_EQ(result.maximum, 9U);
+frames::Frame frame_of(const std::vector<std::uint32_t>& counts) {
+  frames::Frame frame;
+  frame.width = static_cast<int>(counts.size());
+  frame.height = 1;
+  frame.counts = frames::Counts(counts.size());
+  std::ranges::copy(counts, frame.counts.begin());
+  return frame;
+}
+
+TEST(Statistics, UnknownPixelsAreCountedAndLeftOut) {
+  frames::Frame frame = frame_of({4, 1, 9, 2, 1000});
+  frame.unknown = {false, true, false, false, true};
+  const Statistics result = statistics_of(frame);
+  EXPECT_EQ(result.minimum, 2);
+  EXPECT_EQ(result.maximum, 9);
   EXPECT_DOUBLE_EQ(result.mean, 5);
   EXPECT_EQ(result.known, 3U);
-  EXPECT_EQ(result.overflowed, 2U);
+  EXPECT_EQ(result.unknown, 2U);
 }
 
 TEST(Statistics, SumsDoNotOverflow) {
-  const Statistics result = statistics_of(std::vector<unsigned>(1000, 0xFFFFFFFF));
-  EXPECT_EQ(result.minimum, 0xFFFFFFFF);
+  const Statistics result = statistics_of(frame_of(std::vector<std::uint32_t>(1000, 0xFFFFFFFF)));
+  EXPECT_EQ(result.minimum, 0xFFFFFFFFLL);
   EXPECT_DOUBLE_EQ(result.mean, 4294967295.0);
 }
 
-TEST(Statistics, NothingIsKnownOfOverflowedPixelsAlone) {
-  const Statistics result = statistics_of(std::vector<unsigned>(3, OVERFLOW_MARK));
+TEST(Statistics, SignedCountsMayBeNegative) {
+  frames::Frame frame = frame_of({0xFFFFFFFE, 3, 0x80000000});
+  frame.is_signed = true;
+  const Statistics result = statistics_of(frame);
+  EXPECT_EQ(result.minimum, -2147483648LL);
+  EXPECT_EQ(result.maximum, 3);
+  EXPECT_DOUBLE_EQ(result.mean, (-2.0 + 3.0 - 2147483648.0) / 3);
+}
+
+TEST(Statistics, NothingIsKnownOfUnknownPixelsAlone) {
+  frames::Frame frame = frame_of({7, 7, 7});
+  frame.unknown = {true, true, true};
+  const Statistics result = statistics_of(frame);
   EXPECT_EQ(result.known, 0U);
-  EXPECT_EQ(result.overflowed, 3U);
+  EXPECT_EQ(result.unknown, 3U);
 }
 
 }  // namespace
