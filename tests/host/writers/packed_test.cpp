@@ -14,10 +14,14 @@ Written packed(const frames::Frame& frame, std::optional<int> bits = std::nullop
   return test::written(host::write_packed, frame, bits);
 }
 
-TEST(PackedWriter, HeaderBeginsWithTheSize) {
-  const std::string bytes = packed(test::frame_of(2, 1, {5, 5})).bytes;
-  EXPECT_EQ(bytes.substr(0, 2400), test::little32(2) + test::little32(1) + std::string(2392, '\0'));
-  EXPECT_EQ(bytes.substr(2400, 37), "\nCCP4 packed image, X: 0002, Y: 0001\n");
+TEST(PackedWriter, HeaderBitsAndPixels) {
+  // One difference: 0 as the logarithm of their number, 1 as the code of fields of 4 bits, 5. Lowest bits first that is
+  // 000 100 1010, or 0x148.
+  EXPECT_EQ(packed(test::frame_of(1, 1, {5})).bytes, test::little32(1) + test::little32(1) + std::string(2392, '\0') +
+                                                         "\nCCP4 packed image, X: 0001, Y: 0001\n\x48\x01");
+  const std::string wide = packed(test::frame_of(3, 2, {1, 2, 3, 4, 5, 6})).bytes;
+  EXPECT_EQ(wide.substr(0, 8), test::little32(3) + test::little32(2));
+  EXPECT_EQ(wide.substr(2400, 37), "\nCCP4 packed image, X: 0003, Y: 0002\n");
 }
 
 TEST(PackedWriter, LoaderGivesTheSameFrame) {
