@@ -69,6 +69,17 @@ TEST(AdscWriter, LongHeadersTakeMoreBlocks) {
   EXPECT_EQ(bytes.substr(1021), std::string("\n}\n\5\0", 5));
 }
 
+TEST(AdscWriter, HeaderBytesAreTrueForEveryLength) {
+  frames::Frame frame = test::frame_of(1, 1, {5});
+  frame.header = test::full_header();
+  for (std::size_t length = 1; length <= 200; ++length) {
+    frame.header.detector = std::string(length, 'x');
+    const std::string bytes = adsc(frame).bytes;
+    ASSERT_EQ(std::stoul(bytes.substr(15, 5)), bytes.size() - 2) << length;
+    ASSERT_EQ(bytes.substr(bytes.size() - 5), std::string("\n}\n\5\0", 5)) << length;
+  }
+}
+
 TEST(AdscWriter, SaturationIsWithinTheType) {
   frames::Frame frame = test::frame_of(1, 1, {5});
   EXPECT_EQ(loaded(adsc(frame, 32)).header.saturation, 4294967295.0);

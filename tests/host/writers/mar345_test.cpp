@@ -113,6 +113,21 @@ TEST(Mar345Writer, LargeAndUnknownCountsHaveRecords) {
   EXPECT_EQ(again.unknown, frame.unknown);
 }
 
+TEST(Mar345Writer, IntensitiesAreThoseOfLargeCountsToo) {
+  frames::Frame frame = test::frame_of(10, 10, Counts(100, 0));
+  frame.counts[1] = 300000;
+  frame.counts[2] = 5;
+  frame.counts[3] = 100000;
+  frame.counts[4] = 300000;
+  frame.counts[5] = 900000;
+  frame.unknown.resize(100);
+  frame.unknown[5] = true;
+  // Mean 700005 / 4; the squares sum up to 190000000025.
+  const std::vector<std::string> lines = header_lines(mar345(frame).bytes);
+  EXPECT_EQ(std::ranges::count(lines, "INTENSITY      MIN 5  MAX 300000  AVE 175001.2  SIG 129902.13"), 1);
+  EXPECT_EQ(std::ranges::count(lines, "HISTOGRAM      START 0  END 300000  MAX 2"), 1);
+}
+
 TEST(Mar345Writer, LoaderGivesTheSameFrame) {
   for (const int side : {10, 11, 333}) {
     frames::Frame frame = test::random_frame({side, side}, 300000, false, true);

@@ -25,6 +25,20 @@ TEST(WriteErrors, ShowInEveryFormat) {
   for (const test::Writer write : kWriters) EXPECT_TRUE(error_shows(write));
 }
 
+// A small image's strip waits in the stream's buffer until the directory is linked.
+TEST(WriteErrors, DirectoryThatFindsNoRoomIsAnException) {
+  const test::Stream stream(std::fopen("/dev/full", "w+b"));
+  host::Remarks remarks;
+  try {
+    host::write_tiff(test::frame_of(1, 1, {5}), {}, stream.get(), remarks);
+    FAIL();
+  } catch (const std::runtime_error& error) {
+    const std::string text = error.what();
+    EXPECT_TRUE(text.starts_with("cannot be written as TIFF: ")) << text;
+    EXPECT_GT(text.size(), std::string("cannot be written as TIFF: ").size());
+  }
+}
+
 TEST(WriteErrors, LibtiffsMessageIsNotPrinted) {
   const test::Output output = test::capture([] { error_shows(host::write_tiff); });
   EXPECT_EQ(output.out + output.err, "");
