@@ -36,7 +36,7 @@ class SyntheticFrameOfFullSize : public testing::Test {
   // The mean along the part of a circle around the centre that is upwards, where the beam stop is not. Spots are cut.
   double mean_at(double millimetres) const {
     double sum = 0;
-    const double radius = millimetres * 1000 / frame_.pixel_micrometres;
+    const double radius = millimetres * 1000 / frame_.pixel_length.value();
     const int steps = 400;
     for (int i = 0; i < steps; ++i) {
       const double angle = 3.2 + 2.9 * i / steps;
@@ -56,7 +56,7 @@ class SyntheticFrameOfFullSize : public testing::Test {
 
 TEST_F(SyntheticFrameOfFullSize, RingsLieWhereTheHeaderPutsThem) {
   // The strongest reflection, of 2.9394 angstrom.
-  const double radius = frame_.distance * std::tan(2 * std::asin(frame_.wavelength / 2 / 2.9394));
+  const double radius = frame_.distance.value() * std::tan(2 * std::asin(frame_.wavelength.value() / 2 / 2.9394));
   EXPECT_NEAR(radius, 70.5, 0.5);
   EXPECT_GT(mean_at(radius), 5 * mean_at(radius - 3));
   EXPECT_GT(mean_at(radius), 5 * mean_at(radius + 3));
