@@ -155,11 +155,7 @@ void read_packed_image(Frame& frame, Bytes file, const PackedLine& line, const L
                       std::to_string(line.height) + " pixels, the header says " + std::to_string(frame.width) + " x " +
                       std::to_string(frame.height));
   }
-  const PackedPixels pixels = unpack(file, line);
-  if (pixels.truncated) report_damage(frame, options, "is truncated: the packed image ends early");
-  const std::size_t count = std::min(pixels.samples.size(), frame.counts.size());
-  std::transform(pixels.samples.begin(), pixels.samples.begin() + static_cast<std::ptrdiff_t>(count),
-                 frame.counts.begin(), packed_count);
+  read_packed_pixels(frame, file, line, options);
 }
 
 }  // namespace
