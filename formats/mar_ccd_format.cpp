@@ -6,48 +6,46 @@
 #include <cstdio>
 #include <cstring>
 
+#include "formats/mar_ccd_header.h"
 #include "formats/tiff_strips.h"
-#include "support/assertion.h"
 #include "support/format_text.h"
-#include "support/memory.h"
 #include "support/message.h"
 #include "xrdimage.h"
 
 namespace {
 
-constexpr std::size_t kTiffHeaderBytes = 1024;
-constexpr std::size_t kHeaderBytes = 3072;
+namespace mar_ccd = xrd::mar_ccd;
 
 // The host's distance setting when the host has not set it.
 constexpr double kDistanceNotSet = -999.0;
 
-// The binary header. Offsets are those in the file.
+// What the library takes from the binary header, which it knows in the processor's byte order only.
 class MarCcdHeader {
  public:
   // Reads it from the start of the file; false, with a message, when it is not whole.
   bool read(std::FILE* stream) {
-    std::array<char, kTiffHeaderBytes> skipped;  // NOLINT: read and discarded
+    std::array<char, mar_ccd::kHeaderBegin> skipped;  // NOLINT: read and discarded
     static_cast<void>(std::fread(skipped.data(), 1, skipped.size(), stream));
     if (std::fread(bytes_.data(), bytes_.size(), 1, stream) == 1) return true;
     std::puts("Not read correctly! Abandoning.");
     return false;
   }
 
-  int overflow_count() const { return at(1160); }
-  int exposure_milliseconds() const { return at(1680); }
-  int start_angle_thousandths() const { return at(1708); }
-  int distance_thousandths() const { return at(1720); }
-  int rotation_range_thousandths() const { return at(1760); }
-  int wavelength_hundred_thousandths() const { return at(1932); }
+  int overflow_count() const { return at(mar_ccd::kOverflowCount); }
+  int exposure_milliseconds() const { return at(mar_ccd::kExposureTime); }
+  int start_angle_thousandths() const { return at(mar_ccd::kStartPhi); }
+  int distance_thousandths() const { return at(mar_ccd::kDistance); }
+  int rotation_range_thousandths() const { return at(mar_ccd::kRotationRange); }
+  int wavelength_hundred_thousandths() const { return at(mar_ccd::kWavelength); }
 
  private:
   std::int32_t at(std::size_t file_offset) const {
     std::int32_t value = 0;
-    std::memcpy(&value, bytes_.data() + (file_offset - kTiffHeaderBytes), sizeof value);
+    std::memcpy(&value, bytes_.data() + (file_offset - mar_ccd::kHeaderBegin), sizeof value);
     return value;
   }
 
-  std::array<char, kHeaderBytes> bytes_{};
+  std::array<char, mar_ccd::kHeaderEnd - mar_ccd::kHeaderBegin> bytes_{};
 };
 
 // Opens the file and reads its header. The stream is closed behind a whole header only: hosts rely on it staying open
@@ -68,11 +66,11 @@ int whole_units(int thousandths) {
 }
 
 // Stores the samples; negative ones, from 32768 on in the file, are marked. Returns how many.
-unsigned mark_overflows(unsigned int* image, std::size_t pixels, const xrd::TiffStrips& strips) {
+unsigned mark_overflows(xrd::TiffImage& image) {
   unsigned overflows = 0;
-  for (std::size_t i = 0; i < pixels; ++i) {
-    const std::int16_t sample = strips.sample(i);
-    image[i] = sample < 0 ? OVERFLOW_MARK : static_cast<unsigned int>(sample);
+  for (std::size_t i = 0; i < image.count; ++i) {
+    const std::int16_t sample = image.strips.sample(i);
+    image.pixels[i] = sample < 0 ? OVERFLOW_MARK : static_cast<unsigned int>(sample);
     overflows += sample < 0 ? 1 : 0;
   }
   return overflows;
@@ -103,32 +101,14 @@ extern "C" int read_mar_ccd(const char* filename, ImageData* data, double* dista
   if (*distance == kDistanceNotSet) *distance = header.distance_thousandths() * 0.001;
   data->overflows = header.overflow_count();
 
-  const xrd::TiffHandle tiff = xrd::open_tiff(filename);
-  if (!tiff) {
-    std::printf("# " XRD_RED_ERROR " reading file %s\n", filename);
-    return 0;
-  }
-  const xrd::TiffSize size = xrd::tiff_size(tiff.get());
-  const auto pixels = size.pixels();
-  xrd::MallocArray<unsigned int> image;
-  if (pixels) {
-    image = xrd::allocate_zeroed<unsigned int>(*pixels);
-    if (!image) {
-      xrd::fail_assertion("data->Daten =(unsigned int*)malloc(sizeof(unsigned int)*size)", "mar_ccd_format", 262,
-                          "read_mar_ccd");
-    }
-  }
-  xrd::TiffStrips strips;
-  if (!image || !strips.read(tiff.get())) {
-    std::printf("# " XRD_RED_ERROR " reading file %s: cannot allocate %u x %u pixels\n", filename, size.width,
-                size.height);
-    return 0;
-  }
+  auto image = xrd::read_tiff_image(
+      filename, XRD_RED_ERROR,
+      {"data->Daten =(unsigned int*)malloc(sizeof(unsigned int)*size)", "mar_ccd_format", 262, "read_mar_ccd"});
+  if (!image) return 0;
   // Added as the 32-bit numbers wrap: the header's count can be anything.
-  data->overflows =
-      static_cast<int>(static_cast<unsigned>(data->overflows) + mark_overflows(image.get(), *pixels, strips));
-  data->width = static_cast<int>(size.width);
-  data->height = static_cast<int>(size.height);
-  data->Daten = image.release();
+  data->overflows = static_cast<int>(static_cast<unsigned>(data->overflows) + mark_overflows(*image));
+  data->width = static_cast<int>(image->size.width);
+  data->height = static_cast<int>(image->size.height);
+  data->Daten = image->pixels.release();
   return 1;
 }

@@ -3,9 +3,11 @@
 #include <tiffio.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
+#include "support/assertion.h"
 #include "support/image_size.h"
 
 namespace xrd {
@@ -57,6 +59,28 @@ std::int16_t TiffStrips::sample(std::size_t pixel) const {
   const std::size_t offset = pixel * sizeof value;
   if (offset < size_) std::memcpy(&value, bytes_.get() + offset, std::min(sizeof value, size_ - offset));
   return value;
+}
+
+std::optional<TiffImage> read_tiff_image(const char* path, const char* error, const TiffAssertion& no_memory) {
+  const TiffHandle tiff = open_tiff(path);
+  if (!tiff) {
+    std::printf("# %s reading file %s\n", error, path);
+    return std::nullopt;
+  }
+  TiffImage image;
+  image.size = tiff_size(tiff.get());
+  const auto pixels = image.size.pixels();
+  if (pixels) {
+    image.count = *pixels;
+    image.pixels = allocate_zeroed<unsigned int>(image.count);
+    if (!image.pixels) fail_assertion(no_memory.expression, no_memory.source, no_memory.line, no_memory.function);
+  }
+  if (!pixels || !image.strips.read(tiff.get())) {
+    std::printf("# %s reading file %s: cannot allocate %u x %u pixels\n", error, path, image.size.width,
+                image.size.height);
+    return std::nullopt;
+  }
+  return image;
 }
 
 }  // namespace xrd

@@ -45,4 +45,24 @@ class TiffStrips {
   std::size_t size_ = 0;
 };
 
+// An image whose pixels are still 0, with the strips that they are taken from.
+struct TiffImage {
+  TiffSize size;
+  std::size_t count = 0;
+  MallocArray<unsigned int> pixels;
+  TiffStrips strips;
+};
+
+// The assertion that fails when there is no memory for the pixels.
+struct TiffAssertion {
+  const char* expression;
+  const char* source;
+  unsigned line;
+  const char* function;
+};
+
+// Opens the file, makes the pixels and decodes the strips. Nothing, with a message that has `error` for its error word,
+// when the file cannot be opened, has a size that cannot be, or needs more memory for its strips than there is.
+std::optional<TiffImage> read_tiff_image(const char* path, const char* error, const TiffAssertion& no_memory);
+
 }  // namespace xrd

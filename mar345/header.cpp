@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "mar345/binary_header.h"
 #include "support/arithmetic.h"
 #include "support/files.h"
 #include "support/format_text.h"
@@ -11,9 +12,9 @@
 
 namespace {
 
-constexpr std::size_t kHeaderBytes = 4096;
-constexpr std::size_t kBinaryBytes = 128;
-constexpr std::size_t kTextBytes = kHeaderBytes - kBinaryBytes;
+using xrd::mar345::kTextBegin;
+constexpr std::size_t kHeaderBytes = xrd::mar345::kNewHeaderBytes;
+constexpr std::size_t kTextBytes = kHeaderBytes - kTextBegin;
 
 using HeaderText = std::array<char, kTextBytes + 1>;  // ends with a NUL, and may hold others before
 using Word = std::array<char, kTextBytes + 1>;        // as long as the text can make it
@@ -48,7 +49,7 @@ bool read_text(HeaderText& text, const char* path) {
   if (!stream) return false;
   std::array<char, kHeaderBytes> header{};
   static_cast<void>(std::fread(header.data(), 1, header.size(), stream.get()));
-  std::memcpy(text.data(), header.data() + kBinaryBytes, kTextBytes);
+  std::memcpy(text.data(), header.data() + kTextBegin, kTextBytes);
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <span>
 
+#include "mar345/binary_header.h"
 #include "pack/decoder.h"
 #include "support/assertion.h"
 #include "support/image_size.h"
@@ -15,13 +16,11 @@
 
 namespace {
 
-constexpr int kNewLayoutMark = 1234;
-constexpr long kNewHeaderBytes = 4096;
 // Values from the limit on are saturated. That of the older layout is no typing error: 65356, as hosts know it.
 constexpr int kNewLayoutLimit = 256000;
 constexpr int kOldLayoutLimit = 65356;
 
-constexpr std::size_t kRecordBytes = 2 * sizeof(int);  // position, value
+using xrd::mar345::kRecordBytes;
 
 struct Size {
   int width;
@@ -52,20 +51,13 @@ void read_packed(std::span<short> image, const char* path) {
   if (!xrd::unpack_file(path, image)) std::printf("ERROR> %s does not exist.", path);
 }
 
-// Where a record's value belongs: the newer layout takes positions as indices, the older one counts from 1.
-std::int64_t record_index(int position, const Size& size, bool new_layout) {
-  if (new_layout) return position;
-  return std::int64_t{position / size.width} * size.width + position % size.height - 1;
-}
-
 // Merges one record; a saturated value becomes -1, in the record too.
 void merge_record(const SignedImage& image, int* record, const Layout& layout) {
   const int position = record[0];
   if (position <= 0) return;
   if (record[1] >= layout.limit) record[1] = -1;
-  if (position > image.size.pixels()) return;
-  const std::int64_t index = record_index(position, image.size, layout.is_new);
-  if (index >= 0 && index < image.size.pixels()) image.pixels[index] = record[1];
+  const auto pixel = xrd::mar345::record_pixel(position, image.size.width, image.size.height, layout.is_new);
+  if (pixel) image.pixels[*pixel] = record[1];
 }
 
 // Reads overflow records from a stream in blocks, and never past the last one.
@@ -113,13 +105,6 @@ void merge_overflows(const SignedImage& image, int* record, std::FILE* stream, c
   }
 }
 
-// Where the overflow records begin: behind the text header, or behind the older layout's header of one row of 16-bit
-// words. Sums of damaged sizes wrap at 32 bits on every processor.
-long overflow_offset(bool new_layout, int width, int height) {
-  if (new_layout) return kNewHeaderBytes;
-  return static_cast<int>(static_cast<unsigned>(width) + static_cast<unsigned>(height));
-}
-
 // Decodes the packed image and merges the overflow records into it. The packed samples wait in the image's upper half.
 void read_and_merge(const SignedImage& image, int* record, const char* path, std::FILE* stream, const Layout& layout) {
   const Size& size = image.size;
@@ -128,26 +113,26 @@ void read_and_merge(const SignedImage& image, int* record, const char* path, std
   std::ranges::fill(samples, short{0});
   read_packed(samples, path);
   xrd::widen_samples(pixels, [limit = layout.limit](int sample) { return sample < limit ? sample : -1; });
-  std::fseek(stream, overflow_offset(layout.is_new, size.width, size.height), SEEK_SET);
+  std::fseek(stream, xrd::mar345::overflow_offset(layout.is_new, size.width, size.height), SEEK_SET);
   merge_overflows(image, record, stream, layout);
 }
 
 }  // namespace
 
 extern "C" int gethead(int* new_layout, FILE* stream, int* size, int* swapped, int* overflow_count) {
-  std::array<int, 10> words{};
-  if (std::fread(words.data(), sizeof(int), words.size(), stream) < words.size()) {
+  namespace mar345 = xrd::mar345;
+  mar345::Words words{};
+  if (std::fread(words.data(), sizeof words[0], words.size(), stream) < words.size()) {
     std::printf("ERROR> Cannot read header\n");
   }
-  // The range that tells the byte order and the range that is sane differ on purpose.
-  *swapped = words[0] > 100 && words[0] < 5000 ? 0 : 1;
+  *swapped = mar345::is_swapped(words) ? 1 : 0;
   if (*swapped != 0) swapword(words.data(), sizeof words);
-  if (words[0] < 100 || words[0] > 5000) std::printf("ERROR> Something wrong with header: \n");
+  if (!mar345::is_sane(words)) std::printf("ERROR> Something wrong with header: \n");
 
-  *new_layout = words[0] == kNewLayoutMark ? 1 : 0;
-  *overflow_count = *new_layout != 0 ? words[2] : words[4];
-  *size = *new_layout != 0 ? words[1] : words[0];
-  return std::fseek(stream, overflow_offset(*new_layout != 0, words[0], words[0]), SEEK_SET);
+  *new_layout = mar345::is_new_layout(words) ? 1 : 0;
+  *overflow_count = mar345::overflow_count(words);
+  *size = mar345::frame_size(words);
+  return std::fseek(stream, mar345::overflow_offset(*new_layout != 0, words[0], words[0]), SEEK_SET);
 }
 
 extern "C" void readpck(short* image, const char* path) {

@@ -69,12 +69,21 @@ ChunkReader::ChunkReader(std::FILE* stream) : stream_(stream), reads_ahead_(is_r
 }
 
 ChunkReader::~ChunkReader() {
+  if (stream_ == nullptr) return;
   if (reads_ahead_ && !past_end_) {
     // Also without bytes to give back: reading ahead may have met the end of the file, which the caller has not.
     const std::size_t unused = end_ / 8 - (position_ + 7) / 8;
     fseeko(stream_, -static_cast<off_t>(unused), SEEK_CUR);
   }
   funlockfile(stream_);
+}
+
+std::size_t ChunkReader::read_bytes(unsigned char* target, std::size_t count) {
+  if (stream_ != nullptr) return fread_unlocked(target, 1, count, stream_);
+  const auto bytes = memory_.first(std::min(count, memory_.size()));
+  std::ranges::copy(bytes, target);
+  memory_ = memory_.subspan(bytes.size());
+  return bytes.size();
 }
 
 void ChunkReader::fetch(std::size_t bits) {
@@ -84,7 +93,7 @@ void ChunkReader::fetch(std::size_t bits) {
   position_ %= 8;
   const std::size_t needed = (position_ + bits + 7) / 8;
   const std::size_t asked = reads_ahead_ ? kBlockBytes : needed - kept;
-  std::size_t available = kept + fread_unlocked(buffer_.data() + kept, 1, asked, stream_);
+  std::size_t available = kept + read_bytes(buffer_.data() + kept, asked);
   if (available < needed) {
     past_end_ = true;
     std::memset(buffer_.data() + available, 0xFF, needed - available);

@@ -5,24 +5,25 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 
 #include "pack/packed_format.h"
 
 namespace xrd {
 
-// Turns a bit stream into differences. Past its end the stream goes on with one bits. The stream is locked while the
-// reader lives; afterwards it stands behind the byte that held the last bit in use.
+// Turns a bit stream, of a file or in memory, into differences. Past its end the stream goes on with one bits. A file's
+// stream is locked while the reader lives; afterwards it stands behind the byte that held the last bit in use.
 //
 // Fast because:
-// - regular files are read ahead in blocks, and the stream is set back at the end; from pipes, where that cannot be, a
-//   chunk's header tells how many bytes to fetch at once, so that no byte is read that is not needed;
+// - regular files and memory are read ahead in blocks, and a stream is set back at the end; from pipes, where that
+//   cannot be, a chunk's header tells how many bytes to fetch at once, so that no byte is read that is not needed;
 // - eight fields of up to seven bits are cut out of one unaligned 64-bit load, by constant shifts: there is one loop
-// for
-//   each field width;
+//   for each field width;
 // - the buffer is padded, so that no load has to look where the buffer ends.
 class ChunkReader {
  public:
   explicit ChunkReader(std::FILE* stream);
+  explicit ChunkReader(std::span<const unsigned char> memory) : memory_(memory), reads_ahead_(true) {}
   ChunkReader(const ChunkReader&) = delete;
   ChunkReader& operator=(const ChunkReader&) = delete;
   ~ChunkReader();
@@ -30,6 +31,9 @@ class ChunkReader {
   // Writes the next chunk's differences to `differences`, which has room for kLargestChunk, and returns how many are
   // valid: not more than `wanted` (at least 1). What a chunk holds beyond those is not read.
   std::size_t read(std::int32_t* differences, std::size_t wanted);
+
+  // Whether bits past the end were needed.
+  bool past_end() const { return past_end_; }
 
  private:
   static constexpr std::size_t kBlockBytes = 16384;
@@ -42,8 +46,11 @@ class ChunkReader {
     if (end_ - position_ < bits) fetch(bits);
   }
   void fetch(std::size_t bits);
+  // Reads up to `count` bytes, fewer at the end only.
+  std::size_t read_bytes(unsigned char* target, std::size_t count);
 
-  std::FILE* stream_;
+  std::FILE* stream_ = nullptr;            // null: the bits are in memory
+  std::span<const unsigned char> memory_;  // what is left of it
   bool reads_ahead_;
   bool past_end_ = false;
   std::size_t position_ = 0;  // next bit of the buffer

@@ -64,42 +64,52 @@ class HeaderLineSearch {
     std::size_t start = 1;
     while (std::isspace(static_cast<unsigned char>(buffer_[start])) != 0) ++start;
     if (buffer_[start] != 'C') return;
-    static_cast<void>(std::sscanf(buffer_.data(), "\nCCP4 packed image, X: %4d, Y: %4d\n", &size.width, &size.height));
+    static_cast<void>(std::sscanf(buffer_.data(), "\n" XRD_PACKED_LINE("%4d") "\n", &size.width, &size.height));
   }
 
   std::array<char, kBufferBytes + 1> buffer_{'\n'};
 };
 
-}  // namespace
-
-namespace xrd {
-
 // Differences are gathered for some rows at a time, as far as they fit a buffer.
-void unpack_pixels(std::FILE* stream, int width, std::span<short> img) {
-  ChunkReader chunks(stream);
+void unpack_chunks(xrd::ChunkReader& chunks, int width, std::span<short> img) {
   const auto columns = static_cast<std::size_t>(width);
-  std::array<std::int32_t, kBufferedDifferences + kLargestChunk> differences;  // NOLINT: filled before it is read
-  const bool in_bands = columns >= kNarrowestBand && columns <= kBufferedDifferences / kBandRows;
+  std::array<std::int32_t, kBufferedDifferences + xrd::kLargestChunk> differences;  // NOLINT: filled before it is read
+  const bool in_bands = columns >= xrd::kNarrowestBand && columns <= kBufferedDifferences / xrd::kBandRows;
   std::size_t index = 0;
   std::size_t buffered = 0;
   while (index < img.size()) {
     // Up to the second row's second pixel predictions are simple; from there on rows go in bands.
     const std::size_t goal = index <= columns ? columns + 1 - index
-                             : in_bands       ? kBandRows * columns
+                             : in_bands       ? xrd::kBandRows * columns
                                               : kBufferedDifferences;
     const std::size_t count = std::min({goal, img.size() - index, kBufferedDifferences});
     while (buffered < count) {
       buffered += chunks.read(differences.data() + buffered, img.size() - index - buffered);
     }
     if (in_bands && index > columns && count == goal) {
-      restore_band(img.data(), columns, index, differences.data());
+      xrd::restore_band(img.data(), columns, index, differences.data());
     } else {
-      restore_pixels(img.data(), columns, index, index + count, differences.data());
+      xrd::restore_pixels(img.data(), columns, index, index + count, differences.data());
     }
     index += count;
     buffered -= count;
     std::copy_n(differences.data() + count, buffered, differences.data());
   }
+}
+
+}  // namespace
+
+namespace xrd {
+
+void unpack_pixels(std::FILE* stream, int width, std::span<short> img) {
+  ChunkReader chunks(stream);
+  unpack_chunks(chunks, width, img);
+}
+
+bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<short> img) {
+  ChunkReader chunks(stream);
+  unpack_chunks(chunks, width, img);
+  return !chunks.past_end();
 }
 
 bool unpack_file(const char* path, std::span<short> img) {

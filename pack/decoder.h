@@ -12,6 +12,9 @@ namespace xrd {
 // byte; no byte is read that these pixels do not need.
 void unpack_pixels(std::FILE* stream, int width, std::span<short> img);
 
+// The same of a bit stream in memory. False when it ends early.
+bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<short> img);
+
 // Opens the file, finds the header line and decodes the image behind it, cut to img.size() pixels. Nothing is written
 // when there is no header line or its size cannot be. False when the file cannot be opened.
 bool unpack_file(const char* path, std::span<short> img);

@@ -297,7 +297,7 @@ extern "C" void pack_chunk(int32_t* lng, int nmbr, int bitsize, FILE* stream) {
 }
 
 extern "C" void pack_wordimage_c(short* img, int x, int y, FILE* stream) {
-  std::fprintf(stream, XRD_PACKED_HEADER_LINE, x, y);
+  std::fprintf(stream, "\n" XRD_PACKED_LINE("%04d") "\n", x, y);
   Stretch stretch;
   ChunkWriter writer;
   const std::size_t pixels = packable_pixels(x, y);

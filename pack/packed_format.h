@@ -7,8 +7,9 @@
 
 namespace xrd {
 
-// The header line, as the writer prints it.
-#define XRD_PACKED_HEADER_LINE "\nCCP4 packed image, X: %04d, Y: %04d\n"
+// The header line, given the format of its two numbers; it stands between line feeds.
+#define XRD_PACKED_TITLE "CCP4 packed image"
+#define XRD_PACKED_LINE(number) XRD_PACKED_TITLE ", X: " number ", Y: " number
 
 // Chunk header: the base-2 logarithm of the number of differences, then the code of their width, three bits each.
 inline constexpr int kChunkCodeBits = 3;

@@ -53,38 +53,50 @@ void restore_pixels(short* img, std::size_t width, std::size_t first, std::size_
   }
 }
 
-// Each pixel waits for the one before it, so that a row alone leaves most of the processor idle. Four rows are
-// therefore restored side by side, each two pixels behind the row above, which is as close as the prediction's upper
-// right neighbour allows.
-//
-// A row's first pixel follows the last one of the row above, which is not known yet: it is guessed. Predictions shrink
-// the error fourfold at each pixel, so that it has vanished after some ten pixels, and what follows is right. When the
-// row above is complete, the first pixels are restored again, until that changes nothing any more; this check makes the
-// result exact. The last pixels of a row, which depend on the first ones of the next through the upper right neighbour,
-// are restored only then.
-void restore_band(short* img, std::size_t width, std::size_t first, const std::int32_t* differences) {
-  const auto row_pixel = [&](std::size_t row, std::size_t column) { return img + first + row * width + column; };
-  const auto row_difference = [&](std::size_t row, std::size_t column) { return differences + row * width + column; };
-  // The guess stands where the last pixel of each row will be.
-  for (std::size_t row = 0; row + 1 < kBandRows; ++row) *row_pixel(row, width - 1) = img[first - 1];
+namespace {
 
-  std::array<Lane, kBandRows> lanes;  // NOLINT: set below
-  for (std::size_t row = 0; row < kBandRows; ++row) {
-    const short* above = row_pixel(row, 0) - width;
-    lanes[row] = {row_pixel(row, 0), row_difference(row, 0), row_pixel(row, 0)[-1], above[-1], 0};
+using Lanes = std::array<Lane, kBandRows>;
+
+// kBandRows rows, from pixel `first` on, and their differences.
+struct Band {
+  short* img;
+  std::size_t width;
+  std::size_t first;
+  const std::int32_t* differences;
+
+  short* pixel(std::size_t row, std::size_t column) const { return img + first + row * width + column; }
+  const short* above(std::size_t row, std::size_t column) const { return pixel(row, column) - width; }
+  const std::int32_t* difference(std::size_t row, std::size_t column) const {
+    return differences + row * width + column;
   }
-  // Row by row, until all are two pixels apart.
-  const short* above_first = row_pixel(0, 0) - width + 1;
-  const auto head_start = [&](std::size_t row) { return 2 * (kBandRows - 1 - row); };
-  for (std::size_t row = 0; row < kBandRows; ++row) {
-    lanes[row].above = row_pixel(row, 0)[-static_cast<std::ptrdiff_t>(width)];
-    for (std::size_t column = 0; column < head_start(row); ++column) {
-      lanes[row].step(row_pixel(row, column + 1)[-static_cast<std::ptrdiff_t>(width)]);
-    }
+
+  // Restores the pixels from `column` to `end` of the row, one after the other.
+  void restore(std::size_t row, std::size_t column, std::size_t end) const {
+    restore_pixels(img, width, first + row * width + column, first + row * width + end, difference(row, column));
   }
-  // Side by side. The value above to the right is the one that the lane above restored one step ago.
-  const std::size_t steps = width - 1 - head_start(0);
-  above_first += head_start(0);
+};
+
+// How many pixels a row is restored before the last one begins.
+constexpr std::size_t head_start(std::size_t row) {
+  return 2 * (kBandRows - 1 - row);
+}
+
+// Row by row, until all are two pixels apart. The guess stands where the last pixel of each row will be.
+Lanes begin_rows(const Band& band) {
+  for (std::size_t row = 0; row + 1 < kBandRows; ++row) *band.pixel(row, band.width - 1) = band.img[band.first - 1];
+  Lanes lanes;  // NOLINT: set below
+  for (std::size_t row = 0; row < kBandRows; ++row) {
+    lanes[row] = {band.pixel(row, 0), band.difference(row, 0), band.pixel(row, 0)[-1], band.above(row, 0)[-1],
+                  *band.above(row, 0)};
+    for (std::size_t column = 0; column < head_start(row); ++column) lanes[row].step(*band.above(row, column + 1));
+  }
+  return lanes;
+}
+
+// Side by side. The value above to the right is the one that the lane above restored one step ago.
+void run_side_by_side(const Band& band, const Lanes& lanes) {
+  const std::size_t steps = band.width - 1 - head_start(0);
+  const short* above_first = band.above(0, 0) + 1 + head_start(0);
   auto [lane0, lane1, lane2, lane3] = lanes;
   for (std::size_t step = 0; step < steps; ++step) {
     const int right1 = lane0.before;
@@ -95,23 +107,39 @@ void restore_band(short* img, std::size_t width, std::size_t first, const std::i
     lane2.step(right2);
     lane3.step(right3);
   }
-  // What the guesses spoilt, and the rows' ends.
+}
+
+// What the guesses spoilt, and the rows' ends.
+void mend_rows(const Band& band) {
   std::size_t spoilt = 0;  // columns of the row above that have been restored again
   for (std::size_t row = 0; row < kBandRows; ++row) {
-    const std::size_t reached = width - 1 - 2 * row;
+    const std::size_t reached = band.width - 1 - 2 * row;
     std::size_t column = 0;
-    if (row > 0) {
-      bool changed = true;
-      for (; column < reached && (changed || column <= spoilt); ++column) {
-        const short before = *row_pixel(row, column);
-        restore_pixels(img, width, first + row * width + column, first + row * width + column + 1,
-                       row_difference(row, column));
-        changed = *row_pixel(row, column) != before;
-      }
-      spoilt = column;
+    for (bool changed = true; row > 0 && column < reached && (changed || column <= spoilt); ++column) {
+      const short before = *band.pixel(row, column);
+      band.restore(row, column, column + 1);
+      changed = *band.pixel(row, column) != before;
     }
-    restore_pixels(img, width, first + row * width + reached, first + (row + 1) * width, row_difference(row, reached));
+    spoilt = column;
+    band.restore(row, reached, band.width);
   }
+}
+
+}  // namespace
+
+// Each pixel waits for the one before it, so that a row alone leaves most of the processor idle. Four rows are
+// therefore restored side by side, each two pixels behind the row above, which is as close as the prediction's upper
+// right neighbour allows.
+//
+// A row's first pixel follows the last one of the row above, which is not known yet: it is guessed. Predictions shrink
+// the error fourfold at each pixel, so that it has vanished after some ten pixels, and what follows is right. When the
+// row above is complete, the first pixels are restored again, until that changes nothing any more; this check makes the
+// result exact. The last pixels of a row, which depend on the first ones of the next through the upper right neighbour,
+// are restored only then.
+void restore_band(short* img, std::size_t width, std::size_t first, const std::int32_t* differences) {
+  const Band band{img, width, first, differences};
+  run_side_by_side(band, begin_rows(band));
+  mend_rows(band);
 }
 
 }  // namespace xrd

@@ -1,13 +1,17 @@
 #include "host/frames/bytes.h"
 
 #include <bzlib.h>
+#include <sys/stat.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <memory>
+#include <new>
+#include <string_view>
 
 #include "support/files.h"
 #include "support/image_size.h"
@@ -19,46 +23,108 @@ namespace {
 // No frame is larger when it is decompressed: a damaged or malicious file must not exhaust the memory.
 constexpr std::size_t kLargestFile = xrd::kMaxPixels * 8;
 
-using Buffer = std::array<char, 65536>;
-
-void append(std::vector<unsigned char>& bytes, const Buffer& buffer, std::size_t count) {
-  if (bytes.size() + count > kLargestFile) throw LoadError("is too large for a frame");
-  bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
+void check_size(std::size_t size) {
+  if (size > kLargestFile) throw LoadError("is too large for a frame");
 }
 
-std::vector<unsigned char> read_plain(std::FILE* stream) {
-  std::vector<unsigned char> bytes;
-  Buffer buffer;  // NOLINT: filled before it is read
-  while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), stream)) append(bytes, buffer, count);
+// The size that the file is said to have; nothing of what is no regular file.
+std::size_t expected_size(std::FILE* stream) {
+  struct stat status {};
+  if (fstat(fileno(stream), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  check_size(static_cast<std::size_t>(std::min<std::uint64_t>(size, kLargestFile + 1)));
+  return static_cast<std::size_t>(size);
+}
+
+// One read for a file that is as long as it is said to be: the room for one byte more is what shows its end. Files that
+// grow, and pipes, get more room as they go on.
+std::vector<unsigned char> read_all(std::FILE* stream) {
+  constexpr std::size_t kLeastRoom = 65536;
+  std::vector<unsigned char> bytes(std::max(expected_size(stream) + 1, kLeastRoom));
+  std::size_t size = 0;
+  while (const std::size_t count = std::fread(bytes.data() + size, 1, bytes.size() - size, stream)) {
+    size += count;
+    check_size(size);
+    if (size == bytes.size()) bytes.resize(2 * size);
+  }
   if (std::ferror(stream) != 0) throw LoadError(std::strerror(errno));
+  bytes.resize(size);
   return bytes;
 }
 
-std::vector<unsigned char> read_gzip(const std::string& path) {
-  const std::unique_ptr<gzFile_s, int (*)(gzFile)> file(gzopen(path.c_str(), "rb"), gzclose);
-  if (!file) throw LoadError(std::strerror(errno));
-  std::vector<unsigned char> bytes;
-  Buffer buffer;  // NOLINT: filled before it is read
-  int count = 0;
-  while ((count = gzread(file.get(), buffer.data(), static_cast<unsigned>(buffer.size()))) > 0) {
-    append(bytes, buffer, static_cast<std::size_t>(count));
+// What the two compression libraries, whose interfaces are alike, call differently.
+struct Gzip {
+  using Stream = z_stream;
+  using Byte = Bytef;
+  static constexpr std::string_view kMark = "\x1F\x8B";
+  static constexpr const char* kDamage = "is a damaged gzip file";
+  static constexpr int kRunning = Z_OK;
+  static constexpr int kEnd = Z_STREAM_END;
+  static bool begin(Stream& stream) { return inflateInit2(&stream, 16 + MAX_WBITS) == Z_OK; }  // 16: of gzip files
+  static int step(Stream& stream) { return inflate(&stream, Z_NO_FLUSH); }
+  static void end(Stream& stream) { inflateEnd(&stream); }
+};
+
+struct Bzip2 {
+  using Stream = bz_stream;
+  using Byte = char;
+  static constexpr std::string_view kMark = "BZh";
+  static constexpr const char* kDamage = "is a damaged bzip2 file";
+  static constexpr int kRunning = BZ_OK;
+  static constexpr int kEnd = BZ_STREAM_END;
+  static bool begin(Stream& stream) { return BZ2_bzDecompressInit(&stream, 0, 0) == BZ_OK; }
+  static int step(Stream& stream) { return BZ2_bzDecompress(&stream); }
+  static void end(Stream& stream) { BZ2_bzDecompressEnd(&stream); }
+};
+
+// A running decompression, ended whatever happens.
+template <typename Method>
+class Decompression {
+ public:
+  Decompression() {
+    if (!Method::begin(stream_)) throw std::bad_alloc();
   }
-  int error = Z_OK;
-  gzerror(file.get(), &error);
-  if (count < 0 || error == Z_BUF_ERROR) throw LoadError("is a damaged gzip file");
-  return bytes;
+  Decompression(const Decompression&) = delete;
+  Decompression& operator=(const Decompression&) = delete;
+  ~Decompression() { Method::end(stream_); }
+
+  // Appends to `bytes` what the member of the file that `packed` begins with holds. Returns the member's length.
+  std::size_t run(Bytes packed, std::vector<unsigned char>& bytes) {
+    std::array<unsigned char, 65536> buffer;  // NOLINT: filled before it is read
+    // The input is only read.
+    stream_.next_in = reinterpret_cast<typename Method::Byte*>(const_cast<unsigned char*>(packed.data()));
+    stream_.avail_in = static_cast<unsigned>(packed.size());
+    int state = Method::kRunning;
+    while (state != Method::kEnd) {
+      stream_.next_out = reinterpret_cast<typename Method::Byte*>(buffer.data());
+      stream_.avail_out = static_cast<unsigned>(buffer.size());
+      state = Method::step(stream_);
+      const std::size_t count = buffer.size() - stream_.avail_out;
+      // Without an end, output or input the file is cut: bzip2 does not call this an error.
+      const bool stuck = state == Method::kRunning && count == 0 && stream_.avail_in == 0;
+      if ((state != Method::kRunning && state != Method::kEnd) || stuck) throw LoadError(Method::kDamage);
+      check_size(bytes.size() + count);
+      bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
+    }
+    return packed.size() - stream_.avail_in;
+  }
+
+ private:
+  typename Method::Stream stream_{};
+};
+
+template <typename Method>
+bool is_compressed(Bytes file) {
+  return text_of(file).starts_with(Method::kMark);
 }
 
-std::vector<unsigned char> read_bzip2(const std::string& path) {
-  const std::unique_ptr<BZFILE, void (*)(BZFILE*)> file(BZ2_bzopen(path.c_str(), "rb"), BZ2_bzclose);
-  if (!file) throw LoadError(std::strerror(errno));
+// All members of the file, which may be several in a row; anything else behind them is padding.
+template <typename Method>
+std::vector<unsigned char> decompress(Bytes file) {
   std::vector<unsigned char> bytes;
-  Buffer buffer;  // NOLINT: filled before it is read
-  int count = 0;
-  while ((count = BZ2_bzread(file.get(), buffer.data(), static_cast<int>(buffer.size()))) > 0) {
-    append(bytes, buffer, static_cast<std::size_t>(count));
+  while (is_compressed<Method>(file)) {
+    file = file.subspan(Decompression<Method>().run(file, bytes));
   }
-  if (count < 0) throw LoadError("is a damaged bzip2 file");
   return bytes;
 }
 
@@ -67,12 +133,10 @@ std::vector<unsigned char> read_bzip2(const std::string& path) {
 std::vector<unsigned char> read_file(const std::string& path) {
   const xrd::FileHandle stream = xrd::open_file(path.c_str(), "rb");
   if (!stream) throw LoadError(std::strerror(errno));
-  std::array<unsigned char, 3> magic{};
-  const std::size_t count = std::fread(magic.data(), 1, magic.size(), stream.get());
-  if (count >= 2 && magic[0] == 0x1F && magic[1] == 0x8B) return read_gzip(path);
-  if (count == 3 && std::memcmp(magic.data(), "BZh", 3) == 0) return read_bzip2(path);
-  std::rewind(stream.get());
-  return read_plain(stream.get());
+  std::vector<unsigned char> file = read_all(stream.get());
+  if (is_compressed<Gzip>(file)) return decompress<Gzip>(file);
+  if (is_compressed<Bzip2>(file)) return decompress<Bzip2>(file);
+  return file;
 }
 
 }  // namespace frames

@@ -1,53 +1,50 @@
 // mar345 image plate frames: binary words, a text header, overflow records and a CCP4-packed image.
 #include <algorithm>
+#include <array>
+#include <cstring>
 #include <string>
 
-#include "host/frames/bytes.h"
 #include "host/frames/header_items.h"
 #include "host/frames/packed.h"
+#include "mar345/binary_header.h"
 #include "xrdimage.h"
 
 namespace frames {
 
 namespace {
 
-constexpr std::int32_t kNewLayoutMark = 1234;
-constexpr std::size_t kBinaryBytes = 40;
-constexpr std::size_t kTextBegin = 128;
-constexpr std::size_t kNewHeaderBytes = 4096;
-constexpr std::size_t kRecordBytes = 8;
-constexpr std::size_t kPackedFileHeaderBytes = 2400;
+namespace mar345 = xrd::mar345;
+
+constexpr std::size_t kBinaryBytes = sizeof(mar345::Words);
 constexpr std::string_view kTextMark = "mar research";
 
-// The binary header. Its first word is the newer layout's mark or the older one's size, which also tells the byte
-// order.
-struct Words {
-  explicit Words(Bytes file) {
-    const auto in_order = number_at<std::int32_t>(file, 0);
-    big_endian = in_order <= 100 || in_order >= 5000;
-    first = number_at<std::int32_t>(file, 0, big_endian);
-    is_new = first == kNewLayoutMark;
-    size = is_new ? number_at<std::int32_t>(file, 4, big_endian) : first;
-    overflows = number_at<std::int32_t>(file, is_new ? 8 : 16, big_endian);
+// The binary header.
+struct Binary {
+  explicit Binary(Bytes file) {
+    std::memcpy(words.data(), file.data(), kBinaryBytes);
+    swapped = mar345::is_swapped(words);
+    if (swapped) swapword(words.data(), kBinaryBytes);
+    is_new = mar345::is_new_layout(words);
+    size = mar345::frame_size(words);
   }
-  bool sane() const { return first >= 100 && first <= 5000; }
-  std::size_t header_bytes() const { return is_new ? kNewHeaderBytes : 2 * static_cast<std::size_t>(size); }
+  // Of a sane header.
+  std::size_t header_bytes() const {
+    return static_cast<std::size_t>(mar345::overflow_offset(is_new, words[0], words[0]));
+  }
 
-  bool big_endian = false;
-  bool is_new = false;
-  std::int32_t first = 0;
-  std::int32_t size = 0;
-  std::int32_t overflows = 0;
+  mar345::Words words;  // in the processor's byte order
+  bool swapped;         // the file has the other one
+  bool is_new;
+  int size;
 };
 
 // The older layout has no mark: it must be told from a packed file, whose header begins with width and height.
-bool is_older_layout(Bytes file, const Words& words) {
-  if (words.is_new || !words.sane()) return false;
+bool is_older_layout(Bytes file, const Binary& binary) {
+  if (binary.is_new || !mar345::is_sane(binary.words)) return false;
   const auto line = find_packed_line(file);
-  if (!line || line->width != words.size || line->height != words.size) return false;
-  const bool is_packed_file =
-      line->begin == kPackedFileHeaderBytes && number_at<std::int32_t>(file, 4, words.big_endian) == words.size;
-  return !is_packed_file && line->begin >= words.header_bytes();
+  if (!line || line->width != binary.size || line->height != binary.size) return false;
+  const bool is_packed_file = line->begin == sizeof(PackedFileHeader) && binary.words[1] == binary.size;
+  return !is_packed_file && line->begin >= binary.header_bytes();
 }
 
 std::vector<std::string_view> split(std::string_view text, std::string_view separators) {
@@ -110,22 +107,21 @@ void read_line(const Line& line, Header& header) {
   }
 }
 
-Header read_header(Bytes file, const Words& words) {
+Header read_header(Bytes file, const Binary& binary) {
   Header header;
-  const std::size_t end = std::min(words.header_bytes(), file.size());
-  if (end <= kTextBegin) return header;
-  for (const std::string_view text : split(text_of(file.subspan(kTextBegin, end - kTextBegin)), "\n")) {
+  const std::size_t end = std::min(binary.header_bytes(), file.size());
+  if (end <= mar345::kTextBegin) return header;
+  for (const std::string_view text : split(text_of(file.subspan(mar345::kTextBegin, end - mar345::kTextBegin)), "\n")) {
     if (text.starts_with("END OF HEADER")) break;
     read_line(Line(text), header);
   }
   return header;
 }
 
-void merge_record(Frame& frame, const Words& words, std::int32_t position, std::int32_t value) {
-  // The newer layout takes positions as indices, the older one counts from 1.
-  const std::int64_t index = std::int64_t{position} - (words.is_new ? 0 : 1);
-  if (position < 1 || index >= static_cast<std::int64_t>(frame.counts.size())) return;
-  const auto pixel = static_cast<std::size_t>(index);
+void merge_record(Frame& frame, const Binary& binary, std::int32_t position, std::int32_t value) {
+  const auto found = mar345::record_pixel(position, frame.width, frame.height, binary.is_new);
+  if (!found) return;
+  const std::size_t pixel = *found;
   frame.counts[pixel] = value < 0 ? OVERFLOW_MARK : static_cast<std::uint32_t>(value);
   if (value < 0) {
     mark_unknown(frame, pixel);
@@ -135,16 +131,19 @@ void merge_record(Frame& frame, const Words& words, std::int32_t position, std::
 }
 
 // Records end where the file or `end` does: what lies behind it is the packed image.
-void merge_records(Frame& frame, Bytes file, const Words& words, std::size_t end) {
-  std::size_t offset = words.header_bytes();
-  for (std::int32_t record = 0; record < words.overflows; ++record, offset += kRecordBytes) {
-    if (offset + kRecordBytes > end) {
-      frame.notes.push_back(std::to_string(words.overflows - record) + " of " + std::to_string(words.overflows) +
+void merge_records(Frame& frame, Bytes file, const Binary& binary, std::size_t end) {
+  const std::int32_t records = mar345::overflow_count(binary.words);
+  std::size_t offset = binary.header_bytes();
+  for (std::int32_t record = 0; record < records; ++record, offset += mar345::kRecordBytes) {
+    if (offset + mar345::kRecordBytes > end) {
+      frame.notes.push_back(std::to_string(records - record) + " of " + std::to_string(records) +
                             " overflow records are missing");
       return;
     }
-    merge_record(frame, words, number_at<std::int32_t>(file, offset, words.big_endian),
-                 number_at<std::int32_t>(file, offset + 4, words.big_endian));
+    std::array<std::int32_t, 2> words;  // NOLINT: filled before it is read
+    std::memcpy(words.data(), file.data() + offset, mar345::kRecordBytes);
+    if (binary.swapped) swapword(words.data(), mar345::kRecordBytes);
+    merge_record(frame, binary, words[0], words[1]);
   }
 }
 
@@ -155,37 +154,33 @@ void read_packed_image(Frame& frame, Bytes file, const PackedLine& line, const L
                       std::to_string(line.height) + " pixels, the header says " + std::to_string(frame.width) + " x " +
                       std::to_string(frame.height));
   }
-  const PackedPixels pixels = unpack(file, line);
-  if (pixels.truncated) report_damage(frame, options, "is truncated: the packed image ends early");
-  const std::size_t count = std::min(pixels.samples.size(), frame.counts.size());
-  std::transform(pixels.samples.begin(), pixels.samples.begin() + static_cast<std::ptrdiff_t>(count),
-                 frame.counts.begin(), packed_count);
+  read_packed_pixels(frame, file, line, options);
 }
 
 }  // namespace
 
 bool is_mar345(Bytes file) {
   if (file.size() < kBinaryBytes) return false;
-  if (file.size() > kTextBegin && text_of(file).substr(kTextBegin).starts_with(kTextMark)) return true;
-  const Words words(file);
-  return words.is_new ? words.size > 0 && words.size <= 10000 : is_older_layout(file, words);
+  if (file.size() > mar345::kTextBegin && text_of(file).substr(mar345::kTextBegin).starts_with(kTextMark)) return true;
+  const Binary binary(file);
+  return binary.is_new ? binary.size > 0 && binary.size <= 10000 : is_older_layout(file, binary);
 }
 
 Frame load_mar345(Bytes file, const LoadOptions& options) {
   if (file.size() < kBinaryBytes) throw LoadError("is truncated: the header is not whole");
-  const Words words(file);
-  if (!words.sane()) throw LoadError("is damaged: its first word is not that of a mar345 frame");
+  const Binary binary(file);
+  if (!mar345::is_sane(binary.words)) throw LoadError("is damaged: its first word is not that of a mar345 frame");
   Frame frame;
   frame.format = Format::kMar345;
-  set_size(frame, words.size, words.size);
-  frame.header = read_header(file, words);
+  set_size(frame, binary.size, binary.size);
+  frame.header = read_header(file, binary);
   const auto line = find_packed_line(file);
   if (line) {
     read_packed_image(frame, file, *line, options);
   } else {
     report_damage(frame, options, "is truncated or damaged: it holds no packed image");
   }
-  merge_records(frame, file, words, line ? line->begin : file.size());
+  merge_records(frame, file, binary, line ? line->begin : file.size());
   return frame;
 }
 

@@ -2,20 +2,20 @@
 #include "host/frames/packed.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <span>
 #include <string>
 
-#include "support/files.h"
+#include "pack/decoder.h"
+#include "pack/packed_format.h"
 #include "support/image_size.h"
-#include "xrdimage.h"
+#include "support/pixels.h"
 
 namespace frames {
 
 namespace {
 
-constexpr std::string_view kLineStart = "CCP4 packed image, X:";
+constexpr std::string_view kLineStart = XRD_PACKED_TITLE;
 constexpr std::size_t kLongestLine = 80;
 
 }  // namespace
@@ -28,27 +28,19 @@ std::optional<PackedLine> find_packed_line(Bytes file) {
     if (length == text.npos) continue;
     PackedLine line{at == 0 ? 0 : at - 1, at + length + 1, 0, 0};
     const std::string content(text.substr(at, length));
-    if (std::sscanf(content.c_str(), "CCP4 packed image, X: %9d, Y: %9d", &line.width, &line.height) != 2) continue;
+    if (std::sscanf(content.c_str(), XRD_PACKED_LINE("%9d"), &line.width, &line.height) != 2) continue;
     if (line.width >= 1 && line.height >= 1 && xrd::allocatable_pixels(line.width, line.height)) return line;
   }
   return std::nullopt;
 }
 
-PackedPixels unpack(Bytes file, const PackedLine& line) {
-  PackedPixels pixels;
-  pixels.samples.resize(xrd::allocatable_pixels(line.width, line.height).value_or(0));
-  const Bytes stretch = file.subspan(line.end);
-  if (stretch.empty()) {
-    pixels.truncated = true;
-    return pixels;
-  }
-  // The stream is only read.
-  const xrd::FileHandle stream(fmemopen(const_cast<unsigned char*>(stretch.data()), stretch.size(), "rb"));
-  if (!stream) throw LoadError(std::strerror(errno));
-  unpack_word(stream.get(), line.width, line.height, pixels.samples.data());
-  // The decoder reads no byte that it does not need, so it meets the end only when bytes are missing.
-  pixels.truncated = std::feof(stream.get()) != 0;
-  return pixels;
+void read_packed_pixels(Frame& frame, Bytes file, const PackedLine& line, const LoadOptions& options) {
+  const std::size_t stated = xrd::allocatable_pixels(line.width, line.height).value_or(0);
+  // No second array: the samples wait in the upper half of the pixels that they become.
+  const std::span<std::uint32_t> pixels(frame.counts.data(), std::min(stated, frame.counts.size()));
+  const bool whole = xrd::unpack_pixels(file.subspan(line.end), line.width, xrd::sample_half(pixels));
+  if (!whole) report_damage(frame, options, "is truncated: the packed image ends early");
+  xrd::widen_samples(pixels, [](std::uint16_t sample) -> std::uint32_t { return sample; });
 }
 
 bool is_packed(Bytes file) {
@@ -61,9 +53,7 @@ Frame load_packed(Bytes file, const LoadOptions& options) {
   Frame frame;
   frame.format = Format::kPacked;
   set_size(frame, line->width, line->height);
-  const PackedPixels pixels = unpack(file, *line);
-  if (pixels.truncated) report_damage(frame, options, "is truncated: the packed image ends early");
-  std::ranges::transform(pixels.samples, frame.counts.begin(), packed_count);
+  read_packed_pixels(frame, file, *line, options);
   return frame;
 }
 

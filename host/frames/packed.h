@@ -2,9 +2,7 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <optional>
-#include <vector>
 
 #include "host/frames/loaders.h"
 
@@ -21,16 +19,8 @@ struct PackedLine {
 // The first header line with a size that can be, anywhere in the file.
 std::optional<PackedLine> find_packed_line(Bytes file);
 
-struct PackedPixels {
-  std::vector<short> samples;  // 16-bit counts; those above 32767 are negative
-  bool truncated = false;      // the bit stream ended early: the last samples have no meaning
-};
-
-PackedPixels unpack(Bytes file, const PackedLine& line);
-
-// The count of a 16-bit sample.
-inline std::uint32_t packed_count(short sample) {
-  return static_cast<std::uint16_t>(sample);
-}
+// Decodes the image into the frame's counts, as far as it has pixels and they have room: 16 bits without a sign. A bit
+// stream that ends early is damage; the last counts have no meaning then.
+void read_packed_pixels(Frame& frame, Bytes file, const PackedLine& line, const LoadOptions& options);
 
 }  // namespace frames

@@ -12,6 +12,7 @@
 #include <new>
 #include <string>
 
+#include "formats/tiff_strips.h"
 #include "host/frames/loaders.h"
 #include "host/frames/samples.h"
 #include "support/image_size.h"
@@ -81,11 +82,6 @@ int ignore_warning(tiff* /*image*/, void* /*user_data*/, const char* /*module*/,
   return 1;
 }
 
-struct Closer {
-  void operator()(tiff* image) const { TIFFClose(image); }
-};
-using Image = std::unique_ptr<tiff, Closer>;
-
 struct OptionsFreer {
   void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
 };
@@ -94,13 +90,13 @@ std::string damage(const Source& source) {
   return source.error.empty() ? "is a damaged TIFF file" : "is a damaged TIFF file: " + source.error;
 }
 
-Image open(Source& source) {
+xrd::TiffHandle open(Source& source) {
   const std::unique_ptr<TIFFOpenOptions, OptionsFreer> options(TIFFOpenOptionsAlloc());
   if (!options) throw std::bad_alloc();
   TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &source);
   TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignore_warning, nullptr);
-  Image image(TIFFClientOpenExt("frame", "rm", &source, read_bytes, write_nothing, seek, close_nothing, file_size,
-                                nullptr, nullptr, options.get()));
+  xrd::TiffHandle image(TIFFClientOpenExt("frame", "rm", &source, read_bytes, write_nothing, seek, close_nothing,
+                                          file_size, nullptr, nullptr, options.get()));
   if (!image) throw LoadError(damage(source));
   return image;
 }
@@ -198,7 +194,7 @@ bool is_tiff(Bytes file) {
 
 Frame load_tiff(Bytes file, const LoadOptions& options) {
   Source source{file, 0, {}};
-  const Image image = open(source);
+  const xrd::TiffHandle image = open(source);
   const int samples = tag<std::uint16_t>(image.get(), TIFFTAG_SAMPLESPERPIXEL, 1);
   if (samples != 1) {
     throw LoadError("has " + std::to_string(samples) + " numbers per pixel; frames have one");
@@ -218,6 +214,7 @@ Frame load_tiff(Bytes file, const LoadOptions& options) {
   frame.header.detector = text_tag(image.get(), TIFFTAG_MODEL);
   const Samples pixels = decode(image.get(), frame, blocks_of(image.get(), frame), type->bytes);
   if (!pixels.whole) report_damage(frame, options, damage(source));
+  if (TIFFNumberOfDirectories(image.get()) > 1) frame.notes.emplace_back("has several images; this is the first");
   read_samples(frame, pixels.bytes, *type, std::endian::native == std::endian::big, options);
   return frame;
 }
