@@ -11,6 +11,8 @@ struct Rgb {
   std::uint8_t red;
   std::uint8_t green;
   std::uint8_t blue;
+
+  bool operator==(const Rgb&) const = default;
 };
 
 // From 1 to 256 colours; a Failure if the file is anything else.

@@ -11,15 +11,16 @@
 #include <vector>
 
 #include "host/colormap.h"
-#include "host/contrast.h"
 #include "host/failure.h"
-#include "host/png.h"
+#include "host/frame.h"
+#include "host/new_file.h"
+#include "host/pictures/png.h"
 #include "support/files.h"
 #include "support/image_size.h"
 
 namespace {
 
-using host::Contrast;
+using host::CountRange;
 using host::Failure;
 using host::FrameSize;
 
@@ -29,7 +30,7 @@ struct Options {
   std::string colormap;
   bool unsigned_short = false;
   FrameSize size;
-  Contrast contrast{0, 65535};
+  CountRange range{0, 65535};
   std::string output;
   std::string input;
 };
@@ -49,7 +50,7 @@ FrameSize parse_size(const std::string& text) {
   return size;
 }
 
-Contrast parse_range(const std::string& text) {
+CountRange parse_range(const std::string& text) {
   long long low = 0;
   long long high = 0;
   int length = 0;
@@ -67,17 +68,28 @@ std::vector<std::uint16_t> read_dump(const std::string& path, std::size_t pixels
   return words;
 }
 
+// The range is cut into as many equal pieces as there are colours. It may be empty or go downwards: the library divides
+// as signed numbers.
+std::uint8_t colour_of(std::int64_t count, const CountRange& range, std::size_t colours) {
+  if (count <= range.low) return 0;
+  if (count >= range.high) return static_cast<std::uint8_t>(colours - 1);
+  return static_cast<std::uint8_t>((count - range.low) * static_cast<std::int64_t>(colours) / (range.high - range.low));
+}
+
 void convert(const Options& options) {
-  const std::vector<host::Rgb> palette =
-      options.colormap.empty() ? std::vector<host::Rgb>() : host::read_colormap(options.colormap);
-  const std::size_t colours = palette.empty() ? 256 : palette.size();
-  const auto pixels = static_cast<std::size_t>(options.size.width) * static_cast<std::size_t>(options.size.height);
-  std::vector<std::uint8_t> picture;
-  picture.reserve(pixels);
+  host::Picture picture;
+  if (!options.colormap.empty()) picture.palette = host::read_colormap(options.colormap);
+  const std::size_t colours = picture.palette.empty() ? 256 : picture.palette.size();
+  picture.width = options.size.width;
+  picture.height = options.size.height;
+  const auto pixels = static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height);
+  picture.pixels.reserve(pixels);
   for (const std::uint16_t word : read_dump(options.input, pixels)) {
-    picture.push_back(host::colour_of(word, options.contrast, colours));
+    picture.pixels.push_back(colour_of(word, options.range, colours));
   }
-  host::write_png(options.output, options.size, picture, palette);
+  host::NewFile file(options.output);
+  host::write_png(picture, file.stream());
+  file.commit();
 }
 
 int run(int argc, char** argv) {
@@ -90,7 +102,7 @@ int run(int argc, char** argv) {
       ->type_name("ROWSxCOLUMNS")
       ->required();
   app.add_option_function<std::string>(
-         "--absolute", [&](const std::string& text) { options.contrast = parse_range(text); },
+         "--absolute", [&](const std::string& text) { options.range = parse_range(text); },
          "Values of the first and the last colour")
       ->type_name("LO-HI");
   app.add_option("-o", options.output, "Picture to write")->required();
