@@ -18,7 +18,7 @@ struct Shard {
 
 struct BatchOptions {
   std::vector<std::string> files;
-  std::string list;  // a file with names, one a line; "-" is standard input
+  std::string list;   // a file with names, one a line; "-" is standard input
   unsigned jobs = 0;  // processes at a time; 0 for one per processor
   Shard shard;
 };
@@ -43,8 +43,8 @@ struct TaskResult {
 
 // Runs work(0) to work(count - 1), each in a process of its own, so that a task that crashes takes no other with it and
 // leaves no memory behind; at most `jobs` at a time (0: one per processor). What work returns is handed to `finished`
-// in the order in which tasks end, and so is the message of the Failure that it throws. An interrupt ends all of them, and then this
-// process.
+// in the order in which tasks end, and so is the message of the Failure that it throws. An interrupt ends all of them,
+// and then this process.
 void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
                const std::function<void(std::size_t, const TaskResult&)>& finished);
 

@@ -12,7 +12,6 @@
 
 #include "host/colormap.h"
 #include "host/failure.h"
-#include "host/frame.h"
 #include "host/new_file.h"
 #include "host/pictures/png.h"
 #include "support/files.h"
@@ -22,14 +21,18 @@ namespace {
 
 using host::CountRange;
 using host::Failure;
-using host::FrameSize;
 
 static_assert(std::endian::native == std::endian::little, "pixels are read in the processor's order");
+
+struct Size {
+  int width = 0;
+  int height = 0;
+};
 
 struct Options {
   std::string colormap;
   bool unsigned_short = false;
-  FrameSize size;
+  Size size;
   CountRange range{0, 65535};
   std::string output;
   std::string input;
@@ -40,8 +43,8 @@ bool matched(const std::string& text, int found, int length) {
 }
 
 // The number of rows comes first.
-FrameSize parse_size(const std::string& text) {
-  FrameSize size;
+Size parse_size(const std::string& text) {
+  Size size;
   int length = 0;
   const int found = std::sscanf(text.c_str(), "%9dx%9d%n", &size.height, &size.width, &length);
   if (!matched(text, found, length) || xrd::allocatable_pixels(size.width, size.height).value_or(0) == 0) {

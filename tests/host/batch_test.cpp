@@ -224,8 +224,7 @@ TEST_F(Batch, WarningsNameTheirFrames) {
 TEST_F(Batch, ABarShowsTheProgressOnATerminal) {
   make_frames(5);
   // script(1) runs the command on a terminal of its own.
-  const Result result =
-      place_.run(std::string("script -qec \"$xrdimage ") + kConvert + "\" /dev/null </dev/null", "");
+  const Result result = place_.run(std::string("script -qec \"$xrdimage ") + kConvert + "\" /dev/null </dev/null", "");
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("] 0/5"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("\r\033[K"), std::string::npos);

@@ -42,7 +42,8 @@ TEST_F(Convert, PictureHasTheColourMap) {
 TEST_F(Convert, StatesTheRangeThatItChose) {
   const Result result = place_.xrdimage("convert frame.mar2300 -o out.png");
   EXPECT_EQ(result.status, 0);
-  EXPECT_TRUE(result.out.starts_with("range:            5-256000 counts (1 % to 99.5 % of the pixels)\n")) << result.out;
+  EXPECT_TRUE(result.out.starts_with("range:            5-256000 counts (1 % to 99.5 % of the pixels)\n"))
+      << result.out;
 }
 
 TEST_F(Convert, SampleComesBackFromThePictureColourByColour) {
@@ -212,15 +213,19 @@ TEST_F(Convert, TheGeometryFollowsThePixels) {
     return out.substr(begin, out.find("minimum") - begin);
   };
   ASSERT_EQ(place_.xrdimage("sample --size 64 new.mar2300").status, 0);
-  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30").starts_with("pixel size:       0.1 x 0.2 mm\n"
-                                                                   "beam centre:      20, 30 pixels\n"));
-  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --bin 2").starts_with("pixel size:       0.2 x 0.4 mm\n"
-                                                                           "beam centre:      10, 15 pixels\n"));
-  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --crop 5,10,9,9").starts_with("pixel size:       0.1 x 0.2 mm\n"
-                                                                                   "beam centre:      15, 20 pixels\n"));
+  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30")
+                  .starts_with("pixel size:       0.1 x 0.2 mm\n"
+                               "beam centre:      20, 30 pixels\n"));
+  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --bin 2")
+                  .starts_with("pixel size:       0.2 x 0.4 mm\n"
+                               "beam centre:      10, 15 pixels\n"));
+  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --crop 5,10,9,9")
+                  .starts_with("pixel size:       0.1 x 0.2 mm\n"
+                               "beam centre:      15, 20 pixels\n"));
   // The row becomes the column, counted from the other side: 63 - 30.
-  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --rotate").starts_with("pixel size:       0.2 x 0.1 mm\n"
-                                                                            "beam centre:      33, 20 pixels\n"));
+  EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --rotate")
+                  .starts_with("pixel size:       0.2 x 0.1 mm\n"
+                               "beam centre:      33, 20 pixels\n"));
 }
 
 TEST_F(Convert, UnknownPixelsStayUnknown) {

@@ -275,9 +275,9 @@ TEST(InfoOfRealFrames, HasTheCountsOfTheirOwnHeaders) {
   const Result result = place.xrdimage("info " + path);
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
-  for (const char* line : {"size:             2300 x 2300 pixels\n", "wavelength:       1.54179 Å\n",
-                           "distance:         100 mm\n", "minimum:          0 counts\n",
-                           "maximum:          67080 counts\n", "unknown:          0 pixels\n"}) {
+  for (const char* line :
+       {"size:             2300 x 2300 pixels\n", "wavelength:       1.54179 Å\n", "distance:         100 mm\n",
+        "minimum:          0 counts\n", "maximum:          67080 counts\n", "unknown:          0 pixels\n"}) {
     EXPECT_NE(result.out.find(line), std::string::npos) << line << result.out;
   }
 }

@@ -1,7 +1,10 @@
 #include "host/new_file.h"
 
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 
 #include "host/failure.h"
@@ -74,16 +77,34 @@ TEST(NewFile, DevicesAndDirectoriesAreRefused) {
   EXPECT_TRUE(fs::is_character_file("/dev/full"));
 }
 
-TEST(NewFile, ASizeThatIsNotTheExpectedOneIsAFailure) {
+TEST(NewFile, AnInterruptLeavesNothing) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    const test::Workplace place;
+    const pid_t process = fork();
+    if (process == 0) {
+      NewFile file("out");
+      std::fputs("half", file.stream());
+      std::fflush(file.stream());
+      raise(signal);
+      _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(process, &status, 0), process);
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), signal);
+    EXPECT_EQ(place.files(), Names{});
+  }
+}
+
+TEST(NewFile, SignalsThatAreIgnoredStayIgnored) {
   const test::Workplace place;
-  const auto write_by_name = [](std::uintmax_t expected) {
+  auto* const before = std::signal(SIGHUP, SIG_IGN);
+  {
     NewFile file("out");
-    fs::resize_file(file.temporary_path(), 10);
-    file.commit(expected);
-  };
-  EXPECT_EQ(failure_of([&] { write_by_name(12); }), "out: cannot be written: only 10 of 12 bytes found room");
-  EXPECT_EQ(place.files(), Names{});
-  EXPECT_EQ(failure_of([&] { write_by_name(10); }), "none");
+    EXPECT_EQ(raise(SIGHUP), 0);
+    file.commit();
+  }
+  EXPECT_EQ(std::signal(SIGHUP, before), SIG_IGN);
   EXPECT_EQ(place.files(), Names{"out"});
 }
 

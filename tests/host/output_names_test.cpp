@@ -36,7 +36,8 @@ TEST(OutputNames, FoldersTakeTheFramesNames) {
 }
 
 TEST(OutputNames, NumbersOfFramesAreNoEndings) {
-  EXPECT_EQ(output_names({"lyso.0001", "lyso.0002"}, {"out/", "png"}), (Names{"out/lyso.0001.png", "out/lyso.0002.png"}));
+  EXPECT_EQ(output_names({"lyso.0001", "lyso.0002"}, {"out/", "png"}),
+            (Names{"out/lyso.0001.png", "out/lyso.0002.png"}));
   EXPECT_EQ(output_names({"A.MAR2300.BZ2", ".img"}, {"out/", "png"}), (Names{"out/A.png", "out/.img.png"}));
 }
 

@@ -8,8 +8,7 @@ using host::duration_text;
 using host::progress_line;
 
 TEST(Progress, TheBarTellsTheShareTheRateAndTheRest) {
-  EXPECT_EQ(progress_line(5, 20, 2.0, 80),
-            "[##########------------------------------] 5/20  2.5 frames/s  6 s left");
+  EXPECT_EQ(progress_line(5, 20, 2.0, 80), "[##########------------------------------] 5/20  2.5 frames/s  6 s left");
   EXPECT_EQ(progress_line(20, 20, 2.0, 80),
             "[########################################] 20/20  10.0 frames/s  0 s left");
 }

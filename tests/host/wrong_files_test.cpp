@@ -14,7 +14,8 @@ class WrongFiles : public testing::Test {
  protected:
   // Every subcommand that reads frames says the same of the file.
   void expect_refused(const std::string& arguments, const std::string& message) const {
-    for (const std::string& command : {"info " + arguments, "convert " + arguments + " out.png", "view " + arguments}) {
+    for (const std::string& command :
+         {"info " + arguments, "convert " + arguments + " -o out.png", "view " + arguments}) {
       const Result result = place_.xrdimage(command);
       EXPECT_EQ(result.status, 1) << command;
       EXPECT_EQ(result.out, "") << command;
@@ -48,59 +49,28 @@ TEST_F(WrongFiles, DeviceOrPipe) {
 
 TEST_F(WrongFiles, NoneOfTheFormats) {
   place_.write("notes", "just words\n");
-  expect_refused("notes", "notes: is in no format that is known by its name or contents (--type states one)");
-}
-
-TEST_F(WrongFiles, FormatsThatThisVersionCannotRead) {
-  place_.write("sheet.IFF", "words");
-  expect_refused("sheet.IFF", "sheet.IFF: this version cannot read the type iff (IFF image)");
-  place_.write("taxi.dat", "words");
-  expect_refused("taxi.dat", "taxi.dat: this version cannot read the type xi (XI image)");
+  expect_refused("notes",
+                 "notes: is of no known format; --size WxH takes it as raw pixels, --format states the format");
 }
 
 TEST_F(WrongFiles, TextUnderTheNameOfAFrame) {
   place_.write("words.mar2300", "just words, but quite a lot of them, so that the first header words are complete\n");
-  const Result result = place_.xrdimage("info words.mar2300");
-  EXPECT_EQ(result.status, 1);
-  EXPECT_TRUE(result.err.starts_with("xrdimage: words.mar2300: Something wrong with header; Cannot allocate "))
-      << result.err;
-  EXPECT_EQ(result.err.find('\n'), result.err.size() - 1);
+  expect_refused("words.mar2300", "words.mar2300: is damaged: its first word is not that of a mar345 frame");
 }
 
 TEST_F(WrongFiles, HeaderAlone) {
   place_.write("short.mar2300", "few bytes");
-  // The first word is "few ", 0x66657720 in the other byte order.
-  expect_refused("--type mar2300 short.mar2300",
-                 "short.mar2300: Cannot read header; Something wrong with header; Cannot allocate 1717925664 x "
-                 "1717925664 pixels");
+  expect_refused("short.mar2300", "short.mar2300: is truncated: the header is not whole");
 }
 
-TEST_F(WrongFiles, ImpossibleSizeInTheHeader) {
+TEST_F(WrongFiles, ImpossibleSizesInTheHeader) {
   const std::string frame = test::small_mar345();
-  place_.write("huge.mar2300", test::mar345_words(30000, 0) + frame.substr(128));
-  expect_refused("huge.mar2300", "huge.mar2300: Cannot allocate 30000 x 30000 pixels");
-  expect_refused("--force huge.mar2300", "huge.mar2300: Cannot allocate 30000 x 30000 pixels");
-}
-
-TEST_F(WrongFiles, ImpossibleSizeInTheHeaderOfTheOlderLayout) {
-  place_.write("huge.mar2300", test::little32(30000) + std::string(4092, '\0'));
-  // As the other byte order 30000 is 0x30750000.
-  expect_refused("huge.mar2300",
-                 "huge.mar2300: Something wrong with header; Cannot allocate 812974080 x 812974080 pixels");
-}
-
-TEST_F(WrongFiles, NegativeSizeInTheHeader) {
-  const std::string frame = test::small_mar345();
-  place_.write("odd.mar2300", test::mar345_words(0xFFFFFFFE, 0) + frame.substr(128));
-  expect_refused("odd.mar2300", "odd.mar2300: Cannot allocate -2 x -2 pixels");
-}
-
-TEST_F(WrongFiles, NoPixels) {
-  const std::string frame = test::small_mar345();
-  place_.write("none.mar2300", test::mar345_words(0, 0) + frame.substr(128));
-  const Result result = place_.xrdimage("info --force none.mar2300");
-  EXPECT_EQ(result.status, 1);
-  EXPECT_TRUE(result.err.ends_with("xrdimage: none.mar2300: has no pixels\n")) << result.err;
+  for (const auto& [size, words] : {std::pair{30000U, "30000 x 30000"}, {0xFFFFFFFEU, "-2 x -2"}, {0U, "0 x 0"}}) {
+    place_.write("odd.mar2300", test::mar345_words(size, 0) + frame.substr(128));
+    const std::string message = std::string("odd.mar2300: is damaged: it states a size of ") + words + " pixels";
+    expect_refused("odd.mar2300", message);
+    expect_refused("--force odd.mar2300", message);
+  }
 }
 
 TEST_F(WrongFiles, TruncatedPackedImage) {
@@ -126,7 +96,7 @@ TEST_F(WrongFiles, ForceGoesOnWithATruncatedFrame) {
 
 TEST_F(WrongFiles, ForceGoesOnWithoutAPackedImage) {
   place_.write("cut.mar2300", test::small_mar345().substr(0, 4112));
-  const Result result = place_.xrdimage("convert --force cut.mar2300 out.png");
+  const Result result = place_.xrdimage("convert --force cut.mar2300 -o out.png");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "xrdimage: cut.mar2300: warning: is truncated or damaged: it holds no packed image\n");
   EXPECT_EQ(test::read_png("out.png").width, 2U);
@@ -134,12 +104,11 @@ TEST_F(WrongFiles, ForceGoesOnWithoutAPackedImage) {
 
 TEST_F(WrongFiles, MissingOverflowRecordsAreAWarning) {
   const std::string frame = test::small_mar345();
-  // Two records and the 40 bytes of packed image make seven.
+  // Seven more than there are before the packed image.
   place_.write("lost.mar2300", test::mar345_words(2, 9) + frame.substr(128));
   const Result result = place_.xrdimage("info lost.mar2300");
   EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.err,
-            "xrdimage: lost.mar2300: warning: cannot read overflow pixel # 9! Overflow pixel will be ignored\n");
+  EXPECT_EQ(result.err, "xrdimage: lost.mar2300: warning: 7 of 9 overflow records are missing\n");
 }
 
 TEST_F(WrongFiles, PackedImageOfAnotherSizeThanTheHeader) {
@@ -150,7 +119,7 @@ TEST_F(WrongFiles, PackedImageOfAnotherSizeThanTheHeader) {
 
 TEST_F(WrongFiles, TruncatedRawFile) {
   place_.write("dump.raw", "123456");
-  expect_refused("--size 2x2 dump.raw", "dump.raw: is truncated: 2 x 2 pixels take 8 bytes, there are 6");
+  expect_refused("--size 2x2 dump.raw", "dump.raw: is truncated: has 3 of 4 pixels");
   const Result result = place_.xrdimage("info --force --size 2x2 dump.raw");
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("minimum:          0 counts\n"), std::string::npos) << result.out;
@@ -158,7 +127,7 @@ TEST_F(WrongFiles, TruncatedRawFile) {
 
 TEST_F(WrongFiles, RawFileOfImpossibleSize) {
   place_.write("dump.raw", "123456");
-  expect_refused("--size 30000x30000 dump.raw", "dump.raw: cannot allocate 30000 x 30000 pixels");
+  expect_refused("--size 30000x30000 dump.raw", "dump.raw: is damaged: it states a size of 30000 x 30000 pixels");
 }
 
 TEST_F(WrongFiles, FramesCutAnywhereAreToldFromWholeOnes) {
@@ -167,7 +136,7 @@ TEST_F(WrongFiles, FramesCutAnywhereAreToldFromWholeOnes) {
   const std::string frame = test::read_file("whole.mar2300");
   for (std::size_t length = 1; length < frame.size() - 1; length += 1 + frame.size() / 30) {
     place_.write("cut.mar2300", frame.substr(0, length));
-    const Result result = place_.xrdimage("info --type mar2300 cut.mar2300");
+    const Result result = place_.xrdimage("info cut.mar2300");
     EXPECT_EQ(result.status, 1) << length;
     EXPECT_TRUE(result.err.starts_with("xrdimage: cut.mar2300: ")) << length << ": " << result.err;
   }
