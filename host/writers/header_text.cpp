@@ -33,17 +33,17 @@ std::string header_value(std::string_view text) {
   return std::string(frames::trimmed(value));
 }
 
-void HeaderItems::add(std::string_view key, std::string_view value) {
+void HeaderLines::add(std::string_view key, std::string_view value) {
   std::string padded_key(key);
   padded_key.resize(std::max(key.size(), key_width_), ' ');
   text_.append(padded_key).append(equals_).append(value).append(end_);
 }
 
-void HeaderItems::add(std::string_view key, std::optional<double> number) {
+void HeaderLines::add(std::string_view key, std::optional<double> number) {
   if (number) add(key, number_text(*number));
 }
 
-void HeaderItems::add_text(std::string_view key, const std::optional<std::string>& text) {
+void HeaderLines::add_text(std::string_view key, const std::optional<std::string>& text) {
   const std::string value = header_value(text.value_or(""));
   if (!value.empty()) add(key, value);
 }

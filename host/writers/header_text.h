@@ -15,10 +15,10 @@ std::string number_text(double number);
 std::string header_value(std::string_view text);
 
 // Lines of a key and its value. What the frame's header lacks is left out.
-class HeaderItems {
+class HeaderLines {
  public:
   // Keys are filled up with blanks to `key_width`.
-  HeaderItems(std::size_t key_width, std::string_view equals, std::string_view end)
+  HeaderLines(std::size_t key_width, std::string_view equals, std::string_view end)
       : key_width_(key_width), equals_(equals), end_(end) {}
 
   void add(std::string_view key, std::string_view value);

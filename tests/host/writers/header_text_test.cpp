@@ -33,7 +33,7 @@ TEST(HeaderText, BracedHeaderFillsBlocks) {
 }
 
 TEST(HeaderText, WhatIsNotKnownIsLeftOut) {
-  host::HeaderItems items(4, "=", ";");
+  host::HeaderLines items(4, "=", ";");
   items.add("A", std::optional<double>());
   items.add("B", 2.5);
   items.add_text("C", std::nullopt);

@@ -45,7 +45,7 @@ const std::vector<std::string> kZeroLines{"OFFSET         ROFF 0  TOFF 0", "GAPS
 TEST(Mar345Writer, OfAFrameWithoutHeaderValuesNothingIsMadeUp) {
   const std::string bytes = mar345(small_frame()).bytes;
   std::string words;
-  for (const unsigned word : {1234, 10, 0, 1, 1, 100, 0, 0, 0, 0, 0, 0}) words += test::little32(word);
+  for (const unsigned word : {1234U, 10U, 0U, 1U, 1U, 100U}) words += test::little32(word);
   words.resize(128);
   EXPECT_EQ(bytes.substr(0, 128), words);
   // Without the pixel of 0 counts there are 99 pixels: mean 50, variance (99^2 - 1) / 12.

@@ -1,4 +1,7 @@
 // Files that find no room.
+#include <sys/resource.h>
+
+#include <csignal>
 #include <stdexcept>
 
 #include "tests/host/writers/written.h"
@@ -25,18 +28,49 @@ TEST(WriteErrors, ShowInEveryFormat) {
   for (const test::Writer write : kWriters) EXPECT_TRUE(error_shows(write));
 }
 
-// A small image's strip waits in the stream's buffer until the directory is linked.
-TEST(WriteErrors, DirectoryThatFindsNoRoomIsAnException) {
-  const test::Stream stream(std::fopen("/dev/full", "w+b"));
+// Files of this process cannot grow beyond the size.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(std::size_t bytes) : previous_handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &previous_);
+    const rlimit limit{bytes, previous_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &previous_);
+    std::signal(SIGXFSZ, previous_handler_);
+  }
+
+ private:
+  void (*previous_handler_)(int);
+  rlimit previous_{};
+};
+
+// libtiff's message; "" when there is none.
+std::string tiff_error(std::size_t room) {
+  const test::Stream stream(std::tmpfile());
+  std::setvbuf(stream.get(), nullptr, _IONBF, 0);
+  const FileSizeLimit limit(room);
   host::Remarks remarks;
   try {
     host::write_tiff(test::frame_of(1, 1, {5}), {}, stream.get(), remarks);
-    FAIL();
   } catch (const std::runtime_error& error) {
-    const std::string text = error.what();
-    EXPECT_TRUE(text.starts_with("cannot be written as TIFF: ")) << text;
-    EXPECT_GT(text.size(), std::string("cannot be written as TIFF: ").size());
+    return error.what();
   }
+  return "";
+}
+
+TEST(WriteErrors, TiffThatFindsNoRoomIsAnExceptionWhereverItEnds) {
+  const std::size_t size = test::written(host::write_tiff, test::frame_of(1, 1, {5})).bytes.size();
+  const std::string start = "cannot be written as TIFF: ";
+  for (std::size_t room = 0; room < size; ++room) {
+    const std::string error = tiff_error(room);
+    EXPECT_TRUE(error.starts_with(start)) << room << error;
+    EXPECT_GT(error.size(), start.size()) << room;
+  }
+  EXPECT_EQ(tiff_error(size), "");
 }
 
 TEST(WriteErrors, LibtiffsMessageIsNotPrinted) {
