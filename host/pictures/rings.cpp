@@ -6,6 +6,7 @@
 #include <numbers>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace host {
 
@@ -101,12 +102,15 @@ std::optional<Box> label_box(const Ring& ring, int width, int height, const Pict
   return std::nullopt;
 }
 
-// A square of the size about each place, in the entry's colour.
-void draw_places(Picture& picture, const std::vector<PixelPlace>& places, int size, std::uint8_t entry) {
-  for (const PixelPlace& place : places) {
-    const int left = place.x - (size - 1) / 2;
-    const int top = place.y - (size - 1) / 2;
-    fill_box(picture, {left, top, left + size, top + size}, entry);
+// A square of ink about each place, with a shadow of paper at the lower right for rings on bright ground.
+void draw_places(Picture& picture, const std::vector<PixelPlace>& places, const Pen& pen) {
+  constexpr int kShadow = 1;
+  for (const auto& [entry, size] : {std::pair{pen.paper, pen.line + kShadow}, std::pair{pen.ink, pen.line}}) {
+    for (const PixelPlace& place : places) {
+      const int left = place.x - (pen.line - 1) / 2;
+      const int top = place.y - (pen.line - 1) / 2;
+      fill_box(picture, {left, top, left + size, top + size}, entry);
+    }
   }
 }
 
@@ -149,7 +153,7 @@ void draw_rings(Picture& picture, const Pen& pen, const frames::Header& header, 
     }
     all_places.insert(all_places.end(), places.begin(), places.end());
   }
-  draw_places(picture, all_places, pen.line, pen.ink);
+  draw_places(picture, all_places, pen);
   for (const Label& label : labels) draw_text(picture, {label.box.left, label.box.top}, label.text, pen);
 }
 

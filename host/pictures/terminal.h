@@ -1,0 +1,45 @@
+// What the terminal can show.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace host {
+
+enum class TerminalGraphics { kKitty, kSixel, kBlocks, kAscii };
+
+struct Terminal {
+  int columns = 80;
+  int rows = 24;
+  int pixel_width = 0;  // of the whole terminal; 0 if unknown
+  int pixel_height = 0;
+  TerminalGraphics graphics = TerminalGraphics::kAscii;
+  bool true_color = false;  // or else 256 colours
+};
+
+// Asks the terminal where the surroundings do not tell. Takes up to 0.3 seconds when it does not answer.
+Terminal detect_terminal();
+
+// What is known before the terminal is asked.
+struct Surroundings {
+  bool is_interactive = false;  // standard input and output are a terminal
+  bool is_utf8 = false;
+  bool no_color = false;
+  std::string term;
+};
+
+// Nothing when the terminal has to be asked.
+std::optional<TerminalGraphics> graphics_of(const Surroundings& surroundings);
+
+// The questions for a terminal of this name: whether it knows kitty's graphics, and what it is at all. Every terminal
+// answers the latter, so that there is no need to wait for an answer to the former.
+std::string terminal_questions(std::string_view term);
+
+// Whether the last of the answers has come in completely.
+bool answers_are_complete(std::string_view answers);
+
+// Nothing when they tell of no graphics.
+std::optional<TerminalGraphics> graphics_in(std::string_view answers);
+
+}  // namespace host
