@@ -32,8 +32,8 @@ class ChunkReader {
   // valid: not more than `wanted` (at least 1). What a chunk holds beyond those is not read.
   std::size_t read(std::int32_t* differences, std::size_t wanted);
 
-  // Whether bits past the end were needed.
-  bool past_end() const { return past_end_; }
+  // Whether bits past the end of memory were needed. Files go on for ever.
+  bool past_memory() const { return past_end_ && stream_ == nullptr; }
 
  private:
   static constexpr std::size_t kBlockBytes = 16384;

@@ -77,7 +77,7 @@ void unpack_chunks(xrd::ChunkReader& chunks, int width, std::span<short> img) {
   const bool in_bands = columns >= xrd::kNarrowestBand && columns <= kBufferedDifferences / xrd::kBandRows;
   std::size_t index = 0;
   std::size_t buffered = 0;
-  while (index < img.size()) {
+  while (index < img.size() && !chunks.past_memory()) {
     // Up to the second row's second pixel predictions are simple; from there on rows go in bands.
     const std::size_t goal = index <= columns ? columns + 1 - index
                              : in_bands       ? xrd::kBandRows * columns
@@ -109,7 +109,7 @@ void unpack_pixels(std::FILE* stream, int width, std::span<short> img) {
 bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<short> img) {
   ChunkReader chunks(stream);
   unpack_chunks(chunks, width, img);
-  return !chunks.past_end();
+  return !chunks.past_memory();
 }
 
 bool unpack_file(const char* path, std::span<short> img) {

@@ -12,7 +12,8 @@ namespace xrd {
 // byte; no byte is read that these pixels do not need.
 void unpack_pixels(std::FILE* stream, int width, std::span<short> img);
 
-// The same of a bit stream in memory. False when it ends early.
+// The same of a bit stream in memory. False when it ends early: some rows from there on have no meaning, and the rest
+// of the image is left as it was.
 bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<short> img);
 
 // Opens the file, finds the header line and decodes the image behind it, cut to img.size() pixels. Nothing is written

@@ -20,7 +20,7 @@ struct PackedLine {
 std::optional<PackedLine> find_packed_line(Bytes file);
 
 // Decodes the image into the frame's counts, as far as it has pixels and they have room: 16 bits without a sign. A bit
-// stream that ends early is damage; the last counts have no meaning then.
+// stream that ends early is damage: some rows from there on have no meaning, and the rest are 0.
 void read_packed_pixels(Frame& frame, Bytes file, const PackedLine& line, const LoadOptions& options);
 
 }  // namespace frames

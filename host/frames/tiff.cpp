@@ -142,6 +142,15 @@ Blocks blocks_of(tiff* image, const Frame& frame) {
   return blocks;
 }
 
+// A small damaged file must not take memory for a large image: the usual compressions make no more of a byte than this.
+void check_plausible(Bytes file, std::size_t decoded_bytes) {
+  constexpr std::size_t kDecodedBytesPerByte = 2000;
+  constexpr std::size_t kHarmless = std::size_t{1} << 26;
+  if (decoded_bytes > kHarmless && decoded_bytes / kDecodedBytesPerByte > file.size()) {
+    throw LoadError("is a damaged TIFF file: it is too short for its pixels");
+  }
+}
+
 // The samples row by row, in the processor's byte order. What could not be decoded is 0, and `whole` false then.
 struct Samples {
   std::vector<unsigned char> bytes;
@@ -212,7 +221,10 @@ Frame load_tiff(Bytes file, const LoadOptions& options) {
            tag<std::uint32_t>(image.get(), TIFFTAG_IMAGELENGTH, 0));
   frame.header.date = text_tag(image.get(), TIFFTAG_DATETIME);
   frame.header.detector = text_tag(image.get(), TIFFTAG_MODEL);
-  const Samples pixels = decode(image.get(), frame, blocks_of(image.get(), frame), type->bytes);
+  const Blocks blocks = blocks_of(image.get(), frame);
+  check_plausible(file, frame.counts.size() * type->bytes);
+  check_plausible(file, std::size_t{blocks.width} * blocks.height * type->bytes);
+  const Samples pixels = decode(image.get(), frame, blocks, type->bytes);
   if (!pixels.whole) report_damage(frame, options, damage(source));
   if (TIFFNumberOfDirectories(image.get()) > 1) frame.notes.emplace_back("has several images; this is the first");
   read_samples(frame, pixels.bytes, *type, std::endian::native == std::endian::big, options);

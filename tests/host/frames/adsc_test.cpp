@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/host/frames/file_bytes.h"
+#include "tests/host_environment.h"
 
 namespace {
 
@@ -160,6 +161,35 @@ TEST(Adsc, IsKnownByItsHeader) {
   EXPECT_FALSE(frames::is_adsc(test::bytes_of("{\nHeaderID = EH:000001:000000:000000 ;\nDim_1 = 2 ;\n}\n")));
   EXPECT_FALSE(frames::is_adsc(test::bytes_of("HEADER_BYTES=512;\n}")));
   EXPECT_FALSE(frames::is_adsc({}));
+}
+
+TEST(Adsc, RealFrameHasItsHeadersValues) {
+  const std::string path = test::sample_frame("TIMEPIX_SU_512-stdgoni_0001.img");
+  if (path.empty()) GTEST_SKIP() << "the shared sample frames are absent";
+  const frames::Frame frame = frames::load_frame(path);
+  EXPECT_EQ(frame.format, frames::Format::kAdsc);
+  EXPECT_EQ(frame.width, 512);
+  EXPECT_EQ(frame.height, 512);
+  EXPECT_FALSE(frame.is_signed);
+  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.notes.empty());
+  const std::string file = test::read_file(path);
+  ASSERT_EQ(file.size(), 512U + 2 * 512 * 512);
+  for (std::size_t i = 0; i < frame.counts.size(); ++i) {
+    const unsigned low = static_cast<unsigned char>(file[512 + 2 * i]);
+    const unsigned high = static_cast<unsigned char>(file[512 + 2 * i + 1]);
+    ASSERT_EQ(frame.counts[i], 256 * high + low) << i;
+  }
+  EXPECT_EQ(frame.header.wavelength, 0.0251);
+  EXPECT_EQ(frame.header.distance, 531.85);
+  EXPECT_EQ(frame.header.oscillation_start, 65.4);
+  EXPECT_EQ(frame.header.oscillation_range, 0.23);
+  EXPECT_EQ(frame.header.exposure_time, 0.0925);
+  EXPECT_EQ(frame.header.pixel_size.value().x, 0.055);
+  EXPECT_EQ(frame.header.beam_centre.value().x, 246);  // 13.53 mm, says another key
+  EXPECT_EQ(frame.header.beam_centre.value().y, 240);
+  EXPECT_EQ(frame.header.date, "Tue Jun 26 09:43:09 2007");
+  EXPECT_EQ(frame.header.detector, "901");
 }
 
 }  // namespace

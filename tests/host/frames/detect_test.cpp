@@ -1,6 +1,4 @@
-#include <bzlib.h>
-#include <zlib.h>
-
+#include "tests/host/frames/compression.h"
 #include "tests/host/frames/tiff_file.h"
 #include "tests/host_environment.h"
 #include "tests/mar345/mar345_file.h"
@@ -10,7 +8,9 @@ namespace {
 using frames::Format;
 using frames::Frame;
 using frames::load_frame;
+using test::bzip2;
 using test::Counts;
+using test::gzip;
 
 std::string small_tiff() {
   test::TiffFile tiff;
@@ -35,24 +35,6 @@ Frame load(const std::string& name, const std::string& bytes, const frames::Load
 
 std::string error_of(const std::string& name, const std::string& bytes) {
   return test::load_error([&] { load(name, bytes); });
-}
-
-std::string gzip(const std::string& bytes) {
-  const test::TemporaryDirectory directory;
-  const std::string path = directory.path("gz");
-  gzFile file = gzopen(path.c_str(), "wb");
-  EXPECT_EQ(gzwrite(file, bytes.data(), static_cast<unsigned>(bytes.size())), static_cast<int>(bytes.size()));
-  EXPECT_EQ(gzclose(file), Z_OK);
-  return test::read_file(path);
-}
-
-std::string bzip2(std::string bytes) {
-  std::string packed(bytes.size() * 2 + 1000, '\0');
-  auto size = static_cast<unsigned>(packed.size());
-  EXPECT_EQ(BZ2_bzBuffToBuffCompress(packed.data(), &size, bytes.data(), static_cast<unsigned>(bytes.size()), 9, 0, 0),
-            BZ_OK);
-  packed.resize(size);
-  return packed;
 }
 
 TEST(Detect, ContentDecidesWhateverTheName) {

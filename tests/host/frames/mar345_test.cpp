@@ -238,4 +238,39 @@ TEST(Mar345Frame, RealFrameHasItsHeadersStatistics) {
   EXPECT_EQ(frame.header.detector, "mar345");
 }
 
+TEST(Mar345Frame, RecordsGoWhereTheLibraryPutsThem) {
+  const int pixels = kSize * kSize;
+  const test::TemporaryDirectory directory;
+  for (const Layout layout : kLayouts) {
+    std::vector<mar345::OverflowRecord> records;
+    for (const int position : {1, 2, kSize - 1, kSize, kSize + 1, 2 * kSize - 1, 2 * kSize, 2 * kSize + 1, 5000,
+                               pixels - kSize, pixels - 1, pixels, pixels + 1}) {
+      records.push_back({position, 1000 + position});  // below both limits
+    }
+    const std::string path = directory.write("frame.mar2300", frame_of(layout, records).bytes());
+    unsigned* daten = nullptr;
+    int width = 0;
+    int height = 0;
+    ASSERT_EQ(new_read_pck(path.c_str(), &daten, &width, &height), 1);
+    const auto owner = test::own(daten);
+    const frames::Frame frame = frames::load_frame(path);
+    for (std::size_t i = 0; i < frame.counts.size(); ++i) {
+      // The library knows no counts above the older layout's limit.
+      if (daten[i] == OVERFLOW_MARK) {
+        EXPECT_GE(frame.counts[i], 65356U) << i;
+      } else {
+        EXPECT_EQ(frame.counts[i], daten[i]) << i;
+      }
+    }
+  }
+}
+
+TEST(Mar345Frame, CountsOfAllBitsWithoutARecordAreKept) {
+  for (const Layout layout : kLayouts) {
+    const frames::Frame frame = load_mar345(bytes_of(frame_of(layout, {{50, 70000}}).bytes()), {});
+    EXPECT_EQ(frame.counts[2], 65535U);
+    EXPECT_TRUE(frame.unknown.empty());
+  }
+}
+
 }  // namespace

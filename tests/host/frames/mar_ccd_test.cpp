@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tests/host/frames/tiff_file.h"
 #include "tests/host_environment.h"
 
@@ -132,6 +134,38 @@ TEST(MarCcdFrame, RealFrameTellsItsGeometry) {
   EXPECT_DOUBLE_EQ(frame.header.beam_centre.value().y, 512.658);
   EXPECT_DOUBLE_EQ(frame.header.saturation.value(), 65535);
   EXPECT_EQ(frame.header.date, "2010-02-10 16:19:51");
+}
+
+TEST(MarCcdFrame, CountsAtTheSaturationAreKept) {
+  std::string file = plain_frame(false);
+  test::put(file, 1128, test::number_bytes(32768, 4, false));
+  const Frame frame = load_mar_ccd(bytes_of(file), {});
+  EXPECT_EQ(frame.counts, (Counts{0, 32767, 32768, 65535}));
+  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_EQ(frame.header.saturation, 32768);
+}
+
+TEST(MarCcdFrame, RealFrameHasItsHeadersStatistics) {
+  const std::string path = test::sample_frame("AgBehenate_003.tif");
+  if (path.empty()) GTEST_SKIP() << "the shared sample frames are absent";
+  const std::string file = test::read_file(path);
+  // Smallest and largest count, and 1000 times the mean, of the pixels that the detector's window does not cover.
+  EXPECT_EQ(file.substr(1304, 12), test::little32(8) + test::little32(5046) + test::little32(81338));
+  const Frame frame = frames::load_frame(path);
+  std::uint32_t smallest = 65535;
+  std::uint32_t largest = 0;
+  double sum = 0;
+  double hit = 0;
+  for (const std::uint32_t count : frame.counts) {
+    if (count == 0) continue;
+    smallest = std::min(smallest, count);
+    largest = std::max(largest, count);
+    sum += count;
+    hit += 1;
+  }
+  EXPECT_EQ(smallest, 8U);
+  EXPECT_EQ(largest, 5046U);
+  EXPECT_NEAR(sum / hit, 81.338, 0.001);
 }
 
 }  // namespace

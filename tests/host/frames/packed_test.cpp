@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "tests/host/frames/load_bytes.h"
 #include "tests/pack/naive_pack.h"
 
@@ -86,6 +88,16 @@ TEST(PackedFrame, DataThatEndEarlyAreDamage) {
   const Frame frame = load_packed(bytes_of(cut), test::forced());
   EXPECT_EQ(frame.notes, std::vector<std::string>{"is truncated: the packed image ends early"});
   EXPECT_EQ(Counts(frame.counts.begin(), frame.counts.begin() + 5), Counts(kSmall.begin(), kSmall.begin() + 5));
+}
+
+TEST(PackedFrame, RowsBehindTheEndOfDataAreZero) {
+  const std::string whole = naive::pack(naive::filled(200, 300, 9), 200, 300);
+  // No difference but the first one is above 0: each chunk of six bits holds 128 pixels.
+  const std::string cut = whole.substr(0, whole.size() / 2);
+  const Frame frame = load_packed(bytes_of(cut), test::forced());
+  ASSERT_EQ(frame.counts.size(), 60000U);
+  EXPECT_TRUE(std::all_of(frame.counts.begin(), frame.counts.begin() + 20000, [](auto count) { return count == 9; }));
+  EXPECT_TRUE(std::all_of(frame.counts.begin() + 50000, frame.counts.end(), [](auto count) { return count == 0; }));
 }
 
 }  // namespace

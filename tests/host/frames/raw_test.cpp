@@ -95,4 +95,23 @@ TEST(RawFrame, OtherDepthsAreRefused) {
   EXPECT_NE(test::load_error(frames::load_raw, "abcdef", options(1, 1, 24)).find("--depth"), std::string::npos);
 }
 
+TEST(RawFrame, LongRowsOfPixelsKeepTheirOrder) {
+  for (const bool big_endian : {false, true}) {
+    for (const int depth : {8, 16, 32}) {
+      std::string file;
+      Counts expected;
+      for (unsigned i = 0; i < 5000; ++i) {
+        const std::uint32_t count = depth == 8 ? i % 251 : depth == 16 ? i * 13 : i * 800000;
+        expected.push_back(count);
+        file += test::number_bytes(count, static_cast<std::size_t>(depth / 8), big_endian);
+      }
+      frames::LoadOptions options;
+      options.size = {50, 100};
+      options.depth = depth;
+      options.big_endian = big_endian;
+      EXPECT_TRUE(frames::load_raw(test::bytes_of(file), options).counts == expected) << depth << big_endian;
+    }
+  }
+}
+
 }  // namespace

@@ -195,4 +195,26 @@ TEST(TiffFrame, LibrarysMessagesAreNotPrinted) {
   EXPECT_EQ(output.out + output.err, "");
 }
 
+TEST(TiffFrame, DepthsThatNoFrameHasAreNamed) {
+  for (const unsigned format : {1U, 2U}) {
+    EXPECT_EQ(error_of(row_of({1, 2}, 64, format, false)),
+              "has pixels of 64 bits of TIFF sample format " + std::to_string(format) + ", which no frame has");
+  }
+  for (const unsigned bits : {1U, 4U, 12U, 24U}) {
+    TiffFile tiff = row_of({1, 2}, 32, 1, false);
+    tiff.bits = bits;
+    EXPECT_EQ(error_of(tiff),
+              "has pixels of " + std::to_string(bits) + " bits of TIFF sample format 1, which no frame has");
+  }
+}
+
+TEST(TiffFrame, SmallFilesWithLargeImagesAreDamaged) {
+  TiffFile large = row_of({1, 2}, 16, 1, false);
+  large.width = large.height = 16000;
+  EXPECT_EQ(error_of(large), "is a damaged TIFF file: it is too short for its pixels");
+  TiffFile large_tile = row_of({1, 2}, 16, 1, false);
+  large_tile.tile_width = large_tile.tile_height = 16000;
+  EXPECT_EQ(error_of(large_tile), "is a damaged TIFF file: it is too short for its pixels");
+}
+
 }  // namespace

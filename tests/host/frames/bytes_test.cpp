@@ -1,0 +1,109 @@
+#include "host/frames/bytes.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <thread>
+
+#include "tests/host/frames/compression.h"
+#include "tests/host/frames/load_bytes.h"
+
+namespace {
+
+// Bytes that do not repeat soon; 100000 of them are more than every buffer.
+std::string varied_bytes(std::size_t count) {
+  std::string bytes;
+  std::uint32_t state = 1;
+  for (std::size_t i = 0; i < count; ++i) {
+    state = state * 1664525 + 1013904223;
+    bytes += static_cast<char>(state >> 24);
+  }
+  return bytes;
+}
+
+std::string text(const std::vector<unsigned char>& bytes) {
+  return {bytes.begin(), bytes.end()};
+}
+
+std::string read(const std::string& bytes) {
+  const test::TemporaryDirectory directory;
+  return text(frames::read_file(directory.write("frame", bytes)));
+}
+
+std::string error_of(const std::string& bytes) {
+  return test::load_error([&] { read(bytes); });
+}
+
+TEST(FrameBytes, FilesOfAnyLengthAreReadWhole) {
+  const std::string bytes = varied_bytes(200000);
+  for (const std::size_t length : {0U, 1U, 2U, 3U, 65535U, 65536U, 65537U, 131072U, 200000U}) {
+    EXPECT_TRUE(read(bytes.substr(0, length)) == bytes.substr(0, length)) << length;
+  }
+}
+
+TEST(FrameBytes, PipesAreReadToTheirEnd) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path("pipe");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const std::string bytes = varied_bytes(200000);
+  for (const std::string& written : {bytes, test::gzip(bytes), test::bzip2(bytes)}) {
+    std::thread writer([&] {
+      const test::Stream stream(std::fopen(path.c_str(), "wb"));
+      EXPECT_EQ(std::fwrite(written.data(), 1, written.size(), stream.get()), written.size());
+    });
+    EXPECT_TRUE(text(frames::read_file(path)) == bytes);
+    writer.join();
+  }
+}
+
+TEST(FrameBytes, FilesThatDoNotTellTheirLengthAreReadToTheirEnd) {
+  // Regular files whose length is said to be 0.
+  EXPECT_EQ(text(frames::read_file("/proc/self/cmdline")), test::read_file("/proc/self/cmdline"));
+  EXPECT_NE(text(frames::read_file("/proc/self/cmdline")), "");
+}
+
+TEST(FrameBytes, FilesTooLargeForAFrameAreNotRead) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.write("frame", "");
+  std::filesystem::resize_file(path, (std::uintmax_t{1} << 31) + 1);
+  EXPECT_EQ(test::load_error([&] { frames::read_file(path); }), "is too large for a frame");
+}
+
+TEST(FrameBytes, CompressedMembersFollowOneAnother) {
+  const std::string bytes = varied_bytes(100000);
+  const std::string first = bytes.substr(0, 70000);
+  const std::string second = bytes.substr(70000);
+  EXPECT_TRUE(read(test::gzip(first) + test::gzip(second)) == bytes);
+  EXPECT_TRUE(read(test::bzip2(first) + test::bzip2(second)) == bytes);
+  EXPECT_TRUE(read(test::gzip("") + test::gzip(second)) == second);
+}
+
+TEST(FrameBytes, PaddingBehindCompressedDataIsIgnored) {
+  EXPECT_EQ(read(test::gzip("frame") + std::string(512, '\0')), "frame");
+  EXPECT_EQ(read(test::bzip2("frame") + std::string(512, '\0')), "frame");
+}
+
+TEST(FrameBytes, EveryCutOfCompressedDataIsDamage) {
+  const std::string bytes = varied_bytes(300) + std::string(300, ' ');
+  const std::string gzipped = test::gzip(bytes);
+  for (std::size_t length = 2; length < gzipped.size(); ++length) {
+    ASSERT_EQ(error_of(gzipped.substr(0, length)), "is a damaged gzip file") << length;
+    ASSERT_EQ(error_of(gzipped + gzipped.substr(0, length)), "is a damaged gzip file") << length;
+  }
+  const std::string bzipped = test::bzip2(bytes);
+  for (std::size_t length = 3; length < bzipped.size(); ++length) {
+    ASSERT_EQ(error_of(bzipped.substr(0, length)), "is a damaged bzip2 file") << length;
+    ASSERT_EQ(error_of(bzipped + bzipped.substr(0, length)), "is a damaged bzip2 file") << length;
+  }
+}
+
+TEST(FrameBytes, WrongChecksumsAreDamage) {
+  std::string gzipped = test::gzip("frame");
+  gzipped[gzipped.size() - 8] = static_cast<char>(gzipped[gzipped.size() - 8] ^ 1);
+  EXPECT_EQ(error_of(gzipped), "is a damaged gzip file");
+  std::string bzipped = test::bzip2("frame");
+  bzipped[10] = static_cast<char>(bzipped[10] ^ 1);  // the block's
+  EXPECT_EQ(error_of(bzipped), "is a damaged bzip2 file");
+}
+
+}  // namespace
