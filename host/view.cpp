@@ -19,6 +19,7 @@
 #include "host/pictures/picture.h"
 #include "host/pictures/png.h"
 #include "host/pictures/terminal.h"
+#include "host/pictures/terminal_drawing.h"
 #include "host/print.h"
 
 namespace host {
