@@ -165,7 +165,7 @@ void wait_for_some(std::vector<Worker>& workers, const std::function<void(std::s
 void add_batch_options(CLI::App& command, BatchOptions& options) {
   constexpr const char* kGroup = "Many frames";
   command.add_option("FILE", options.files, "Frames")->type_name("");
-  command.add_option("--files-from", options.list, "Names of more frames, one a line; - is standard input")
+  command.add_option("--files-from", options.list, "More frames, one name a line; - is standard input")
       ->type_name("LIST")
       ->group(kGroup);
   command.add_option("-j,--jobs", options.jobs, "Processes at a time; one per processor if not told")
@@ -175,7 +175,7 @@ void add_batch_options(CLI::App& command, BatchOptions& options) {
   command
       .add_option_function<std::string>(
           "--shard", [&](const std::string& text) { options.shard = parse_shard(text); },
-          "Only every N-th frame, from the K-th on: one part of a job array")
+          "Only every N-th frame, from the K-th on")
       ->type_name("K/N")
       ->group(kGroup);
 }

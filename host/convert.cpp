@@ -194,10 +194,7 @@ int run(const ConvertOptions& options, const Settings& settings) {
 Action define_convert(CLI::App& command, const Settings& settings) {
   auto options = std::make_shared<ConvertOptions>();
   constexpr const char* kGroup = "Output";
-  add_batch_options(command, options->batch);
-  command
-      .add_option("-o,--output", options->output.output,
-                  "File, folder, or pattern: {name} is the frame's name, {n} its number")
+  command.add_option("-o,--output", options->output.output, "File, folder, or pattern with {name} or {n} (number)")
       ->type_name("OUT")
       ->required()
       ->group(kGroup);
@@ -209,8 +206,8 @@ Action define_convert(CLI::App& command, const Settings& settings) {
       ->type_name("BITS")
       ->check(CLI::IsMember({16, 32}))
       ->group(kGroup);
-  command
-      .add_flag("--skip-existing", options->skip_existing, "Leave out frames whose output is there: goes on with a run")
+  add_batch_options(command, options->batch);
+  command.add_flag("--skip-existing", options->skip_existing, "Leave out frames whose output exists: resumes a run")
       ->group("Many frames");
   add_picture_options(command, options->picture);
   add_operation_options(command, options->operations);

@@ -115,7 +115,8 @@ Action define_diff(CLI::App& command, const Settings& settings) {
       ->required();
   add_input_options(command, options->reading);
   command.footer(
-      "Exit status: 0 when all counts are the same, 1 when they differ, 2 when a frame cannot be read.\n"
+      "Exit status: 0 when all counts are the same, 1 when they differ, 2 when a frame\n"
+      "cannot be read.\n"
       "\nExamples:\n"
       "  xrdimage diff frame.mar2300 frame.edf\n"
       "  xrdimage diff old/frame.img new/frame.img && echo same");

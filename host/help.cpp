@@ -51,16 +51,18 @@ HelpFormatter::HelpFormatter() {
 
 std::string HelpFormatter::make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const {
   if (mode != CLI::AppFormatMode::Normal) return CLI::Formatter::make_help(app, std::move(name), mode);
-  return make_description(app) + make_usage(app, std::move(name)) + make_positionals(app) + make_short_groups(app) +
+  return make_description(app) + make_usage(app, std::move(name)) + make_short_groups(app) +
          make_subcommands(app, mode) + (app->get_footer().empty() ? "" : "\n" + app->get_footer() + "\n");
 }
 
 std::string HelpFormatter::make_short_groups(const CLI::App* app) const {
   std::string explained;
   std::string named;
+  const bool is_subcommand = app->get_parent() != nullptr;
   for (const std::string& group : app->get_groups()) {
     const auto options = app->get_options([&](const CLI::Option* option) {
-      return option->get_group() == group && option->nonpositional() && !option->get_group().empty();
+      const bool is_help = option == app->get_help_ptr() || option == app->get_help_all_ptr();
+      return option->get_group() == group && option->nonpositional() && !(is_subcommand && is_help);
     });
     if (group.empty() || options.empty()) continue;
     if (std::ranges::find(kNamedOnly, group) != kNamedOnly.end()) {
@@ -69,7 +71,8 @@ std::string HelpFormatter::make_short_groups(const CLI::App* app) const {
       explained += make_group(group, false, options);
     }
   }
-  return explained + (named.empty() ? "" : "\n" + named + "(--help-all explains these)\n");
+  if (named.empty()) return explained;
+  return explained.append("\n").append(named).append("(--help-all explains these)\n");
 }
 
 std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {

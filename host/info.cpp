@@ -286,21 +286,21 @@ int run(const InfoOptions& options, const Settings& settings) {
 Action define_info(CLI::App& command, const Settings& settings) {
   auto options = std::make_shared<InfoOptions>();
   constexpr const char* kGroup = "Output";
-  add_batch_options(command, options->batch);
   CLI::Option* const json = command.add_flag("--json", options->json, "JSON: an array with an object for each frame");
   json->group(kGroup);
   command.add_flag("--csv", options->csv, "CSV: a line for each frame, below one with the names")
       ->excludes(json)
       ->group(kGroup);
+  add_batch_options(command, options->batch);
   add_input_options(command, options->reading);
   command.footer(
-      "One frame is told about line by line, several in a table. Minimum, maximum and mean leave out\n"
-      "pixels whose count is unknown because it overflowed.\n"
+      "One frame is told about line by line, several in a table. Minimum, maximum and\n"
+      "mean leave out pixels whose count is unknown because it overflowed.\n"
       "\nExamples:\n"
       "  xrdimage info frame.mar2300\n"
       "  xrdimage info data/*.mccd\n"
       "  xrdimage info --csv data/*.mccd > table.csv\n"
-      "  xrdimage info --json frame.img | jq .[0].distance_mm");
+      "  xrdimage info --json frame.img | jq '.[0].distance_mm'");
   return [options, &settings] { return run(*options, settings); };
 }
 

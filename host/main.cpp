@@ -29,12 +29,12 @@ struct Subcommand {
 };
 
 constexpr std::array<Subcommand, 7> kSubcommands{{
-    {"info", "Tell frames' formats, sizes, header values and statistics", host::define_info},
+    {"info", "Tell formats, sizes, header values, statistics", host::define_info},
     {"convert", "Write frames as pictures or in another format", host::define_convert},
     {"view", "Show a frame on the screen, or in the terminal", host::define_view},
     {"diff", "Compare the counts of two frames", host::define_diff},
     {"sample", "Make a synthetic mar345 frame to try things on", host::define_sample},
-    {"completion", "Print the completion of the command line for bash or zsh", host::define_completion},
+    {"completion", "Print the completion for bash or zsh", host::define_completion},
     {"manual", "Print the manual page", host::define_manual},
 }};
 
@@ -70,7 +70,6 @@ void define_program(CLI::App& app, Settings& settings) {
       "  xrdimage info frame.mar2300\n"
       "  xrdimage view frame.mar2300\n"
       "  xrdimage convert data/*.mccd -o pictures/ --to png\n"
-      "  xrdimage diff frame.mar2300 frame.edf\n"
       "\n'xrdimage SUBCOMMAND --help' tells more.");
 }
 

@@ -102,7 +102,7 @@ Action define_view(CLI::App& command, const Settings& settings) {
   command.add_option("FILE", options->file, "Frame to show")->type_name("")->required();
   command.add_flag("--terminal", options->terminal, "Draw in the terminal, also where there is a display")
       ->group("Output");
-  command.add_option("--divide", options->divisor, "With --classic: colours end at the largest count divided by N")
+  command.add_option("--divide", options->divisor, "With --classic: colours end at the largest count / N")
       ->type_name("N")
       ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
       ->group("Output");
@@ -110,9 +110,10 @@ Action define_view(CLI::App& command, const Settings& settings) {
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
   command.footer(
-      "With a display, the picture is opened by xv, xdg-open, feh or display, and stays in ~/.cache/xrdimage.\n"
-      "Without one it is drawn in the terminal: by its graphics (kitty, sixel), or by coloured blocks.\n"
-      "With --classic the library's view() runs zimg and xv; its files stay in the working directory.\n"
+      "With a display, xv, xdg-open, feh or display opens the picture, which stays in\n"
+      "~/.cache/xrdimage. Without one it is drawn in the terminal: by its graphics\n"
+      "(kitty, sixel), or by coloured blocks. With --classic the library's view() runs\n"
+      "zimg and xv; its files stay in the working directory.\n"
       "\nExamples:\n"
       "  xrdimage view frame.mar2300\n"
       "  xrdimage view --terminal --scale log --colors viridis frame.mccd");

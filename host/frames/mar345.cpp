@@ -163,7 +163,9 @@ bool is_mar345(Bytes file) {
   if (file.size() < kBinaryBytes) return false;
   if (file.size() > mar345::kTextBegin && text_of(file).substr(mar345::kTextBegin).starts_with(kTextMark)) return true;
   const Binary binary(file);
-  return binary.is_new ? binary.size > 0 && binary.size <= 10000 : is_older_layout(file, binary);
+  if (!binary.is_new) return is_older_layout(file, binary);
+  // Other files may begin with the mark by chance, but not with a size and a packed image, too.
+  return (binary.size > 0 && binary.size <= 10000) || find_packed_line(file);
 }
 
 Frame load_mar345(Bytes file, const LoadOptions& options) {

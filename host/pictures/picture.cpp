@@ -83,7 +83,7 @@ void add_picture_options(CLI::App& command, PictureOptions& options) {
           "--scale", [&](const std::string& name) { options.scale = kScales.at(name); },
           "How colours follow counts: linear, sqrt or log; linear if not told")
       ->type_name("SCALE")
-      ->check(CLI::IsMember(kScales).description(""))
+      ->check(CLI::IsMember(kScales))
       ->group(kGroup);
   command
       .add_option_function<std::string>(
@@ -96,7 +96,7 @@ void add_picture_options(CLI::App& command, PictureOptions& options) {
           "--colors", [&](const std::string& name) { options.colors = kColorMaps.at(name); },
           "classic, grey, inverse (as on film) or viridis; classic if not told")
       ->type_name("MAP")
-      ->check(CLI::IsMember(kColorMaps).description(""))
+      ->check(CLI::IsMember(kColorMaps))
       ->group(kGroup);
   command
       .add_option_function<std::string>(

@@ -94,7 +94,7 @@ TEST_F(Info, SeveralFramesAreATable) {
             "a.mar2300      mar345        2 x 2       1.54179        100.5       10            1.5    0.15 x 0.15  "
             "Mon Jun  8 15:49:26 2009               5          256000      81502.5               0\n"
             "long name.raw  raw           4 x 1             -            -        -              -              -  -  "
-            "                                     1               4          2.5               0\n");
+            "                                    1               4          2.5               0\n");
 }
 
 TEST_F(Info, GoesOnAfterABadFile) {
@@ -133,17 +133,21 @@ TEST_F(Info, JsonHasAllValuesWithTheirUnits) {
                           {"warnings", json::array()}}));
 }
 
+std::string numbered_name(int number) {
+  std::string name("n");
+  return name.append(std::to_string(number)).append(".raw");
+}
+
 TEST_F(Info, JsonOfManyFramesKeepsTheirOrder) {
   std::string names;
   for (int i = 0; i < 30; ++i) {
-    const std::string name = "n" + std::to_string(i) + ".raw";
-    place_.write(name, test::little16(static_cast<unsigned>(i)));
-    names += " " + name;
+    place_.write(numbered_name(i), test::little16(static_cast<unsigned>(i)));
+    names.append(" ").append(numbered_name(i));
   }
   const json all = json::parse(place_.xrdimage("info --json -j 3 --size 1x1" + names).out);
   ASSERT_EQ(all.size(), 30U);
   for (int i = 0; i < 30; ++i) {
-    EXPECT_EQ(all[static_cast<std::size_t>(i)]["file"], "n" + std::to_string(i) + ".raw");
+    EXPECT_EQ(all[static_cast<std::size_t>(i)]["file"], numbered_name(i));
     EXPECT_EQ(all[static_cast<std::size_t>(i)]["maximum_counts"], i);
   }
 }

@@ -9,7 +9,7 @@ constexpr const char* kSubcommands[] = {"info", "convert", "view", "diff", "samp
 
 TEST(Manual, ManShowsEverySubcommandAndOption) {
   const test::Workplace place;
-  const Result result = place.run("\"$xrdimage\" manual | groff -man -Kutf8 -Tutf8 -ww -P-c 2>&1");
+  const Result result = place.run("\"$xrdimage\" manual | groff -man -Kutf8 -Tutf8 -ww -P-c -P-b -P-u 2>&1");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out.find("warning"), std::string::npos) << result.out;
   for (const char* name : kSubcommands) EXPECT_NE(result.out.find(name), std::string::npos) << name;
@@ -32,7 +32,7 @@ TEST(Manual, BashCompletesSubcommandsOptionsAndWords) {
   const test::Workplace place;
   place.write("frame.img", "");
   EXPECT_EQ(bash_offers(place, "xrdimage con"), "convert\n");
-  EXPECT_EQ(bash_offers(place, "xrdimage convert --skip"), "--skip --skip-existing\n");
+  EXPECT_EQ(bash_offers(place, "xrdimage convert --skip"), "--skip-existing --skip\n");
   EXPECT_EQ(bash_offers(place, "xrdimage convert --colors v"), "viridis\n");
   EXPECT_EQ(bash_offers(place, "xrdimage convert --to \"\""), "png edf tif img mar pck raw npy\n");
   EXPECT_EQ(bash_offers(place, "xrdimage info fra"), "frame.img\n");

@@ -7,6 +7,7 @@
 
 namespace {
 
+using host::output_folder;
 using host::output_names;
 using Names = std::vector<std::string>;
 

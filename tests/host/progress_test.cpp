@@ -18,7 +18,7 @@ TEST(Progress, NothingIsToldOfTheRateBeforeTheFirstFrame) {
 }
 
 TEST(Progress, FitsNarrowTerminals) {
-  EXPECT_EQ(progress_line(5, 20, 2.0, 40), "[##------] 5/20  2.5 frames/s  6 s left");
+  EXPECT_EQ(progress_line(5, 20, 2.0, 40), "[##-------] 5/20  2.5 frames/s  6 s left");
   EXPECT_EQ(progress_line(5, 20, 2.0, 30), "5/20  2.5 frames/s  6 s left");
   EXPECT_EQ(progress_line(5, 20, 2.0, 4), "5/20");
 }

@@ -75,13 +75,13 @@ TEST_F(ClassicView, ProgramsOfThePathWin) {
 }
 
 TEST_F(ClassicView, CompanionsServeWithoutAPath) {
-  const Result result = place_.run(R"(unset PATH; exec "$xrdimage" view --classic --type mar2300 frame.mar2300)");
+  const Result result = place_.run(R"(unset PATH; exec "$xrdimage" view --classic --format mar345 frame.mar2300)");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(test::read_png("frame.png").width, 2U);
 }
 
 TEST_F(ClassicView, VerboseShowsTheCommandAndWhatTheProgramsSay) {
-  const Result result = place_.xrdimage("-v view --divide 65535 frame.mar2300");
+  const Result result = place_.xrdimage("-v view --classic --divide 65535 frame.mar2300");
   EXPECT_EQ(result.status, 0);
   EXPECT_NE(result.out.find("zimg --colormap=colormap.zimg --unsigned-short -r 2x2 --absolute=0-1 -o frame.png "
                             "frame.raw; xv frame.png\n"),
@@ -155,7 +155,7 @@ TEST_F(View, WithoutADisplayItIsDrawnInTheTerminal) {
                               "DISPLAY=:7 \"$xrdimage\" view --terminal frame.mar2300 --range 0-10"}) {
     const Result result = place_.run(std::string("LC_ALL=C.UTF-8 COLORTERM=truecolor ") + command);
     EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_NE(result.out.find("\033[38;2;0;0;20m\033[48;2;255;255;255m▀"), std::string::npos) << result.out;
+    EXPECT_NE(result.out.find("\033[38;2;0;0;20m\033[48;2;0;0;20m▀"), std::string::npos) << result.out;
     EXPECT_TRUE(result.out.ends_with("range:            0-10 counts\n")) << result.out;
   }
   EXPECT_EQ(place_.files(), Names{"frame.mar2300"});
