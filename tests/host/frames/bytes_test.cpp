@@ -84,7 +84,7 @@ TEST(FrameBytes, PaddingBehindCompressedDataIsIgnored) {
 }
 
 TEST(FrameBytes, EveryCutOfCompressedDataIsDamage) {
-  const std::string bytes = varied_bytes(300) + std::string(300, ' ');
+  const std::string bytes = varied_bytes(40) + std::string(300, ' ');
   const std::string gzipped = test::gzip(bytes);
   for (std::size_t length = 2; length < gzipped.size(); ++length) {
     ASSERT_EQ(error_of(gzipped.substr(0, length)), "is a damaged gzip file") << length;

@@ -186,6 +186,16 @@ TEST(EdfFrame, EveryCutIsDamage) {
   EXPECT_NE(frame.notes[0].find("is truncated"), std::string::npos);
 }
 
+TEST(EdfFrame, HeadersWithoutAnEndAreErrorsWhateverFollows) {
+  const std::string open = "{\nDim_1 = 1 ;\nDim_2 = 1 ;\nDataType = UnsignedByte ;\n";
+  EXPECT_EQ(test::load_error(frames::load_edf, open + "}a"), "");
+  for (const std::string& rest :
+       {std::string(), std::string("abc"), std::string(2000000, ' '), std::string(2000000, ' ') + "}a"}) {
+    EXPECT_EQ(test::load_error(frames::load_edf, open + rest), "has a header without an end");
+    EXPECT_EQ(test::load_error(frames::load_edf, open + rest, test::forced()), "has a header without an end");
+  }
+}
+
 TEST(EdfFrame, HeadersThatCannotBeAreRefused) {
   EXPECT_NE(test::load_error(frames::load_edf, edf("DataType = Complex ;", "ab")).find("Complex"), std::string::npos);
   EXPECT_NE(test::load_error(frames::load_edf, edf("", "ab")).find("DataType"), std::string::npos);

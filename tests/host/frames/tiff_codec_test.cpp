@@ -67,8 +67,8 @@ std::string samples(const Kind& kind, unsigned left, unsigned top, unsigned widt
 
 struct Arrangement {
   const char* mode = "wl";  // l, b: byte order; 8: offsets of 64 bits
-  unsigned compression = COMPRESSION_NONE;
-  unsigned predictor = PREDICTOR_NONE;
+  int compression = COMPRESSION_NONE;
+  int predictor = PREDICTOR_NONE;
   bool tiled = false;
 };
 
@@ -121,8 +121,7 @@ Counts expected(const Kind& kind) {
 
 TEST(TiffCodecs, EveryArrangementHoldsTheSameCounts) {
   for (const char* mode : {"wl", "wb", "w8l", "w8b"}) {
-    for (const unsigned compression :
-         {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_PACKBITS}) {
+    for (const int compression : {COMPRESSION_NONE, COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE, COMPRESSION_PACKBITS}) {
       for (const bool tiled : {false, true}) {
         for (const Kind& kind : kKinds) {
           const std::string file = written({kind}, {mode, compression, PREDICTOR_NONE, tiled});
@@ -140,13 +139,13 @@ TEST(TiffCodecs, EveryArrangementHoldsTheSameCounts) {
 
 TEST(TiffCodecs, DifferencesBetweenNeighboursAreUndone) {
   for (const char* mode : {"wl", "wb"}) {
-    for (const unsigned compression : {COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE}) {
+    for (const int compression : {COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE}) {
       for (const Kind& kind : kKinds) {
         const bool real = kind.format == SAMPLEFORMAT_IEEEFP;
         // Differences of reals have the high byte first in either order, but libtiff 4.5 writes them the other way
         // round into big-endian files.
         if (real && mode == std::string_view("wb")) continue;
-        const unsigned predictor = real ? PREDICTOR_FLOATINGPOINT : PREDICTOR_HORIZONTAL;
+        const int predictor = real ? PREDICTOR_FLOATINGPOINT : PREDICTOR_HORIZONTAL;
         const std::string file = written({kind}, {mode, compression, predictor, false});
         EXPECT_TRUE(frames::load_tiff(test::bytes_of(file), {}).counts == expected(kind))
             << mode << compression << " " << kind.bits << " " << kind.format << " " << kind.offset;
@@ -163,7 +162,7 @@ TEST(TiffCodecs, TheFirstOfSeveralImagesIsTaken) {
 }
 
 TEST(TiffCodecs, DamagedBlocksAreZeroWithForce) {
-  for (const unsigned compression : {COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE}) {
+  for (const int compression : {COMPRESSION_LZW, COMPRESSION_ADOBE_DEFLATE}) {
     std::string file = written({kKinds[1]}, {"wl", compression, PREDICTOR_NONE, false});
     // The first strip is the first thing behind the eight bytes in front.
     for (std::size_t i = 8; i < 40; ++i) file[i] = '\xFF';
