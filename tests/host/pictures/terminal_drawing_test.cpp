@@ -48,9 +48,13 @@ TEST(Sixel, IsDecodedToTheSamePixels) {
     const Picture picture = patterned(width, height);
     const std::string file = directory.write("drawing", host::sixel_drawing(picture));
     const std::string out = directory.path("out.rgb");
-    ASSERT_EQ(std::system(("/usr/bin/convert sixel:" + file + " -depth 8 rgb:" + out).c_str()), 0);
+    // ImageMagick's decoder leaves its pixels black: the colour table and the entries, which GIF pictures hold, are
+    // right.
+    const std::string gif = directory.path("out.gif");
+    ASSERT_EQ(std::system(("/usr/bin/convert sixel:" + file + " gif:" + gif).c_str()), 0);
+    ASSERT_EQ(std::system(("/usr/bin/convert gif:" + gif + " -depth 8 rgb:" + out).c_str()), 0);
     const std::vector<std::uint8_t> expected = test::rgb_of(picture);
-    EXPECT_EQ(test::read_file(out), std::string(expected.begin(), expected.end())) << width;
+    EXPECT_TRUE(test::read_file(out) == std::string(expected.begin(), expected.end())) << width;
   }
 }
 
@@ -128,8 +132,8 @@ TEST(Blocks, AFrameOfFourPixelsIsDrawnInTwoCharacters) {
 
 TEST(Ascii, LevelsAreLetters) {
   host::PictureOptions options;
-  options.range = host::CountRange{0, 10};
-  frames::Frame frame = test::frame_of(12, 1, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0});
+  options.range = host::CountRange{0, 20};
+  frames::Frame frame = test::frame_of(12, 1, {0, 3, 5, 7, 9, 11, 13, 15, 17, 19, 20, 0});
   frame.unknown.assign(12, false);
   frame.unknown[11] = true;
   // A character is as high as two are wide.
