@@ -4,7 +4,6 @@
 #include <bit>
 #include <cmath>
 #include <numeric>
-#include <span>
 
 namespace host {
 

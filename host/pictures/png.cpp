@@ -1,6 +1,7 @@
 #include "host/pictures/png.h"
 
 #include <png.h>
+#include <zlib.h>
 
 #include <array>
 #include <csetjmp>
@@ -40,8 +41,11 @@ void leave_unflushed(png_structp /*png*/) {}
 bool encode(png_structp png, png_infop info, const Picture& picture, std::FILE* stream) {
   if (setjmp(png_jmpbuf(png)) != 0) return false;
   png_set_write_fn(png, stream, write_to_stream, leave_unflushed);
+  // Noisy pixels have no repetitions to look for, but differ little from their neighbours: of a real frame this makes
+  // smaller files than the best of the levels, in a tenth of its time.
   png_set_compression_level(png, 1);
-  png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_NONE);
+  png_set_compression_strategy(png, Z_RLE);
+  png_set_filter(png, PNG_FILTER_TYPE_BASE, PNG_FILTER_SUB);
   const bool is_grey = picture.palette.empty();
   png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width), static_cast<png_uint_32>(picture.height), 8,
                is_grey ? PNG_COLOR_TYPE_GRAY : PNG_COLOR_TYPE_PALETTE, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,

@@ -212,9 +212,13 @@ void draw_in_terminal(const frames::Frame& frame, const PictureOptions& options,
   // Characters have no colour, and in the classic map's place ink of its own is needed.
   if (terminal.graphics == TerminalGraphics::kAscii) chosen.colors = ColorMap::kGrey;
   Room room = room_in(terminal);
-  if (options.bar) room.height -= bar_height(room.width, pen_for(room.width, room.height, {}));
+  frames::Frame shown = fitted(frame, room);
+  if (options.bar) {
+    room.height -= bar_height(shown.width, pen_for(shown.width, shown.height, {}));
+    shown = fitted(frame, room);
+  }
   const CountRange range = chosen_range(frame, options, remarks);
-  const Picture picture = draw_picture_in_range(fitted(frame, room), range, chosen, remarks);
+  const Picture picture = draw_picture_in_range(shown, range, chosen, remarks);
   std::string text;
   switch (terminal.graphics) {
     case TerminalGraphics::kKitty:
