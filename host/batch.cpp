@@ -73,11 +73,52 @@ void write_all(int descriptor, std::string_view text) {
   _exit(status);  // without the exit handlers, which are the parent's
 }
 
-Worker start(const std::function<std::string(std::size_t)>& work, std::size_t task) {
+volatile std::sig_atomic_t interrupt_signal = 0;
+
+void note_interrupt(int signal) {
+  interrupt_signal = signal;
+}
+
+constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
+
+// While it lives, the signals that end the program are noted only, so that the workers can be ended first.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    struct sigaction action {};
+    action.sa_handler = note_interrupt;
+    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &action, &saved_[i]);
+  }
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+  ~InterruptGuard() { restore(); }
+
+  // Forks; the new process is ended by interrupts again, also by one that comes right now.
+  pid_t start_process() const {
+    sigset_t interrupts;
+    sigset_t before;
+    sigemptyset(&interrupts);
+    for (const int signal : kInterrupts) sigaddset(&interrupts, signal);
+    sigprocmask(SIG_BLOCK, &interrupts, &before);
+    const pid_t process = fork();
+    if (process == 0) restore();
+    sigprocmask(SIG_SETMASK, &before, nullptr);
+    return process;
+  }
+
+ private:
+  void restore() const {
+    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &saved_[i], nullptr);
+  }
+
+  std::array<struct sigaction, kInterrupts.size()> saved_{};
+};
+
+Worker start(const std::function<std::string(std::size_t)>& work, std::size_t task, const InterruptGuard& guard) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
   std::fflush(nullptr);  // or else the worker writes it, too
-  const pid_t process = fork();
+  const pid_t process = guard.start_process();
   if (process == 0) {
     close(ends[0]);
     work_and_exit(work, task, ends[1]);
@@ -110,35 +151,6 @@ bool receive(Worker& worker) {
   worker.text.append(buffer.data(), static_cast<std::size_t>(count));
   return count > 0;
 }
-
-volatile std::sig_atomic_t interrupt_signal = 0;
-
-void note_interrupt(int signal) {
-  interrupt_signal = signal;
-}
-
-constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
-
-// While it lives, the signals that end the program are noted only, so that the workers can be ended first.
-class InterruptGuard {
- public:
-  InterruptGuard() {
-    struct sigaction action {};
-    action.sa_handler = note_interrupt;
-    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &action, &saved_[i]);
-  }
-  InterruptGuard(const InterruptGuard&) = delete;
-  InterruptGuard& operator=(const InterruptGuard&) = delete;
-  ~InterruptGuard() { restore(); }
-
-  // Also for a worker, which an interrupt is to end.
-  void restore() const {
-    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &saved_[i], nullptr);
-  }
-
- private:
-  std::array<struct sigaction, kInterrupts.size()> saved_{};
-};
 
 void end_all(std::vector<Worker>& workers) {
   for (const Worker& worker : workers) kill(worker.process, SIGTERM);
@@ -199,15 +211,11 @@ void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string
   std::vector<Worker> workers;
   {
     const InterruptGuard guard;
-    const auto guarded_work = [&](std::size_t task) {
-      guard.restore();
-      return work(task);
-    };
     std::size_t next = 0;
     try {
       while (interrupt_signal == 0 && (next < count || !workers.empty())) {
         if (next < count && workers.size() < most) {
-          workers.push_back(start(guarded_work, next));
+          workers.push_back(start(work, next, guard));
           ++next;
         } else {
           wait_for_some(workers, finished);
