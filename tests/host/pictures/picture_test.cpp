@@ -121,28 +121,22 @@ TEST(Bar, ShowsAllLevelsBelowThePicture) {
   }
 }
 
-// Whether the text's letters begin at any column of the strip, in the row where the counts are.
-bool strip_has(const Picture& picture, const std::string& text, int dot) {
-  const host::Pen pen{kInk, kPaper, 1, dot};
-  const int top = picture.height - host::text_height(pen) - 1 - dot;
-  for (int corner_y = top - 2 * dot; corner_y <= picture.height - host::text_height(pen); ++corner_y) {
-    for (int x = 0; x + host::text_width(text, pen) <= picture.width; ++x) {
-      Picture expected = picture;
-      host::draw_text(expected, {x, corner_y}, text, pen);
-      // Drawing it over itself changes nothing.
-      if (expected.pixels == picture.pixels) return true;
-    }
-  }
-  return false;
+// Whether the text is in the picture with this corner: drawing it once more changes nothing.
+bool has_text(const Picture& picture, const std::string& text, host::PixelPlace corner) {
+  Picture again = picture;
+  host::draw_text(again, corner, text, {kInk, kPaper, 1, 1});
+  return again.pixels == picture.pixels;
 }
 
 TEST(Bar, TellsTheCountsAtTheEndsAndInTheMiddle) {
   const Picture linear = with_bar(300);
-  EXPECT_TRUE(strip_has(linear, "100", 1));
-  EXPECT_TRUE(strip_has(linear, "228", 1));  // 227.5
-  EXPECT_TRUE(strip_has(linear, "355", 1));
-  EXPECT_FALSE(strip_has(linear, "356", 1));
-  EXPECT_TRUE(strip_has(with_bar(300, Scale::kLog), "115", 1));
+  constexpr int kTop = 314;  // 3 rows of rim, 10 of colours, 1
+  // Three digits and their rim are 19 dots wide.
+  EXPECT_TRUE(has_text(linear, "100", {0, kTop}));
+  EXPECT_TRUE(has_text(linear, "228", {150 - 9, kTop}));  // 227.5
+  EXPECT_TRUE(has_text(linear, "355", {300 - 19, kTop}));
+  EXPECT_FALSE(has_text(linear, "356", {300 - 19, kTop}));
+  EXPECT_TRUE(has_text(with_bar(300, Scale::kLog), "115", {150 - 9, kTop}));
 }
 
 TEST(Bar, IsThereOnTheSmallestPictures) {

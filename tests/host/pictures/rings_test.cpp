@@ -93,6 +93,12 @@ TEST(Rings, AreLabelledAtTheUpperRight) {
   // The ring is at (135.4, 64.6) there; six characters and their rim are 37 x 9 dots.
   EXPECT_TRUE(has_text(picture, "1.31 Å", {135 - 18, 64 - 4}));
   EXPECT_FALSE(has_text(picture, "1.32 Å", {135 - 18, 64 - 4}));
+  // Between the letters there is no line.
+  int ink = 0;
+  for (int y = 60; y < 69; ++y) {
+    for (int x = 117; x < 154; ++x) ink += test::entry_at(picture, x, y) == kInk ? 1 : 0;
+  }
+  EXPECT_EQ(ink, 10 + 4 + 14 + 10 + 15);  // dots of 1, ., 3, 1 and Å
 }
 
 TEST(Rings, AreLabelledElsewhereWhenTheUpperRightIsOutside) {
@@ -105,6 +111,33 @@ TEST(Rings, AreLabelledElsewhereWhenTheUpperRightIsOutside) {
     for (int x = 0; x < 160; ++x) found = found || has_text(picture, "1.31 Å", {x, y});
   }
   EXPECT_TRUE(found);
+}
+
+TEST(Rings, LabelsOfTheSameRingDoNotCoverEachOther) {
+  Remarks remarks;
+  const Picture once = draw(frame_with_geometry(), {kSpacing}, remarks);
+  const Picture twice = draw(frame_with_geometry(), {kSpacing, kSpacing}, remarks);
+  EXPECT_TRUE(has_text(twice, "1.31 Å", {135 - 18, 64 - 4}));
+  EXPECT_GT(std::ranges::count(twice.pixels, kInk), std::ranges::count(once.pixels, kInk));
+}
+
+TEST(Rings, SmallPicturesHaveNoLabels) {
+  frames::Frame frame = test::empty_frame(141, 141);
+  frame.header = frame_with_geometry().header;
+  frame.header.beam_centre = frames::Point{70.0, 70.0};
+  Remarks remarks;
+  const Picture picture = draw(frame, {kSpacing}, remarks);
+  // Nothing interrupts the ring at the upper right: 50 from (35, 35.7).
+  EXPECT_EQ(test::entry_at(picture, 70 + 35, 70 - 36), kInk);
+}
+
+TEST(Rings, LinesAndLettersGrowWithThePicture) {
+  const host::Colors colors = host::make_colors(host::ColorMap::kGrey);
+  EXPECT_EQ(host::pen_for(999, 500, colors).line, 1);
+  EXPECT_EQ(host::pen_for(500, 1000, colors).line, 2);
+  EXPECT_EQ(host::pen_for(2300, 2300, colors).line, 3);
+  EXPECT_EQ(host::pen_for(512, 512, colors).text, 1);
+  EXPECT_EQ(host::pen_for(2300, 2300, colors).text, 4);
 }
 
 TEST(Rings, SpacingsHaveOneOrTwoDecimals) {
