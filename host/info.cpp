@@ -141,11 +141,12 @@ constexpr std::array<Line, 16> kLines{{
     {"unknown", "pixels", "unknown_pixels", 0},
 }};
 
+void print_line(const Line& line, const std::string& text) {
+  if (!text.empty()) print_value(line.label, *line.unit == '\0' ? text : text + " " + line.unit);
+}
+
 void print_list(const Json& values) {
-  for (const Line& line : kLines) {
-    const std::string text = line.text(values);
-    if (!text.empty()) print_value(line.label, *line.unit == '\0' ? text : text + " " + line.unit);
-  }
+  for (const Line& line : kLines) print_line(line, line.text(values));
 }
 
 // Columns on a terminal, where letters beyond ASCII have several bytes.
@@ -154,32 +155,43 @@ std::size_t display_width(std::string_view text) {
       std::ranges::count_if(text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; }));
 }
 
-// The cells of a column, under its head; none when no frame has the value.
-std::vector<std::string> column_cells(const Line& line, const std::vector<Json>& all) {
-  std::vector<std::string> cells;
-  for (const Json& values : all) cells.push_back(line.text(values));
-  if (std::ranges::all_of(cells, &std::string::empty)) return {};
-  cells.insert(cells.begin(), *line.unit == '\0' ? line.label : std::string(line.label) + "/" + line.unit);
+std::vector<std::string> texts_of(const Line& line, const std::vector<Json>& all) {
+  std::vector<std::string> texts;
+  for (const Json& values : all) texts.push_back(line.text(values));
+  return texts;
+}
+
+bool is_common(const std::vector<std::string>& texts) {
+  return std::ranges::all_of(texts, [&](const std::string& text) { return text == texts[0]; });
+}
+
+// Adds a column to the rows, of which the first is the head; numbers are aligned at their right.
+void add_column(std::vector<std::string>& rows, const Line& line, std::vector<std::string> cells) {
+  const bool is_text = *line.unit == '\0';
+  cells.insert(cells.begin(), is_text ? line.label : std::string(line.label) + "/" + line.unit);
   for (std::string& cell : cells) {
     if (cell.empty()) cell = "-";
   }
-  return cells;
+  const std::size_t width = std::ranges::max(cells | std::views::transform(display_width));
+  for (std::size_t row = 0; row < cells.size(); ++row) {
+    const std::string blanks(width - display_width(cells[row]), ' ');
+    if (!rows[row].empty()) rows[row] += "  ";
+    rows[row] += is_text ? cells[row] + blanks : blanks + cells[row];
+  }
 }
 
-// A row for each frame; numbers are aligned at their right.
+// What all frames have in common stands above, the rest in a table with a row for each.
 void print_table(const std::vector<Json>& all) {
   std::vector<std::string> rows(all.size() + 1);
   for (const Line& line : kLines) {
-    const std::vector<std::string> cells = column_cells(line, all);
-    if (cells.empty()) continue;
-    const bool is_text = *line.unit == '\0';
-    const std::size_t width = std::ranges::max(cells | std::views::transform(display_width));
-    for (std::size_t row = 0; row < cells.size(); ++row) {
-      const std::string blanks(width - display_width(cells[row]), ' ');
-      if (!rows[row].empty()) rows[row] += "  ";
-      rows[row] += is_text ? cells[row] + blanks : blanks + cells[row];
+    const std::vector<std::string> texts = texts_of(line, all);
+    if (&line != kLines.data() && is_common(texts)) {
+      print_line(line, texts[0]);
+    } else {
+      add_column(rows, line, texts);
     }
   }
+  std::printf("\n");
   for (std::string& row : rows) {
     row.erase(row.find_last_not_of(' ') + 1);
     std::printf("%s\n", row.c_str());
@@ -294,8 +306,9 @@ Action define_info(CLI::App& command, const Settings& settings) {
   add_batch_options(command, options->batch);
   add_input_options(command, options->reading);
   command.footer(
-      "One frame is told about line by line, several in a table. Minimum, maximum and\n"
-      "mean leave out pixels whose count is unknown because it overflowed.\n"
+      "Of several frames, what they have in common stands above a table of the rest.\n"
+      "Minimum, maximum and mean leave out pixels whose count is unknown, as it\n"
+      "overflowed.\n"
       "\nExamples:\n"
       "  xrdimage info frame.mar2300\n"
       "  xrdimage info data/*.mccd\n"

@@ -83,25 +83,42 @@ TEST_F(Info, GeometryThatCannotBeIsRefused) {
   }
 }
 
-TEST_F(Info, SeveralFramesAreATable) {
-  place_.write("long name.raw", test::little16(1) + test::little16(2) + test::little16(3) + test::little16(4));
-  const Result result = place_.xrdimage("info a.mar2300 'long name.raw' --size 4x1");
+TEST_F(Info, SeveralFramesAreATableBelowWhatTheyHaveInCommon) {
+  const std::string frame = test::small_mar345();
+  std::string other = frame;
+  other.replace(other.find("START 10.000"), 12, "START 11.250");
+  other.replace(4100, 4, test::little32(7));  // the value of the first record
+  place_.write("long name.mar", other);
+  const Result result = place_.xrdimage("info a.mar2300 'long name.mar'");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.out,
-            "file           format  size/pixels  wavelength/Å  distance/mm  start/°  oscillation/°  pixel size/mm  date"
-            "                      minimum/counts  maximum/counts  mean/counts  unknown/pixels\n"
-            "a.mar2300      mar345        2 x 2       1.54179        100.5       10            1.5    0.15 x 0.15  "
-            "Mon Jun  8 15:49:26 2009               5          256000      81502.5               0\n"
-            "long name.raw  raw           4 x 1             -            -        -              -              -  -  "
-            "                                    1               4          2.5               0\n");
+            "format:           mar345\n"
+            "size:             2 x 2 pixels\n"
+            "wavelength:       1.54179 Å\n"
+            "distance:         100.5 mm\n"
+            "pixel size:       0.15 x 0.15 mm\n"
+            "date:             Mon Jun  8 15:49:26 2009\n"
+            "minimum:          5 counts\n"
+            "unknown:          0 pixels\n"
+            "\n"
+            "file           start/°  oscillation/°  maximum/counts  mean/counts\n"
+            "a.mar2300           10            1.5          256000      81502.5\n"
+            "long name.mar    11.25           0.25           70000     17504.25\n");
+}
+
+TEST_F(Info, ValuesThatSomeFramesLackAreDashesInTheTable) {
+  place_.write("b.raw", test::little16(1) + test::little16(2) + test::little16(3) + test::little16(4));
+  const Result result = place_.xrdimage("info a.mar2300 b.raw --size 2x2");
+  EXPECT_NE(result.out.find("\nb.raw      raw                -            -        -"), std::string::npos)
+      << result.out;
 }
 
 TEST_F(Info, GoesOnAfterABadFile) {
   const Result result = place_.xrdimage("info missing.mar2300 a.mar2300");
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.err, "xrdimage: missing.mar2300: No such file or directory\n");
-  EXPECT_NE(result.out.find("\na.mar2300  mar345"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("\n\nfile\na.mar2300\n"), std::string::npos) << result.out;
 }
 
 TEST_F(Info, JsonHasAllValuesWithTheirUnits) {
