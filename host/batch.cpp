@@ -160,6 +160,7 @@ void end_all(std::vector<Worker>& workers) {
 
 void wait_for_some(std::vector<Worker>& workers, const std::function<void(std::size_t, const TaskResult&)>& finished) {
   std::vector<pollfd> polled;
+  polled.reserve(workers.size());
   for (const Worker& worker : workers) polled.push_back({worker.pipe, POLLIN, 0});
   constexpr int kMilliseconds = 200;  // an interrupt that comes just before is noticed after that time
   if (poll(polled.data(), polled.size(), kMilliseconds) < 0) return;

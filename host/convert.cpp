@@ -67,6 +67,7 @@ constexpr std::array<Writer, 8> kWriters{{
 
 std::vector<std::string> format_names() {
   std::vector<std::string> names;
+  names.reserve(kWriters.size());
   for (const Writer& writer : kWriters) names.emplace_back(writer.format);
   return names;
 }

@@ -6,7 +6,6 @@
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <ranges>
 #include <string_view>
 
 #include "host/batch.h"
@@ -116,7 +115,7 @@ struct Line {
   const char* second_key = nullptr;
 
   std::string text(const Json& values) const {
-    const std::string first = text_of_value(values[key], decimals);
+    std::string first = text_of_value(values[key], decimals);
     if (second_key == nullptr || first.empty()) return first;
     return first + separator + text_of_value(values[second_key], decimals);
   }
@@ -172,7 +171,8 @@ void add_column(std::vector<std::string>& rows, const Line& line, std::vector<st
   for (std::string& cell : cells) {
     if (cell.empty()) cell = "-";
   }
-  const std::size_t width = std::ranges::max(cells | std::views::transform(display_width));
+  std::size_t width = 0;
+  for (const std::string& cell : cells) width = std::max(width, display_width(cell));
   for (std::size_t row = 0; row < cells.size(); ++row) {
     const std::string blanks(width - display_width(cells[row]), ' ');
     if (!rows[row].empty()) rows[row] += "  ";

@@ -104,6 +104,7 @@ std::optional<Format> format_of_keyword(std::string_view keyword) {
 
 std::vector<std::string> format_keywords() {
   std::vector<std::string> keywords;
+  keywords.reserve(kLoaders.size());
   for (const Loader& loader : kLoaders) keywords.emplace_back(loader.keyword);
   return keywords;
 }

@@ -23,11 +23,13 @@ inline frames::Frame frame_of(int width, int height, const std::vector<std::uint
 }
 
 inline frames::Frame empty_frame(int width, int height) {
-  return frame_of(width, height, std::vector<std::uint32_t>(static_cast<std::size_t>(width * height)));
+  return frame_of(width, height,
+                  std::vector<std::uint32_t>(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)));
 }
 
 inline int entry_at(const host::Picture& picture, int x, int y) {
-  return picture.pixels.at(static_cast<std::size_t>(y * picture.width + x));
+  return picture.pixels.at(static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width) +
+                           static_cast<std::size_t>(x));
 }
 
 // The picture's colours, three bytes a pixel.

@@ -196,7 +196,7 @@ TEST(Text, LettersAreInkWithARimOfPaper) {
   Picture picture;
   picture.width = 13;
   picture.height = 9;
-  picture.pixels.resize(13 * 9);
+  picture.pixels.resize(std::size_t{13} * 9);
   host::draw_text(picture, {0, 0}, "1Å", {1, 2, 1, 1});
   std::string ink;
   for (int y = 0; y < 9; ++y) {

@@ -51,8 +51,9 @@ TEST(Sixel, IsDecodedToTheSamePixels) {
     // ImageMagick's decoder leaves its pixels black: the colour table and the entries, which GIF pictures hold, are
     // right.
     const std::string gif = directory.path("out.gif");
-    ASSERT_EQ(std::system(("/usr/bin/convert sixel:" + file + " gif:" + gif).c_str()), 0);
-    ASSERT_EQ(std::system(("/usr/bin/convert gif:" + gif + " -depth 8 rgb:" + out).c_str()), 0);
+    std::string command("/usr/bin/convert sixel:");
+    command.append(file).append(" gif:").append(gif).append(" && /usr/bin/convert gif:").append(gif);
+    ASSERT_EQ(std::system(command.append(" -depth 8 rgb:").append(out).c_str()), 0);
     const std::vector<std::uint8_t> expected = test::rgb_of(picture);
     EXPECT_TRUE(test::read_file(out) == std::string(expected.begin(), expected.end())) << width;
   }

@@ -175,8 +175,9 @@ TEST(Mar345Writer, FrameIsPaddedToASquare) {
     ASSERT_EQ(again.height, 12);
     for (int y = 0; y < 12; ++y) {
       for (int x = 0; x < 12; ++x) {
-        const auto pixel = static_cast<std::size_t>(12 * y + x);
-        const auto source = static_cast<std::size_t>(size.width * y + x);
+        const std::size_t pixel = std::size_t{12} * static_cast<unsigned>(y) + static_cast<unsigned>(x);
+        const std::size_t source =
+            static_cast<std::size_t>(size.width) * static_cast<unsigned>(y) + static_cast<unsigned>(x);
         const bool inside = x < size.width && y < size.height;
         const bool unknown = inside && frame.unknown[source];
         EXPECT_EQ(again.unknown[pixel], unknown);

@@ -50,7 +50,7 @@ inline frames::Frame random_frame(Size size, std::uint32_t largest, bool is_sign
   }
   frames::Frame frame = frame_of(size.width, size.height, counts, is_signed);
   if (has_unknown) frame.unknown.resize(pixels);
-  for (std::size_t i = 0; i < frame.unknown.size(); ++i) frame.unknown[i] = random() % 5 == 0;
+  std::ranges::generate(frame.unknown, [&] { return random() % 5 == 0; });
   return frame;
 }
 
