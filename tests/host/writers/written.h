@@ -50,7 +50,7 @@ inline frames::Frame random_frame(Size size, std::uint32_t largest, bool is_sign
   }
   frames::Frame frame = frame_of(size.width, size.height, counts, is_signed);
   if (has_unknown) frame.unknown.resize(pixels);
-  std::ranges::generate(frame.unknown, [&] { return random() % 5 == 0; });
+  std::generate(frame.unknown.begin(), frame.unknown.end(), [&] { return random() % 5 == 0; });
   return frame;
 }
 
