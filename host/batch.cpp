@@ -11,9 +11,10 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <iostream>
-#include <limits>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -59,18 +60,29 @@ void write_all(int descriptor, std::string_view text) {
   }
 }
 
-[[noreturn]] void work_and_exit(const std::function<std::string(std::size_t)>& work, std::size_t task, int result) {
-  int status = 0;
-  std::string text;
+// The exit status of a worker tells how its task went.
+int status_of(TaskResult::State state) {
+  return static_cast<int>(state);
+}
+
+// No exception may leave a worker: what the parent does about it would end the other workers.
+TaskResult attempt(const std::function<std::string(std::size_t)>& work, std::size_t task) {
   try {
-    text = work(task);
+    return {TaskResult::State::kSucceeded, work(task)};
   } catch (const Failure& failure) {
-    text = failure.what();
-    status = 1;
+    return {TaskResult::State::kFailed, failure.what()};
+  } catch (const std::bad_alloc&) {
+    return {TaskResult::State::kCrashed, "needs more memory than there is"};
+  } catch (const std::exception& failure) {
+    return {TaskResult::State::kCrashed, failure.what()};
   }
-  write_all(result, text);
+}
+
+[[noreturn]] void work_and_exit(const std::function<std::string(std::size_t)>& work, std::size_t task, int result) {
+  const TaskResult outcome = attempt(work, task);
+  write_all(result, outcome.text);
   std::fflush(nullptr);
-  _exit(status);  // without the exit handlers, which are the parent's
+  _exit(status_of(outcome.state));  // without the exit handlers, which are the parent's
 }
 
 volatile std::sig_atomic_t interrupt_signal = 0;
@@ -81,13 +93,17 @@ void note_interrupt(int signal) {
 
 constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
 
-// While it lives, the signals that end the program are noted only, so that the workers can be ended first.
+// While it lives, the signals that end the program are noted only, so that the workers can be ended first. One that was
+// ignored, as under nohup, stays ignored.
 class InterruptGuard {
  public:
   InterruptGuard() {
     struct sigaction action {};
     action.sa_handler = note_interrupt;
-    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &action, &saved_[i]);
+    for (std::size_t i = 0; i < kInterrupts.size(); ++i) {
+      sigaction(kInterrupts[i], nullptr, &saved_[i]);
+      if (saved_[i].sa_handler != SIG_IGN) sigaction(kInterrupts[i], &action, nullptr);
+    }
   }
   InterruptGuard(const InterruptGuard&) = delete;
   InterruptGuard& operator=(const InterruptGuard&) = delete;
@@ -140,7 +156,10 @@ TaskResult finish(Worker& worker) {
     return {TaskResult::State::kCrashed,
             std::string("the process that worked on it was ended: ") + strsignal(WTERMSIG(status))};
   }
-  return {WEXITSTATUS(status) == 0 ? TaskResult::State::kSucceeded : TaskResult::State::kFailed, worker.text};
+  for (const TaskResult::State state : {TaskResult::State::kSucceeded, TaskResult::State::kFailed}) {
+    if (WEXITSTATUS(status) == status_of(state)) return {state, worker.text};
+  }
+  return {TaskResult::State::kCrashed, worker.text};
 }
 
 // Reads what has come. False at the end.

@@ -34,7 +34,8 @@ inline bool is_in_shard(std::size_t position, const Shard& shard) {
   return position % shard.parts == shard.part - 1;
 }
 
-// How a task went, and its text: the result, what it threw, or what ended its process.
+// How a task went, and its text: the result, the message of the Failure that it threw, or else what ended it: a signal
+// to its process, or another exception.
 struct TaskResult {
   enum class State { kSucceeded, kFailed, kCrashed };
   State state = State::kSucceeded;

@@ -143,7 +143,7 @@ std::optional<std::string_view> text_behind(std::string_view line, std::string_v
     return std::nullopt;
   }
   const std::string_view text = line.substr(end);
-  const std::size_t first = text.find_first_not_of(' ');
+  const std::size_t first = text.find_first_not_of(" :");
   if (first == std::string_view::npos) return std::string_view();
   return text.substr(first, text.find_last_not_of(" :.") + 1 - first);
 }

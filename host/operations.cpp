@@ -4,8 +4,10 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "host/failure.h"
 #include "host/library_output.h"
@@ -51,30 +53,83 @@ void replace_unknown(Frame& frame, Function function) {
   frame.unknown.assign(mask.begin(), mask.end());
 }
 
-// For functions of the library that replace the array.
-template <typename Function>
-void change_grid(Frame& frame, Function function) {
-  replace_unknown(frame, function);
-  Size size{frame.width, frame.height};
-  replace_counts(frame.counts, size, function);
-  frame.width = size.width;
-  frame.height = size.height;
+// The library's functions take counts for unsigned numbers.
+void zero_negative(Frame& frame) {
+  if (!frame.is_signed) return;
+  constexpr std::uint32_t kLargest = std::numeric_limits<std::int32_t>::max();
+  std::size_t negative = 0;
+  for (std::uint32_t& count : frame.counts) {
+    if (count <= kLargest) continue;
+    count = 0;
+    ++negative;
+  }
+  frame.is_signed = false;
+  if (negative > 0) frame.notes.push_back(std::to_string(negative) + " negative counts were taken as 0");
 }
 
+// The sum of the block whose first pixel is given; nothing when a count is unknown.
+std::optional<std::int64_t> block_sum(const Frame& frame, std::size_t first, std::size_t factor) {
+  std::int64_t sum = 0;
+  for (std::size_t row = 0; row < factor; ++row, first += static_cast<std::size_t>(frame.width)) {
+    for (std::size_t pixel = first; pixel < first + factor; ++pixel) {
+      if (!frame.unknown.empty() && frame.unknown[pixel]) return std::nullopt;
+      const std::uint32_t count = frame.counts[pixel];
+      sum += frame.is_signed ? std::int64_t{static_cast<std::int32_t>(count)} : std::int64_t{count};
+    }
+  }
+  return sum;
+}
+
+bool fits(std::int64_t sum, bool is_signed) {
+  return is_signed ? std::in_range<std::int32_t>(sum) : std::in_range<std::uint32_t>(sum);
+}
+
+// The library's function takes 256001 for a mark, wraps sums, and leaves out pixels at the right and bottom that would
+// make whole blocks. Here each whole block has its true sum, or is unknown where 32 bits do not hold it.
 Operation bin(int factor) {
   return [=](Frame& frame) {
-    change_grid(frame, [=](unsigned int** daten, int* width, int* height) { binning(daten, factor, width, height); });
+    if (factor > std::min(frame.width, frame.height)) {
+      throw std::runtime_error("--bin " + std::to_string(factor) + " is more than the frame's width or height");
+    }
+    Frame binned;
+    binned.width = frame.width / factor;
+    binned.height = frame.height / factor;
+    binned.counts = frames::Counts(static_cast<std::size_t>(binned.width) * static_cast<std::size_t>(binned.height));
+    const auto edge = static_cast<std::size_t>(factor);
+    const auto columns = static_cast<std::size_t>(binned.width);
+    for (std::size_t pixel = 0; pixel < binned.counts.size(); ++pixel) {
+      const std::size_t first = pixel / columns * edge * static_cast<std::size_t>(frame.width) + pixel % columns * edge;
+      const std::optional<std::int64_t> sum = block_sum(frame, first, edge);
+      if (sum && fits(*sum, frame.is_signed)) {
+        binned.counts[pixel] = static_cast<std::uint32_t>(*sum);  // negative ones wrap
+      } else {
+        binned.unknown.resize(binned.counts.size());
+        binned.unknown[pixel] = true;
+      }
+    }
+    frame.width = binned.width;
+    frame.height = binned.height;
+    frame.counts = std::move(binned.counts);
+    frame.unknown = std::move(binned.unknown);
     if (auto& pixel = frame.header.pixel_size) pixel = frames::Point{pixel->x * factor, pixel->y * factor};
-    if (auto& beam = frame.header.beam_centre) beam = frames::Point{beam->x / factor, beam->y / factor};
+    // The centre of a pixel has whole coordinates.
+    if (auto& beam = frame.header.beam_centre) {
+      beam = frames::Point{(beam->x + 0.5) / factor - 0.5, (beam->y + 0.5) / factor - 0.5};
+    }
     if (auto& saturation = frame.header.saturation) saturation = *saturation * factor * factor;
   };
 }
 
 Operation fit(Size size) {
   return [=](Frame& frame) {
-    change_grid(frame, [=](unsigned int** daten, int* width, int* height) {
+    const auto change = [=](unsigned int** daten, int* width, int* height) {
       fit_to_new_dimension(daten, width, height, size.width, size.height);
-    });
+    };
+    replace_unknown(frame, change);
+    Size changed{frame.width, frame.height};
+    replace_counts(frame.counts, changed, change);
+    frame.width = changed.width;
+    frame.height = changed.height;
   };
 }
 
@@ -125,8 +180,8 @@ Operation rotate() {
 
 Operation smooth(const Numbers& sigmas) {
   return [=](Frame& frame) {
-    const Size before{frame.width, frame.height};
-    Size size = before;
+    zero_negative(frame);
+    Size size{frame.width, frame.height};
     replace_counts(frame.counts, size, [&](unsigned int** daten, int* width, int* height) {
       falte_gauss(daten, width, height, sigmas.front(), sigmas.back());
     });
@@ -146,18 +201,24 @@ Operation average(int radius) {
 // From the smallest to the largest count that is known.
 Operation logarithm(int base) {
   return [=](Frame& frame) {
+    zero_negative(frame);
     const Statistics statistics = statistics_of(frame);
+    if (!std::in_range<int>(statistics.maximum)) throw std::runtime_error("--log takes no counts above 2147483647");
     logarith_data(frame.counts.data(), pixel_count(frame), base, static_cast<int>(statistics.minimum),
                   static_cast<int>(statistics.maximum));
   };
 }
 
 Operation scale_to(int target) {
-  return [=](Frame& frame) { scale_up_short(frame.counts.data(), frame.width, frame.height, target); };
+  return [=](Frame& frame) {
+    zero_negative(frame);
+    scale_up_short(frame.counts.data(), frame.width, frame.height, target);
+  };
 }
 
 Operation box(Numbers numbers) {
   return [=](Frame& frame) mutable {
+    zero_negative(frame);
     make_short_box(frame.counts.data(), frame.width, frame.height, numbers.data(), numbers.data() + 2,
                    divisor_of(numbers, 6));
   };
@@ -166,16 +227,28 @@ Operation box(Numbers numbers) {
 // The arms' length goes with the width, or is 20 pixels where there is a divisor.
 Operation cross(const Numbers& numbers) {
   return [=](Frame& frame) {
+    zero_negative(frame);
     make_short_cross(frame.counts.data(), frame.width, frame.height, numbers[0], numbers[1], divisor_of(numbers, 2));
   };
 }
 
+// As the library's to_short, which warns anew of each halving, and cuts bits off counts above 31 bits.
 void shift_to_16_bits(Frame& frame) {
-  unsigned short* narrow = nullptr;
-  const auto maximum = static_cast<int>(std::min<std::int64_t>(statistics_of(frame).maximum, INT32_MAX));
-  to_short(frame.counts.data(), &narrow, pixel_count(frame), maximum);
-  const xrd::MallocArray<unsigned short> owner(narrow);
-  if (owner) std::copy_n(narrow, frame.counts.size(), frame.counts.begin());
+  zero_negative(frame);
+  constexpr std::int64_t kLargestWord = 65535;
+  const std::int64_t largest = statistics_of(frame).maximum;
+  int shift = 0;
+  while (largest >> shift > kLargestWord) ++shift;
+  if (shift == 0) return;
+  for (std::uint32_t& count : frame.counts) count >>= shift;
+  if (auto& saturation = frame.header.saturation) saturation = std::ldexp(*saturation, -shift);
+  frame.notes.push_back("counts were divided by " + std::to_string(1 << shift) + " to fit 16 bits");
+}
+
+Operation parse_smooth(const std::string& option, const std::string& text) {
+  const Numbers widths = parse_integers(option, text, 1, 2);
+  if (widths.front() < 1 || widths.back() < 1) throw CLI::ValidationError(option, "'" + text + "' is not above 0");
+  return smooth(widths);
 }
 
 // Unknown counts must not disturb their neighbours more than they have to.
@@ -247,15 +320,15 @@ void add_operation_options(CLI::App& command, std::vector<Operation>& operations
   options.add_text("--fit", "WxH", "Crop, or pad with 0, at the right and bottom",
                    [](const std::string& option, const std::string& text) { return fit(parse_size(option, text)); });
   options.add_flag("--rotate", "Turn clockwise by a quarter", rotate());
-  options.add_text(
-      "--smooth", "SX[,SY]", "Smooth by a Gaussian of these widths; halves the counts",
-      [](const std::string& option, const std::string& text) { return smooth(parse_integers(option, text, 1, 2)); });
+  options.add_text("--smooth", "SX[,SY]", "Smooth by a Gaussian of these widths; halves the counts", parse_smooth);
   options.add_number("--mean", "Average over windows of 2N x 2N pixels", 1, average);
   options.add_number("--log", "Logarithm of this base, stretched to the old maximum", 2, logarithm);
   options.add_flag("--invert", "Take the counts from 16777215",
                    [](Frame& frame) { invert_data(frame.counts.data(), pixel_count(frame)); });
-  options.add_flag("--scale-up", "Multiply by the whole number that brings the largest near 10000",
-                   [](Frame& frame) { scale_up(frame.counts.data(), frame.width, frame.height); });
+  options.add_flag("--scale-up", "Multiply by the whole number that brings the largest near 10000", [](Frame& frame) {
+    zero_negative(frame);
+    scale_up(frame.counts.data(), frame.width, frame.height);
+  });
   options.add_number("--scale-to", "Multiply so that the largest becomes N", 0, scale_to);
   options.add_flag("--to-16-bits", "Halve the counts until the largest is below 65536", shift_to_16_bits);
   options.add_flag("--swap-words", "Reverse the four bytes of each count", [](Frame& frame) {
@@ -271,6 +344,7 @@ void add_operation_options(CLI::App& command, std::vector<Operation>& operations
 
 void apply_operations(Frame& frame, const std::vector<Operation>& operations, const std::string& path,
                       const Settings& settings, Remarks& remarks) {
+  const std::size_t notes_before = frame.notes.size();
   for (const Operation& operation : operations) {
     fill_unknown(frame);
     LibraryReport report;
@@ -279,10 +353,10 @@ void apply_operations(Frame& frame, const std::vector<Operation>& operations, co
     } catch (const std::runtime_error& refusal) {
       throw Failure(path, refusal.what());
     }
+    // The library warns of what the user asks --fit to cut off, and of nothing else.
     if (!report.errors.empty()) throw Failure(path, joined_errors(report, path));
-    for (const std::string& warning : report.warnings) remarks.warnings.push_back(warning);
-    if (frame.counts.empty()) throw Failure(path, "has no pixels left");
   }
+  for (std::size_t i = notes_before; i < frame.notes.size(); ++i) remarks.warnings.push_back(frame.notes[i]);
 }
 
 }  // namespace host

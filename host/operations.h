@@ -18,7 +18,8 @@ using Operation = std::function<void(frames::Frame& frame)>;
 void add_operation_options(CLI::App& command, std::vector<Operation>& operations);
 
 // Applies them one after the other. What the library refuses is a Failure about `path`. Pixels of unknown count take
-// part as the largest known one, and stay unknown; those that come from them by binning are unknown too.
+// part as the largest known one, and stay unknown; those that come from them by binning are unknown too. Where the
+// library knows no negative counts, they become 0. What the user should know is left in the remarks.
 void apply_operations(frames::Frame& frame, const std::vector<Operation>& operations, const std::string& path,
                       const Settings& settings, Remarks& remarks);
 

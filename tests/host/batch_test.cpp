@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <new>
+#include <stdexcept>
 
 #include "host/failure.h"
 #include "tests/host/program.h"
@@ -59,6 +61,38 @@ TEST(Tasks, FailuresAndCrashesTakeNoOtherTaskWithThem) {
   EXPECT_EQ(results[2].state, State::kCrashed);
   EXPECT_EQ(results[2].text, "the process that worked on it was ended: Killed");
   EXPECT_EQ(results[3].text, "done");
+}
+
+TEST(Tasks, OtherExceptionsTakeNoOtherTaskWithThem) {
+  const pid_t tests = getpid();
+  std::vector<TaskResult> results;
+  try {
+    results = results_of(3, 3, [](std::size_t task) -> std::string {
+      if (task == 0) sleep(1);
+      if (task == 1) throw std::bad_alloc();
+      if (task == 2) throw std::runtime_error("was not foreseen");
+      return "done";
+    });
+  } catch (...) {
+    if (getpid() != tests) _exit(1);  // a worker that came back from run_tasks
+    throw;
+  }
+  EXPECT_EQ(results[0].state, State::kSucceeded);
+  EXPECT_EQ(results[0].text, "done");
+  EXPECT_EQ(results[1].state, State::kCrashed);
+  EXPECT_EQ(results[1].text, "needs more memory than there is");
+  EXPECT_EQ(results[2].state, State::kCrashed);
+  EXPECT_EQ(results[2].text, "was not foreseen");
+}
+
+TEST(Tasks, IgnoredSignalsDoNotInterrupt) {
+  auto* const before = std::signal(SIGHUP, SIG_IGN);
+  const auto results = results_of(20, 2, [](std::size_t) {
+    kill(getppid(), SIGHUP);
+    return std::string("done");
+  });
+  std::signal(SIGHUP, before);
+  for (const TaskResult& result : results) EXPECT_EQ(result.text, "done");
 }
 
 TEST(Tasks, NoMoreProcessesThanAskedFor) {

@@ -175,10 +175,84 @@ std::string counts_of(const test::Workplace& place, const std::string& options) 
 }
 
 TEST_F(Convert, OperationsAreAppliedInTheOrderGiven) {
-  // Binned by 1, an even size loses its last column and row.
-  EXPECT_EQ(counts_of(place_, "--bin 1 --fit 2x2"), little32(5) + little32(0) + little32(0) + little32(0));
   EXPECT_EQ(counts_of(place_, "--invert --fit 1x1 --fit 2x1"), little32(16777210) + little32(0));
   EXPECT_EQ(counts_of(place_, "--fit 1x1 --fit 2x1 --invert"), little32(16777210) + little32(16777215));
+}
+
+// An EDF file of `width` pixels per row.
+std::string edf_of(unsigned width, const std::string& type, const std::vector<std::uint32_t>& counts) {
+  std::string file = "{\nByteOrder = LowByteFirst ;\nDataType = " + type + " ;\nDim_1 = " + std::to_string(width) +
+                     " ;\nDim_2 = " + std::to_string(counts.size() / width) + " ;\n}\n";
+  for (const std::uint32_t count : counts) file += little32(count);
+  return file;
+}
+
+std::string frame_of(const std::vector<std::uint32_t>& counts) {
+  std::string bytes;
+  for (const std::uint32_t count : counts) bytes += little32(count);
+  return bytes;
+}
+
+// The counts of frame.edf after the operation, and what is said about it.
+Result operated(const test::Workplace& place, const std::string& operation) {
+  Result result = place.xrdimage("convert frame.edf -o out.npy " + operation);
+  EXPECT_EQ(result.status, 0) << result.err;
+  result.out = test::read_file("out.npy").substr(128);
+  return result;
+}
+
+TEST_F(Convert, BinningSumsAllWholeBlocks) {
+  place_.write("frame.edf", edf_of(3, "UnsignedInteger", {1, 2, 9, 3, 4, 9, 9, 9, 9}));
+  EXPECT_EQ(operated(place_, "--bin 1").out, frame_of({1, 2, 9, 3, 4, 9, 9, 9, 9}));
+  EXPECT_EQ(operated(place_, "--bin 2").out, frame_of({10}));
+  EXPECT_EQ(operated(place_, "--bin 3").out, frame_of({55}));
+}
+
+TEST_F(Convert, BinningKnowsNoCountThatIsAMark) {
+  place_.write("frame.edf", edf_of(2, "UnsignedInteger", {256001, 1, 0, 0}));
+  EXPECT_EQ(operated(place_, "--bin 2").out, frame_of({256002}));
+}
+
+TEST_F(Convert, BinnedSumsBeyond32BitsAreUnknown) {
+  place_.write("frame.edf", edf_of(4, "UnsignedInteger", {0xFFFFFFFF, 1, 0xFFFFFFFF, 0, 0, 0, 0, 0}));
+  const Result result = operated(place_, "--bin 2");
+  EXPECT_EQ(result.out, frame_of({0xFFFFFFFF, 0xFFFFFFFF}));
+  EXPECT_EQ(result.err, "xrdimage: frame.edf: warning: 1 pixels of unknown count were written as 4294967295\n");
+  place_.write("frame.edf", edf_of(2, "SignedInteger", {0x80000000, 0x7FFFFFFF, 0xFFFFFFFF, 0}));
+  EXPECT_EQ(operated(place_, "--bin 2").out, frame_of({0xFFFFFFFE}));  // -2
+}
+
+TEST_F(Convert, NegativeCountsAreTakenAsZeroWhereTheLibraryKnowsNone) {
+  place_.write("frame.edf", edf_of(2, "SignedInteger", {0xFFFFFFFB, 7, 100, 0}));  // -5
+  const std::string warning = "xrdimage: frame.edf: warning: 1 negative counts were taken as 0\n";
+  for (const std::string operation : {"--scale-up", "--scale-to 10000"}) {
+    const Result result = operated(place_, operation);
+    EXPECT_EQ(result.out, frame_of({0, 700, 10000, 0})) << operation;
+    EXPECT_EQ(result.err, warning) << operation;
+  }
+  EXPECT_EQ(operated(place_, "--to-16-bits").out, frame_of({0, 7, 100, 0}));
+  for (const std::string operation : {"--smooth 1", "--log 10", "--cross 0,0,50", "--box 0,0,0,0,1,1,50"}) {
+    EXPECT_EQ(operated(place_, operation).err, warning) << operation;
+  }
+}
+
+TEST_F(Convert, SixteenBitsHoldAnyCountOnceItIsHalvedOftenEnough) {
+  place_.write("frame.edf", edf_of(2, "UnsignedInteger", {0xFFFFFFFF, 0x10000, 0xFFFF, 0}));
+  const Result result = operated(place_, "--to-16-bits");
+  EXPECT_EQ(result.out, frame_of({0xFFFF, 1, 0, 0}));
+  EXPECT_EQ(result.err, "xrdimage: frame.edf: warning: counts were divided by 65536 to fit 16 bits\n");
+}
+
+TEST_F(Convert, OperationsAskForWhatCanBe) {
+  place_.write("frame.edf", edf_of(2, "UnsignedInteger", {0xFFFFFFFF, 1, 2, 3}));
+  EXPECT_EQ(place_.xrdimage("convert frame.edf -o out.npy --log 10").err,
+            "xrdimage: frame.edf: --log takes no counts above 2147483647\n");
+  EXPECT_EQ(place_.xrdimage("convert frame.edf -o out.npy --fit 99999x99999").err,
+            "xrdimage: frame.edf: cannot fit 2x2 pixels to 99999x99999\n");
+  EXPECT_EQ(operated(place_, "--fit 1x1").err, "");
+  for (const std::string widths : {"0", "-1", "2,0"}) {
+    EXPECT_EQ(place_.xrdimage("convert frame.edf -o out.npy --smooth " + widths).status, 2) << widths;
+  }
 }
 
 TEST_F(Convert, CropAndRotateMoveThePixels) {
@@ -218,7 +292,7 @@ TEST_F(Convert, TheGeometryFollowsThePixels) {
                                "beam centre:      20, 30 pixels\n"));
   EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --bin 2")
                   .starts_with("pixel size:       0.2 x 0.4 mm\n"
-                               "beam centre:      10, 15 pixels\n"));
+                               "beam centre:      9.75, 14.75 pixels\n"));  // (20 + 1/2) / 2 - 1/2
   EXPECT_TRUE(geometry("--pixel 0.1,0.2 --beam 20,30 --crop 5,10,9,9")
                   .starts_with("pixel size:       0.1 x 0.2 mm\n"
                                "beam centre:      15, 20 pixels\n"));
@@ -243,10 +317,10 @@ TEST_F(Convert, UnknownPixelsStayUnknown) {
   EXPECT_EQ(test::read_png("out.png").pixel(0, 1), (Components{255, 0, 0}));
 }
 
-TEST_F(Convert, AnOperationThatLeavesNothingIsAnError) {
+TEST_F(Convert, BinningByMoreThanTheSizeIsAnError) {
   const Result result = place_.xrdimage("convert --bin 3 frame.mar2300 -o out.edf");
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "xrdimage: frame.mar2300: has no pixels left\n");
+  EXPECT_EQ(result.err, "xrdimage: frame.mar2300: --bin 3 is more than the frame's width or height\n");
   EXPECT_FALSE(fs::exists("out.edf"));
 }
 
