@@ -1,11 +1,6 @@
 // Largest and smallest pixel.
 #pragma once
 
-#include <algorithm>
-#include <cstddef>
-
-#include "support/image_size.h"
-
 namespace xrd {
 
 struct Extremes {
@@ -14,15 +9,10 @@ struct Extremes {
 };
 
 // The smallest is never above `ceiling`; an image without pixels has the largest pixel 0.
-inline Extremes find_extremes(const unsigned int* image, int width, int height, unsigned int ceiling) {
-  const std::size_t pixels = caller_pixels(width, height, sizeof(unsigned int));
-  Extremes extremes{0, ceiling};
-  for (std::size_t i = 0; i < pixels; ++i) {
-    extremes.largest = std::max(extremes.largest, image[i]);
-    extremes.smallest = std::min(extremes.smallest, image[i]);
-  }
-  return extremes;
-}
+//
+// Fast because compilers turn the loop into vector instructions, for processors with AVX2 into those that compare
+// unsigned numbers, eight at a time. Exact: the order of comparisons does not matter.
+Extremes find_extremes(const unsigned int* image, int width, int height, unsigned int ceiling);
 
 inline unsigned int find_largest(const unsigned int* image, int width, int height) {
   return find_extremes(image, width, height, 0).largest;

@@ -70,7 +70,7 @@ extern "C" int to_short(unsigned int* Daten, unsigned short** Daten_ushort, int 
   std::fprintf(stderr, "(to_short) shift = %d\n", shift);
 
   const auto pixels = xrd::allocatable_pixels(n, 1);
-  auto words = pixels ? xrd::allocate_zeroed<unsigned short>(*pixels) : nullptr;
+  auto words = pixels ? xrd::allocate_unset<unsigned short>(*pixels) : nullptr;
   if (!words) {
     std::printf("# " XRD_RED_ERROR " cannot allocate %d pixels\n", n);
     return 0;

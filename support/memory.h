@@ -23,4 +23,11 @@ MallocArray<T> allocate_zeroed(std::size_t count) {
   return MallocArray<T>(static_cast<T*>(std::calloc(count == 0 ? 1 : count, sizeof(T))));
 }
 
+// An array whose values are not set: for arrays that are filled from end to end. Null when there is no memory for it.
+template <typename T>
+MallocArray<T> allocate_unset(std::size_t count) {
+  static_assert(std::is_trivial_v<T>, "malloc'd memory holds plain values");
+  return MallocArray<T>(static_cast<T*>(std::malloc((count == 0 ? 1 : count) * sizeof(T))));
+}
+
 }  // namespace xrd
