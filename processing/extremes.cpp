@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "support/image_size.h"
 #include "support/processor.h"
 
 namespace xrd {
@@ -28,8 +27,7 @@ XRD_AVX2 Extremes extremes_avx2(const unsigned int* image, std::size_t pixels, u
 
 }  // namespace
 
-Extremes find_extremes(const unsigned int* image, int width, int height, unsigned int ceiling) {
-  const std::size_t pixels = caller_pixels(width, height, sizeof(unsigned int));
+Extremes find_extremes(const unsigned int* image, std::size_t pixels, unsigned int ceiling) {
 #if defined(XRD_AVX2)
   if (has_avx2()) return extremes_avx2(image, pixels, ceiling);
 #endif
