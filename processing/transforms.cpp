@@ -30,22 +30,23 @@ void replace_pixels(std::span<unsigned int> pixels, Function function) {
   for (unsigned int& pixel : pixels) pixel = memo(pixel);
 }
 
-// Products of pixels and a factor, cut to whole numbers, in double precision. False when that may differ from extended
-// precision for one of the pixels.
+// Products of pixels and a factor, cut to whole numbers, in double precision. False when extended precision may give
+// another one for one of the pixels.
 //
-// The factor in double precision is off by less than 2^-52 of itself, so is the rounded product, and the product in
-// extended precision by less than 2^-63. Both products therefore have the same whole part if the one in double
-// precision is more than 2^-51 of itself away from any whole number; the loop asks for twice that. A pixel of 0 is
-// exact. The difference to the whole part is exact too.
-bool cut_products(std::span<const unsigned int> pixels, double factor, std::int32_t* products) {
-  constexpr double kUncertainty = 0x1p-50;
-  int doubts = 0;
-  for (std::size_t i = 0; i < pixels.size(); ++i) {
-    const double product = static_cast<double>(static_cast<std::int32_t>(pixels[i])) * factor;
-    products[i] = static_cast<std::int32_t>(product);
-    const double behind_point = std::fabs(product - static_cast<double>(products[i]));
-    const double uncertainty = std::fabs(product) * kUncertainty;
-    doubts |= (behind_point < uncertainty ? 1 : 0) | (1.0 - behind_point < uncertainty ? 1 : 0);
+// The factor in double precision, the smaller and the larger factor made of it, and each product are off by at most
+// 2^-52 of themselves, the product in extended precision by at most 2^-63. Three of the former are less than 2^-49, so
+// that the exact path's product lies between these two, and its whole part too, as cutting keeps the order: where both
+// have the same one, that is it.
+bool cut_products(const unsigned int* __restrict pixels, std::size_t count, double factor,
+                  std::int32_t* __restrict products) {
+  const double smaller = factor * (1.0 - 0x1p-49);
+  const double larger = factor * (1.0 + 0x1p-49);
+  std::int32_t doubts = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto pixel = static_cast<double>(static_cast<std::int32_t>(pixels[i]));
+    const auto lower = static_cast<std::int32_t>(pixel * smaller);
+    products[i] = static_cast<std::int32_t>(pixel * larger);
+    doubts |= lower ^ products[i];
   }
   return doubts == 0;
 }
@@ -62,7 +63,7 @@ void scale_pixels(std::span<unsigned int> pixels, int target, unsigned int large
   std::array<std::int32_t, kBlock> products;  // NOLINT: filled before it is read
   for (std::size_t first = 0; first < pixels.size(); first += kBlock) {
     const auto block = pixels.subspan(first, std::min(kBlock, pixels.size() - first));
-    if (fits && cut_products(block, static_cast<double>(factor), products.data())) {
+    if (fits && cut_products(block.data(), block.size(), static_cast<double>(factor), products.data())) {
       std::memcpy(block.data(), products.data(), block.size_bytes());
     } else {
       for (unsigned int& pixel : block) pixel = exact(pixel);
