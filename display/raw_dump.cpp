@@ -1,25 +1,46 @@
 // Raw dumps: 16-bit pixels, little-endian, without a header.
+#include <algorithm>
 #include <cstddef>
 #include <cstdio>
+#include <span>
 
+#include "processing/short_array.h"
 #include "support/files.h"
 #include "support/image_size.h"
-#include "support/memory.h"
 #include "support/message.h"
 #include "xrdimage.h"
 
-extern "C" void write_short_zimg(const char* path, unsigned short* Daten_ushort, int n) {
+namespace {
+
+// Calls write(stream), and tells of the file what hosts expect.
+template <typename Write>
+void write_dump(const char* path, Write write) {
   if (const xrd::FileHandle stream = xrd::open_file(path, "wb")) {
-    std::fwrite(Daten_ushort, sizeof *Daten_ushort, xrd::caller_pixels(n), stream.get());
+    write(stream.get());
   } else {
     std::printf("# " XRD_RED_ERROR " opening %s", path);
   }
   std::printf("# %s written\n", path);  // after a failure too: hosts know the pair of messages
 }
 
+}  // namespace
+
+extern "C" void write_short_zimg(const char* path, unsigned short* Daten_ushort, int n) {
+  write_dump(
+      path, [=](std::FILE* stream) { std::fwrite(Daten_ushort, sizeof *Daten_ushort, xrd::caller_pixels(n), stream); });
+}
+
 extern "C" void write_zimg(const char* path, unsigned int* Daten, int n) {
-  unsigned short* words = nullptr;
-  to_short(Daten, &words, n, 65535);  // the maximum keeps it from halving: each pixel keeps its low 16 bits
-  const xrd::MallocArray<unsigned short> owner(words);
-  if (words != nullptr) write_short_zimg(path, words, n);
+  // The maximum keeps pixels from being halved: each one keeps its low 16 bits.
+  const xrd::ShortArray array = xrd::make_short_array(n, 65535);
+  if (!array.words) return;
+  // In blocks, by way of the array's beginning, which stays in the processor's cache.
+  constexpr std::size_t kBlock = 32768;
+  write_dump(path, [&](std::FILE* stream) {
+    for (std::size_t first = 0; first < array.pixels; first += kBlock) {
+      const std::size_t count = std::min(kBlock, array.pixels - first);
+      xrd::narrow_pixels({Daten + first, count}, array.shift, array.words.get());
+      std::fwrite(array.words.get(), sizeof(unsigned short), count, stream);
+    }
+  });
 }

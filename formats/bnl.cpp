@@ -1,7 +1,9 @@
 // CCD frames with an ADSC-style text header: lines KEY=value; between braces, then 16-bit pixels.
 #include <array>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <span>
 #include <utility>
 
 #include "support/files.h"
@@ -9,6 +11,7 @@
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
+#include "support/pixels.h"
 #include "xrdimage.h"
 
 namespace {
@@ -109,20 +112,21 @@ extern "C" int read_bnl(const char* filename, int /*reserved*/, unsigned int** d
   print_summary(values, summary);
 
   const auto pixels = xrd::allocatable_pixels(values.width, values.height);
-  auto image = pixels ? xrd::allocate_zeroed<unsigned int>(*pixels) : nullptr;
+  auto image = pixels ? xrd::allocate_unset<unsigned int>(*pixels) : nullptr;
   if (!image) {
     std::printf("# " XRD_PLAIN_ERROR " reading File %s: cannot allocate %d x %d pixels\n", filename, values.width,
                 values.height);
     return 0;
   }
   // The samples stay side by side: they fill the array's first half, two to a word.
-  static_cast<void>(std::fread(image.get(), 1, *pixels * 2, stream.get()));
+  const std::size_t bytes =
+      xrd::read_zero_padded(std::span(image.get(), *pixels), *pixels * sizeof(std::uint16_t), stream.get());
   stream.reset();
   if (std::strcmp(summary.byte_order, "big_endian") == 0) {
     std::printf("# Byte_order is OK. No convertion needed\n");
   } else {
     std::printf("# Byte_order convertion needed....");
-    convert_byte_order(image.get(), *pixels);
+    convert_byte_order(image.get(), (bytes + 3) / 4);  // all others are 0
     std::printf("# done\n");
   }
   std::printf("# %d %d * %d bereitgestellt\n", values.width, values.height, 4);

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 #include <string_view>
 
 #include "support/files.h"
@@ -11,6 +12,7 @@
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
+#include "support/pixels.h"
 #include "support/prompt.h"
 #include "xrdimage.h"
 
@@ -32,11 +34,12 @@ bool bits_from_data_type(std::string_view data_type, int* bits) {
   return true;
 }
 
-// Fills the zeroed image with the samples as they stand in the file, packed from its first byte on: narrow samples fill
+// Fills the image with the samples as they stand in the file, packed from its first byte on: narrow samples fill
 // only its first part, and wider ones than a pixel only as far as the image goes.
-void read_samples(unsigned int* image, std::size_t pixels, int bits, std::FILE* stream) {
-  const int sample_bytes = std::clamp(bits / 8, 0, static_cast<int>(sizeof *image));
-  static_cast<void>(std::fread(image, 1, pixels * static_cast<std::size_t>(sample_bytes), stream));
+// What is not filled is zero.
+void read_samples(std::span<unsigned int> image, int bits, std::FILE* stream) {
+  const int sample_bytes = std::clamp(bits / 8, 0, static_cast<int>(sizeof(unsigned int)));
+  xrd::read_zero_padded(image, image.size() * static_cast<std::size_t>(sample_bytes), stream);
 }
 
 void write_edf(const char* filename, const unsigned int* data, int width, int height, const char* data_type, int bits) {
@@ -109,14 +112,14 @@ extern "C" int read_edf(const char* filename, unsigned int** daten, int* bits, i
   if (size.width == 0) size = xrd::ask_detector_size({1242, 1152});
 
   const auto pixels = xrd::allocatable_pixels(size.width, size.height);
-  auto image = pixels ? xrd::allocate_zeroed<unsigned int>(*pixels) : nullptr;
+  auto image = pixels ? xrd::allocate_unset<unsigned int>(*pixels) : nullptr;
   if (!image) {
     std::printf("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width,
                 size.height);
     return 0;
   }
   xrd::print_allocated(*pixels * sizeof(unsigned int));
-  read_samples(image.get(), *pixels, *bits, stream.get());
+  read_samples({image.get(), *pixels}, *bits, stream.get());
   std::printf("# %d x %d %dbit char read\n", size.width, size.height, *bits);
   *width = size.width;
   *height = size.height;

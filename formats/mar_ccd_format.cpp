@@ -69,7 +69,7 @@ int whole_units(int thousandths) {
 unsigned mark_overflows(xrd::TiffImage& image) {
   unsigned overflows = 0;
   for (std::size_t i = 0; i < image.count; ++i) {
-    const std::int16_t sample = image.strips.sample(i);
+    const std::int16_t sample = image.samples[i];
     image.pixels[i] = sample < 0 ? OVERFLOW_MARK : static_cast<unsigned int>(sample);
     overflows += sample < 0 ? 1 : 0;
   }

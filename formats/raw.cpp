@@ -19,7 +19,7 @@ extern "C" int read_raw(const char* filename, unsigned int** daten, int* width, 
   }
   const xrd::DetectorSize size = xrd::ask_detector_size({1200, 1200});
   const auto pixels = xrd::allocatable_pixels(size.width, size.height);
-  auto image = pixels ? xrd::allocate_zeroed<unsigned int>(*pixels) : nullptr;
+  auto image = pixels ? xrd::allocate_unset<unsigned int>(*pixels) : nullptr;
   if (!image) {
     std::printf("# " XRD_RED_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width, size.height);
     return 0;

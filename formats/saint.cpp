@@ -61,7 +61,7 @@ extern "C" int read_saint(const char* filename, unsigned int** daten, int* width
   read_saint_header(stream, &ncols, &nrows);
 
   const auto pixels = xrd::allocatable_pixels(ncols, nrows);
-  auto image = pixels ? xrd::allocate_zeroed<unsigned int>(*pixels) : nullptr;
+  auto image = pixels ? xrd::allocate_unset<unsigned int>(*pixels) : nullptr;
   if (!image) {
     std::printf("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, ncols, nrows);
     return 0;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <limits>
 
 #include "support/assertion.h"
@@ -40,25 +39,19 @@ TiffSize tiff_size(tiff* image) {
   return size;
 }
 
-bool TiffStrips::read(tiff* image) {
+MallocArray<std::int16_t> read_strips(tiff* image, std::size_t pixels) {
   const auto strip_bytes = static_cast<std::uint64_t>(std::max<tmsize_t>(TIFFStripSize(image), 0));
   const std::uint32_t strips = TIFFNumberOfStrips(image);
-  if (strip_bytes != 0 && strips > kMaxStripBytes / strip_bytes) return false;
-  size_ = static_cast<std::size_t>(strip_bytes * strips);
-  bytes_ = allocate_zeroed<unsigned char>(size_);
-  if (!bytes_) return false;
+  if (strip_bytes != 0 && strips > kMaxStripBytes / strip_bytes) return nullptr;
+  const auto all_bytes = static_cast<std::size_t>(strip_bytes * strips);
+  auto samples = allocate_zeroed<std::int16_t>(std::max(pixels, all_bytes / sizeof(std::int16_t) + 1));
+  if (!samples) return nullptr;
+  auto* bytes = reinterpret_cast<unsigned char*>(samples.get());
   const auto step = static_cast<std::size_t>(strip_bytes / 2 * 2);
   for (std::uint32_t strip = 0; strip < strips; ++strip) {
-    TIFFReadEncodedStrip(image, strip, bytes_.get() + strip * step, -1);
+    TIFFReadEncodedStrip(image, strip, bytes + strip * step, -1);
   }
-  return true;
-}
-
-std::int16_t TiffStrips::sample(std::size_t pixel) const {
-  std::int16_t value = 0;
-  const std::size_t offset = pixel * sizeof value;
-  if (offset < size_) std::memcpy(&value, bytes_.get() + offset, std::min(sizeof value, size_ - offset));
-  return value;
+  return samples;
 }
 
 std::optional<TiffImage> read_tiff_image(const char* path, const char* error, const TiffAssertion& no_memory) {
@@ -72,10 +65,11 @@ std::optional<TiffImage> read_tiff_image(const char* path, const char* error, co
   const auto pixels = image.size.pixels();
   if (pixels) {
     image.count = *pixels;
-    image.pixels = allocate_zeroed<unsigned int>(image.count);
+    image.pixels = allocate_unset<unsigned int>(image.count);
     if (!image.pixels) fail_assertion(no_memory.expression, no_memory.source, no_memory.line, no_memory.function);
   }
-  if (!pixels || !image.strips.read(tiff.get())) {
+  if (pixels) image.samples = read_strips(tiff.get(), image.count);
+  if (!image.samples) {
     std::printf("# %s reading file %s: cannot allocate %u x %u pixels\n", error, path, image.size.width,
                 image.size.height);
     return std::nullopt;

@@ -30,27 +30,17 @@ struct TiffSize {
 
 TiffSize tiff_size(tiff* image);
 
-// The decoded bytes of all strips, each beginning where the one before ends, at an even offset. What could not be
-// decoded is zero.
-class TiffStrips {
- public:
-  // Decodes the strips. Without memory for them the result is false, and nothing is decoded.
-  bool read(tiff* image);
+// The decoded bytes of all strips, each beginning where the one before ends, at an even offset, as signed 16-bit
+// samples: at least `pixels` of them. What could not be decoded, and what lies beyond the strips, is zero. Null without
+// memory for them.
+MallocArray<std::int16_t> read_strips(tiff* image, std::size_t pixels);
 
-  // The signed 16-bit sample of a pixel; zero beyond the strips.
-  std::int16_t sample(std::size_t pixel) const;
-
- private:
-  MallocArray<unsigned char> bytes_;
-  std::size_t size_ = 0;
-};
-
-// An image whose pixels are still 0, with the strips that they are taken from.
+// An image whose pixels are not set yet, with the samples that they are made of.
 struct TiffImage {
   TiffSize size;
   std::size_t count = 0;
   MallocArray<unsigned int> pixels;
-  TiffStrips strips;
+  MallocArray<std::int16_t> samples;
 };
 
 // The assertion that fails when there is no memory for the pixels.

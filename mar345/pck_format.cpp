@@ -34,21 +34,27 @@ struct SignedImage {
   Size size;
 };
 
-// What the binary header says, and the value from which on a pixel is saturated.
+// What the binary header says, the value from which on a pixel is saturated, and what stands for negative values: -1
+// itself, or the mark that hosts know.
 struct Layout {
   bool is_new;
   bool swapped;
   int overflow_count;
   int limit;
+  bool marks_negatives;
+
+  int shown(int value) const { return value < 0 && marks_negatives ? static_cast<int>(OVERFLOW_MARK) : value; }
 };
 
 void print_cannot_allocate(const Size& size, const char* path) {
   std::printf("ERROR> Cannot allocate %d x %d pixels for %s\n", size.width, size.height, path);
 }
 
-// Decodes the packed image of the file into `image`, as much of it as fits.
-void read_packed(std::span<short> image, const char* path) {
-  if (!xrd::unpack_file(path, image)) std::printf("ERROR> %s does not exist.", path);
+// Decodes the packed image of the file into `image`, as much of it as fits. Returns how many pixels that are.
+std::size_t read_packed(std::span<short> image, const char* path) {
+  const auto pixels = xrd::unpack_file(path, image);
+  if (!pixels) std::printf("ERROR> %s does not exist.", path);
+  return pixels.value_or(0);
 }
 
 // Merges one record; a saturated value becomes -1, in the record too.
@@ -57,7 +63,7 @@ void merge_record(const SignedImage& image, int* record, const Layout& layout) {
   if (position <= 0) return;
   if (record[1] >= layout.limit) record[1] = -1;
   const auto pixel = xrd::mar345::record_pixel(position, image.size.width, image.size.height, layout.is_new);
-  if (pixel) image.pixels[*pixel] = record[1];
+  if (pixel) image.pixels[*pixel] = layout.shown(record[1]);
 }
 
 // Reads overflow records from a stream in blocks, and never past the last one.
@@ -110,9 +116,10 @@ void read_and_merge(const SignedImage& image, int* record, const char* path, std
   const Size& size = image.size;
   const std::span<int> pixels(image.pixels, static_cast<std::size_t>(size.pixels()));
   const std::span<short> samples = xrd::sample_half(pixels);
-  std::ranges::fill(samples, short{0});
-  read_packed(samples, path);
-  xrd::widen_samples(pixels, [limit = layout.limit](int sample) { return sample < limit ? sample : -1; });
+  std::ranges::fill(samples.subspan(read_packed(samples, path)), short{0});
+  xrd::widen_samples(pixels, [limit = layout.limit, saturated = layout.shown(-1)](int sample) {
+    return sample < limit ? sample : saturated;
+  });
   std::fseek(stream, xrd::mar345::overflow_offset(layout.is_new, size.width, size.height), SEEK_SET);
   merge_overflows(image, record, stream, layout);
 }
@@ -147,7 +154,7 @@ extern "C" void int_getpck(int* image, int* record, short /*unused1*/, int /*unu
     print_cannot_allocate(size, path);
     return;
   }
-  read_and_merge({image, size}, record, path, stream, {new_layout != 0, swapped != 0, overflow_count, limit});
+  read_and_merge({image, size}, record, path, stream, {new_layout != 0, swapped != 0, overflow_count, limit, false});
 }
 
 extern "C" int new_read_pck(const char* path, unsigned int** Daten, int* x, int* y) {
@@ -165,7 +172,7 @@ extern "C" int new_read_pck(const char* path, unsigned int** Daten, int* x, int*
     print_cannot_allocate({size, size}, path);
     return 0;
   }
-  auto image = xrd::allocate_zeroed<unsigned int>(*pixels);
+  auto image = xrd::allocate_unset<unsigned int>(*pixels);
   if (!image) {
     xrd::fail_assertion("(*Daten)=(unsigned int*) malloc(sizeof(unsigned int)**x**y)", "pck_format", 156,
                         "new_read_pck");
@@ -173,11 +180,8 @@ extern "C" int new_read_pck(const char* path, unsigned int** Daten, int* x, int*
   // The signed values are merged in the array that is handed over.
   std::array<int, 2> record{};
   const Layout layout{new_layout != 0, swapped != 0, overflow_count,
-                      new_layout != 0 ? kNewLayoutLimit : kOldLayoutLimit};
+                      new_layout != 0 ? kNewLayoutLimit : kOldLayoutLimit, true};
   read_and_merge({reinterpret_cast<int*>(image.get()), {size, size}}, record.data(), path, stream, layout);
-  for (std::size_t i = 0; i < *pixels; ++i) {
-    if (static_cast<int>(image[i]) < 0) image[i] = OVERFLOW_MARK;
-  }
   *x = size;
   *y = size;
   *Daten = image.release();

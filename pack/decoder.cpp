@@ -112,14 +112,14 @@ bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<s
   return !chunks.past_memory();
 }
 
-bool unpack_file(const char* path, std::span<short> img) {
+std::optional<std::size_t> unpack_file(const char* path, std::span<short> img) {
   const FileHandle stream = open_file(path, "r");
-  if (!stream) return false;
+  if (!stream) return std::nullopt;
   HeaderLineSearch search;
   const auto [width, height] = search.find(stream.get());
-  const std::size_t pixels = caller_pixels(width, height, sizeof(short));
-  unpack_pixels(stream.get(), width, img.first(std::min(pixels, img.size())));
-  return true;
+  const std::size_t pixels = std::min(caller_pixels(width, height, sizeof(short)), img.size());
+  unpack_pixels(stream.get(), width, img.first(pixels));
+  return pixels;
 }
 
 }  // namespace xrd

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <limits>
+#include <optional>
 #include <span>
 
 namespace xrd {
@@ -17,8 +18,9 @@ void unpack_pixels(std::FILE* stream, int width, std::span<short> img);
 bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<short> img);
 
 // Opens the file, finds the header line and decodes the image behind it, cut to img.size() pixels. Nothing is written
-// when there is no header line or its size cannot be. False when the file cannot be opened.
-bool unpack_file(const char* path, std::span<short> img);
+// when there is no header line or its size cannot be. Returns how many pixels were written; nothing when the file
+// cannot be opened.
+std::optional<std::size_t> unpack_file(const char* path, std::span<short> img);
 
 // An `img` whose caller vouches that it is as large as the header line says.
 inline std::span<short> unbounded(short* img) {

@@ -1,7 +1,6 @@
 // Largest and smallest pixel.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 
 #include "support/image_size.h"
@@ -13,15 +12,14 @@ struct Extremes {
   unsigned int smallest;
 };
 
-// The smallest is never above `ceiling`; an image without pixels has the largest pixel 0.
+// Of `pixels` pixels. The smallest is never above `ceiling`; an image without pixels has the largest pixel 0.
+//
+// Fast because compilers turn the loop into vector instructions, for processors with AVX2 into those that compare
+// unsigned numbers, eight at a time. Exact: the order of comparisons does not matter.
+Extremes find_extremes(const unsigned int* image, std::size_t pixels, unsigned int ceiling);
+
 inline Extremes find_extremes(const unsigned int* image, int width, int height, unsigned int ceiling) {
-  const std::size_t pixels = caller_pixels(width, height, sizeof(unsigned int));
-  Extremes extremes{0, ceiling};
-  for (std::size_t i = 0; i < pixels; ++i) {
-    extremes.largest = std::max(extremes.largest, image[i]);
-    extremes.smallest = std::min(extremes.smallest, image[i]);
-  }
-  return extremes;
+  return find_extremes(image, caller_pixels(width, height, sizeof(unsigned int)), ceiling);
 }
 
 inline unsigned int find_largest(const unsigned int* image, int width, int height) {

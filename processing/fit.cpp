@@ -24,7 +24,7 @@ template <typename Pixel>
 MallocArray<Pixel> allocate_fitted(const GridRef<Pixel>& image, int new_width, int new_height) {
   const auto pixels = allocatable_pixels(new_width, new_height);
   const bool possible = pixels && *image.width >= 0 && *image.height >= 0;
-  auto fitted = possible ? allocate_zeroed<Pixel>(*pixels) : nullptr;
+  auto fitted = possible ? allocate_unset<Pixel>(*pixels) : nullptr;
   if (!fitted) {
     std::printf("# " XRD_RED_ERROR ": cannot fit %dx%d pixels to %dx%d\n", *image.width, *image.height, new_width,
                 new_height);
@@ -32,15 +32,19 @@ MallocArray<Pixel> allocate_fitted(const GridRef<Pixel>& image, int new_width, i
   return fitted;
 }
 
-// Copies the part that both sizes have in common, row by row.
+// Copies the part that both sizes have in common, row by row; the rest becomes 0.
 template <typename Pixel>
-void copy_common(const GridRef<Pixel>& image, Pixel* fitted, int new_width, int new_height) {
+void copy_padded(const GridRef<Pixel>& image, Pixel* fitted, int new_width, int new_height) {
   const auto old_columns = static_cast<std::size_t>(*image.width);
   const auto new_columns = static_cast<std::size_t>(new_width);
+  const std::size_t columns = std::min(old_columns, new_columns);
   const auto rows = static_cast<std::size_t>(std::min(*image.height, new_height));
   for (std::size_t row = 0; row < rows; ++row) {
-    std::copy_n(*image.pixels + row * old_columns, std::min(old_columns, new_columns), fitted + row * new_columns);
+    Pixel* const new_row = fitted + row * new_columns;
+    std::copy_n(*image.pixels + row * old_columns, columns, new_row);
+    std::fill(new_row + columns, new_row + new_columns, Pixel{0});
   }
+  std::fill(fitted + rows * new_columns, fitted + static_cast<std::size_t>(new_height) * new_columns, Pixel{0});
 }
 
 template <typename Pixel>
@@ -49,7 +53,7 @@ bool fit(const GridRef<Pixel>& image, int new_width, int new_height) {
   if (!fitted) return false;
   warn_of_stripping("width", *image.width, new_width);
   warn_of_stripping("height", *image.height, new_height);
-  copy_common(image, fitted.get(), new_width, new_height);
+  copy_padded(image, fitted.get(), new_width, new_height);
   replace_grid(image, std::move(fitted), new_width, new_height);
   return true;
 }

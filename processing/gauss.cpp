@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <optional>
 
 #include "processing/grid.h"
@@ -51,6 +52,15 @@ struct Axis {
 double vanishing_exponent(double scale) {
   constexpr double kMargin = 1.0;
   return -150.0 * std::log(2.0) - std::log(std::fabs(scale)) - kMargin;
+}
+
+// Zeros, which are negative for a negative scale.
+void set_zeros(fftw_real* values, int count, double zero) {
+  if (std::signbit(zero)) {
+    std::fill_n(values, count, zero);
+  } else {
+    std::memset(values, 0, static_cast<std::size_t>(count) * sizeof *values);  // which goes past the caches
+  }
 }
 
 // Rows of the in-place transform: one real value per pixel of an image column, and two values of padding.
@@ -175,13 +185,31 @@ extern "C" void fill_gauss(fftw_real* gauss, int x, int y, float sigma_x, float 
   const double inverse_y = 1.0 / sigma_y;
   const Axis columns(x);  // the transform's rows are the image's columns
   const Axis rows(y);
+  const auto square_y = [&](int position) { return std::pow(rows.distance_at(position) * inverse_y, 2.0); };
+  // Where a sample need not vanish: at both ends of a row, as the centre is wrapped around. No square is negative, so
+  // that what vanishes for a square of 0 in x vanishes in all rows. A sigma of 0, for which distances may be no
+  // numbers, has an infinite scale, for which nothing vanishes.
+  const int positions = rows.positions();
+  int front = 0;
+  while (front < positions && !(-square_y(front) < vanishing)) ++front;
+  int back = positions;
+  while (back > front && !(-square_y(back - 1) < vanishing)) --back;
   for (int i = 0; i < columns.positions(); ++i) {
     const double a = rounded_to_single(columns.distance_at(i) * inverse_x);
+    const double square_x = std::pow(a, 2.0);
     fftw_real* row = gauss + i * row_stride(y);
-    for (int j = 0; j < rows.positions(); ++j) {
-      const double b = rows.distance_at(j) * inverse_y;
-      const double exponent = -std::pow(a, 2.0) - std::pow(b, 2.0);
-      row[j] = exponent < vanishing ? zero : rounded_to_single(std::exp(exponent) * norm);
+    const auto fill = [&](int first, int end) {
+      for (int j = first; j < end; ++j) {
+        const double exponent = -square_x - square_y(j);
+        row[j] = exponent < vanishing ? zero : rounded_to_single(std::exp(exponent) * norm);
+      }
+    };
+    if (-square_x < vanishing) {
+      set_zeros(row, positions, zero);
+    } else {
+      fill(0, front);
+      set_zeros(row + front, back - front, zero);
+      fill(back, positions);
     }
   }
 }

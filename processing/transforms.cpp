@@ -1,11 +1,17 @@
 // Pixel by pixel transforms, in place, and the conversion to 16 bits.
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <limits>
 #include <span>
+#include <utility>
 
 #include "processing/extremes.h"
 #include "processing/pixel_memo.h"
+#include "processing/short_array.h"
 #include "support/arithmetic.h"
 #include "support/image_size.h"
 #include "support/memory.h"
@@ -22,6 +28,47 @@ template <typename Function>
 void replace_pixels(std::span<unsigned int> pixels, Function function) {
   xrd::PixelMemo<Function> memo(function);
   for (unsigned int& pixel : pixels) pixel = memo(pixel);
+}
+
+// Products of pixels and a factor, cut to whole numbers, in double precision. False when extended precision may give
+// another one for one of the pixels.
+//
+// The factor in double precision, the smaller and the larger factor made of it, and each product are off by at most
+// 2^-52 of themselves, the product in extended precision by at most 2^-63. Three of the former are less than 2^-49, so
+// that the exact path's product lies between these two, and its whole part too, as cutting keeps the order: where both
+// have the same one, that is it.
+bool cut_products(const unsigned int* __restrict pixels, std::size_t count, double factor,
+                  std::int32_t* __restrict products) {
+  const double smaller = factor * (1.0 - 0x1p-49);
+  const double larger = factor * (1.0 + 0x1p-49);
+  std::int32_t doubts = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto pixel = static_cast<double>(static_cast<std::int32_t>(pixels[i]));
+    const auto lower = static_cast<std::int32_t>(pixel * smaller);
+    products[i] = static_cast<std::int32_t>(pixel * larger);
+    doubts |= lower ^ products[i];
+  }
+  return doubts == 0;
+}
+
+// Multiplies pixels of at most `largest` by target / largest.
+void scale_pixels(std::span<unsigned int> pixels, int target, unsigned int largest) {
+  constexpr std::size_t kBlock = 64;
+  constexpr int kTargetLimit = 1 << 30;  // products fit 32 bits, whatever their rounding
+  const Extended factor = static_cast<Extended>(target) / static_cast<Extended>(largest);
+  xrd::PixelMemo exact(
+      [=](unsigned int pixel) { return xrd::truncate_to_low_word(static_cast<Extended>(pixel) * factor); });
+  const bool fits = largest <= static_cast<unsigned int>(std::numeric_limits<std::int32_t>::max()) &&
+                    target >= -kTargetLimit && target <= kTargetLimit;
+  std::array<std::int32_t, kBlock> products;  // NOLINT: filled before it is read
+  for (std::size_t first = 0; first < pixels.size(); first += kBlock) {
+    const auto block = pixels.subspan(first, std::min(kBlock, pixels.size() - first));
+    if (fits && cut_products(block.data(), block.size(), static_cast<double>(factor), products.data())) {
+      std::memcpy(block.data(), products.data(), block.size_bytes());
+    } else {
+      for (unsigned int& pixel : block) pixel = exact(pixel);
+    }
+  }
 }
 
 }  // namespace
@@ -56,12 +103,12 @@ extern "C" void scale_up(unsigned int* Daten, int width, int height) {
 extern "C" void scale_up_short(unsigned int* Daten, int width, int height, int target) {
   const unsigned int largest = xrd::find_largest(Daten, width, height);
   if (largest == 0) return;  // all pixels are zero and stay so
-  const Extended factor = static_cast<Extended>(target) / static_cast<Extended>(largest);
-  replace_pixels({Daten, xrd::caller_pixels(width, height, sizeof *Daten)},
-                 [=](unsigned int pixel) { return xrd::truncate_to_low_word(static_cast<Extended>(pixel) * factor); });
+  scale_pixels({Daten, xrd::caller_pixels(width, height, sizeof *Daten)}, target, largest);
 }
 
-extern "C" int to_short(unsigned int* Daten, unsigned short** Daten_ushort, int n, int maximum) {
+namespace xrd {
+
+ShortArray make_short_array(int n, int maximum) {
   int shift = 0;
   while (maximum >> shift > 65535) {
     ++shift;
@@ -70,13 +117,25 @@ extern "C" int to_short(unsigned int* Daten, unsigned short** Daten_ushort, int 
   std::fprintf(stderr, "(to_short) shift = %d\n", shift);
 
   const auto pixels = xrd::allocatable_pixels(n, 1);
-  auto words = pixels ? xrd::allocate_zeroed<unsigned short>(*pixels) : nullptr;
+  auto words = pixels ? xrd::allocate_unset<unsigned short>(*pixels) : nullptr;
   if (!words) {
     std::printf("# " XRD_RED_ERROR " cannot allocate %d pixels\n", n);
-    return 0;
+    return {};
   }
   xrd::print_allocated(*pixels * sizeof(unsigned short), "Daten_ushort");
-  for (std::size_t i = 0; i < *pixels; ++i) words[i] = static_cast<unsigned short>(Daten[i] >> shift);
-  *Daten_ushort = words.release();
+  return {std::move(words), *pixels, shift};
+}
+
+void narrow_pixels(std::span<const unsigned int> pixels, int shift, unsigned short* words) {
+  for (std::size_t i = 0; i < pixels.size(); ++i) words[i] = static_cast<unsigned short>(pixels[i] >> shift);
+}
+
+}  // namespace xrd
+
+extern "C" int to_short(unsigned int* Daten, unsigned short** Daten_ushort, int n, int maximum) {
+  xrd::ShortArray array = xrd::make_short_array(n, maximum);
+  if (!array.words) return 0;
+  xrd::narrow_pixels({Daten, array.pixels}, array.shift, array.words.get());
+  *Daten_ushort = array.words.release();
   return 0;
 }

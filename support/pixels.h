@@ -14,6 +14,16 @@ namespace xrd {
 
 static_assert(std::endian::native == std::endian::little, "samples are taken in the processor's order");
 
+// Reads up to `bytes` bytes to the beginning of `array`, whose values are not set yet; the rest of it becomes 0.
+// Returns how many bytes were read.
+template <typename T>
+std::size_t read_zero_padded(std::span<T> array, std::size_t bytes, std::FILE* stream) {
+  auto* first = reinterpret_cast<unsigned char*>(array.data());
+  const std::size_t read = std::fread(first, 1, bytes, stream);
+  std::memset(first + read, 0, array.size_bytes() - read);
+  return read;
+}
+
 // The half of an array of 32-bit pixels from which widen_samples spreads as many 16-bit samples.
 template <typename Pixel>
 std::span<short> sample_half(std::span<Pixel> image) {
@@ -35,9 +45,10 @@ void widen_samples(std::span<Pixel> image, Convert convert) {
   }
 }
 
-// Fills the zeroed `image` with unsigned 16-bit samples, one to a pixel. What a short stream lacks stays zero.
+// Fills `image` with unsigned 16-bit samples, one to a pixel. What a short stream lacks is zero.
 inline void read_widened(std::span<unsigned int> image, std::FILE* stream) {
-  static_cast<void>(std::fread(sample_half(image).data(), 1, image.size() * sizeof(std::uint16_t), stream));
+  const std::span<short> samples = sample_half(image);
+  read_zero_padded(samples, samples.size_bytes(), stream);
   widen_samples(image, [](std::uint16_t sample) -> unsigned int { return sample; });
 }
 

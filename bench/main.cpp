@@ -1,0 +1,98 @@
+// Measures the library's functions beside naive transcriptions and limits: BENCHMARK.../FRAME/ROW/library, plain,
+// limit. With --check, runs each once and compares results only.
+#include <benchmark/benchmark.h>
+#include <ctime>
+
+#include <algorithm>
+#include <cstdio>
+#include <limits>
+#include <string>
+#include <string_view>
+
+#include "bench/rows.h"
+
+namespace {
+
+using bench::Frame;
+using bench::Row;
+using bench::Rows;
+
+Rows all_rows(const Frame& frame) {
+  Rows all;
+  for (auto* part : {bench::packing_rows, bench::reading_rows, bench::writing_rows, bench::pixel_rows, bench::grid_rows,
+                     bench::smoothing_rows}) {
+    std::ranges::move(part(frame), std::back_inserter(all));
+  }
+  return all;
+}
+
+// The processor's time: other programs take part in it less than in the time that passes.
+double now() {
+  timespec time{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+}
+
+void measure(benchmark::State& state, const Row& row, const std::function<void()>& run) {
+  double shortest = std::numeric_limits<double>::infinity();
+  for (auto _ : state) {
+    row.prepare();
+    const double begin = now();
+    run();
+    const double time = now() - begin;
+    shortest = std::min(shortest, time);
+    state.SetIterationTime(time);
+  }
+  state.counters["shortest_ms"] = shortest * 1e3;
+}
+
+void add_benchmarks(const Frame& frame, const Row& row) {
+  const auto add = [&](const char* variant, const std::function<void()>& run) {
+    if (!run) return;
+    const std::string name = frame.name + "/" + row.name + "/" + variant;
+    benchmark::RegisterBenchmark(name.c_str(), [&row, run](benchmark::State& state) { measure(state, row, run); })
+        ->UseManualTime()
+        ->Unit(benchmark::kMillisecond);
+  };
+  add("library", row.library);
+  add("plain", row.plain);
+  add("limit", row.limit);
+}
+
+// How many rows do not agree.
+int check(const Frame& frame, const Rows& rows) {
+  int failed = 0;
+  for (const Row& row : rows) {
+    row.prepare();
+    row.library();
+    const bench::Bytes results = row.results();
+    row.prepare();
+    row.plain();
+    if (!results.empty() && results == row.results()) continue;
+    std::fprintf(stderr, "%s/%s: the library's results are not the plain ones\n", frame.name.c_str(), row.name.c_str());
+    ++failed;
+  }
+  std::fprintf(stderr, "%s: %zu rows compared, %d failed\n", frame.name.c_str(), rows.size(), failed);
+  return failed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::vector<Frame> frames = bench::load_frames();
+  std::vector<Rows> rows;
+  for (const Frame& frame : frames) rows.push_back(all_rows(frame));
+
+  if (argc == 2 && std::string_view(argv[1]) == "--check") {
+    int failed = 0;
+    for (std::size_t i = 0; i < frames.size(); ++i) failed += check(frames[i], rows[i]);
+    return failed == 0 ? 0 : 1;
+  }
+  for (std::size_t i = 0; i < frames.size(); ++i) {
+    for (const Row& row : rows[i]) add_benchmarks(frames[i], row);
+  }
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
