@@ -161,10 +161,10 @@ void print_bash_completion(const CLI::App& app) {
       "  if [[ $word == -* ]]; then\n"
       "    COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n"
       "  else\n"
-      "    COMPREPLY=($(compgen -f -- \"$word\"))\n"
+      "    COMPREPLY=()  # files, by the shell's own completion\n"
       "  fi\n"
       "}\n"
-      "complete -o filenames -F _xrdimage xrdimage\n",
+      "complete -o default -F _xrdimage xrdimage\n",
       joined(names, " ").c_str(), option_words(app).c_str(), cases.c_str());
 }
 
