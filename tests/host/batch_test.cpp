@@ -246,6 +246,28 @@ TEST_F(Batch, OneFileForManyFramesIsRefused) {
   EXPECT_FALSE(fs::exists("out"));
 }
 
+TEST_F(Batch, NoFrameIsOverwrittenByWhatIsMadeOfAnother) {
+  place_.write("0.raw", test::little16(10));
+  place_.write("1.raw", test::little16(11));
+  const Result result = place_.xrdimage("convert 0.raw 1.raw --size 1x1 -o './{n}.raw' -j 1");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "xrdimage: ./1.raw: is a frame itself, which is not overwritten by what is made of 0.raw\n");
+  EXPECT_EQ(test::read_file("1.raw"), test::little16(11));
+  EXPECT_FALSE(fs::exists("2.raw"));
+}
+
+TEST_F(Batch, NamesThatAreTooLongFailOnTheirOwn) {
+  make_frames(1);
+  const std::string name(300, 'x');
+  const Result result =
+      place_.xrdimage("convert data/f000.raw " + name + " --size 20x20 -o out/ --to npy --skip-existing");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.err.starts_with("xrdimage: " + name + ": File name too long\n")) << result.err;
+  EXPECT_EQ(whole_outputs(1), 1U);
+  EXPECT_EQ(place_.xrdimage("convert data/f000.raw --size 20x20 -o " + name + ".npy").err,
+            "xrdimage: " + name + ".npy: cannot be written: File name too long\n");
+}
+
 TEST_F(Batch, WarningsNameTheirFrames) {
   make_frames(1);
   place_.write("data/g.raw", std::string(18, '\0'));
