@@ -35,10 +35,13 @@ Shard parse_shard(const std::string& text) {
   return shard;
 }
 
-void read_lines(std::istream& stream, std::vector<std::string>& lines) {
+// Lists from Windows have a carriage return at the end of each line.
+void read_lines(std::istream& stream, const std::string& name, std::vector<std::string>& lines) {
   for (std::string line; std::getline(stream, line);) {
+    if (line.ends_with('\r')) line.pop_back();
     if (!line.empty()) lines.push_back(line);
   }
+  if (stream.bad()) throw Failure(name, std::strerror(errno));
 }
 
 // ------------------------------------------------------------------------------------------------------------------
@@ -214,11 +217,11 @@ void add_batch_options(CLI::App& command, BatchOptions& options) {
 std::vector<std::string> all_files(const BatchOptions& options) {
   std::vector<std::string> files = options.files;
   if (options.list == "-") {
-    read_lines(std::cin, files);
+    read_lines(std::cin, "standard input", files);
   } else if (!options.list.empty()) {
     std::ifstream stream(options.list);
     if (!stream) throw Failure(options.list, std::strerror(errno));
-    read_lines(stream, files);
+    read_lines(stream, options.list, files);
   }
   if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
   return files;

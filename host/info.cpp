@@ -169,9 +169,7 @@ bool is_common(const std::vector<std::string>& texts) {
 void add_column(std::vector<std::string>& rows, const Line& line, std::vector<std::string> cells) {
   const bool is_text = *line.unit == '\0';
   cells.insert(cells.begin(), is_text ? line.label : std::string(line.label) + "/" + line.unit);
-  for (std::string& cell : cells) {
-    if (cell.empty()) cell = "-";
-  }
+  for (std::string& cell : cells) cell = cell.empty() ? "-" : printable(cell);
   const std::size_t width = std::ranges::max(cells | std::views::transform(display_width));
   for (std::size_t row = 0; row < cells.size(); ++row) {
     const std::string blanks(width - display_width(cells[row]), ' ');
