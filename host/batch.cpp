@@ -15,6 +15,7 @@
 #include <fstream>
 #include <iostream>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -133,21 +134,25 @@ class InterruptGuard {
   std::array<struct sigaction, kInterrupts.size()> saved_{};
 };
 
-Worker start(const std::function<std::string(std::size_t)>& work, std::size_t task, const InterruptGuard& guard) {
+// Nothing, with an error, when there is no pipe or process to be had.
+std::optional<Worker> start(const std::function<std::string(std::size_t)>& work, std::size_t task,
+                            const InterruptGuard& guard) {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return std::nullopt;
   std::fflush(nullptr);  // or else the worker writes it, too
   const pid_t process = guard.start_process();
   if (process == 0) {
     close(ends[0]);
     work_and_exit(work, task, ends[1]);
   }
+  const int error = errno;
   close(ends[1]);
   if (process < 0) {
     close(ends[0]);
-    throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
+    errno = error;
+    return std::nullopt;
   }
-  return {task, process, ends[0], {}};
+  return Worker{task, process, ends[0], {}};
 }
 
 TaskResult finish(Worker& worker) {
@@ -229,7 +234,7 @@ std::vector<std::string> all_files(const BatchOptions& options) {
 
 void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
                const std::function<void(std::size_t, const TaskResult&)>& finished) {
-  const std::size_t most = jobs > 0 ? jobs : std::max(1U, std::thread::hardware_concurrency());
+  std::size_t most = jobs > 0 ? jobs : std::max(1U, std::thread::hardware_concurrency());
   std::vector<Worker> workers;
   {
     const InterruptGuard guard;
@@ -237,8 +242,14 @@ void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string
     try {
       while (interrupt_signal == 0 && (next < count || !workers.empty())) {
         if (next < count && workers.size() < most) {
-          workers.push_back(start(work, next, guard));
-          ++next;
+          if (auto worker = start(work, next, guard)) {
+            workers.push_back(std::move(*worker));
+            ++next;
+          } else if (workers.empty()) {
+            throw std::runtime_error(std::string("no process can be started: ") + std::strerror(errno));
+          } else {
+            most = workers.size();  // the system allows no more
+          }
         } else {
           wait_for_some(workers, finished);
         }

@@ -1,6 +1,7 @@
 // Many frames in one run.
 #include "host/batch.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -92,6 +93,18 @@ TEST(Tasks, IgnoredSignalsDoNotInterrupt) {
     return std::string("done");
   });
   std::signal(SIGHUP, before);
+  for (const TaskResult& result : results) EXPECT_EQ(result.text, "done");
+}
+
+TEST(Tasks, NoMoreProcessesThanTheSystemAllows) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const int lowest = dup(STDERR_FILENO);
+  close(lowest);
+  const rlimit few{static_cast<rlim_t>(lowest) + 6, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+  const auto results = results_of(20, 50, [](std::size_t) { return std::string("done"); });
+  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
   for (const TaskResult& result : results) EXPECT_EQ(result.text, "done");
 }
 
