@@ -19,6 +19,14 @@ TEST(Manual, ManShowsEverySubcommandAndOption) {
   }
 }
 
+TEST(Manual, FormatsAreNamedOnceAndInTheHelpToo) {
+  const test::Workplace place;
+  const std::string formats = "marccd, tiff, adsc, edf, saint, mar345, packed, raw";
+  const std::string entry = ".TP\n\\fB\\-\\-format\\fR \\fINAME\\fR\nTake the file for a frame of this format: ";
+  EXPECT_NE(place.xrdimage("manual").out.find(entry + formats + "\n"), std::string::npos);
+  EXPECT_NE(place.xrdimage("info --help-all").out.find(formats), std::string::npos);
+}
+
 // The words that bash offers for the last one of the line.
 std::string bash_offers(const test::Workplace& place, const std::string& line) {
   const Result result = place.run("\"$xrdimage\" completion bash >c && bash -c '. ./c; COMP_WORDS=(" + line +
