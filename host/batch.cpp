@@ -15,6 +15,7 @@
 #include <fstream>
 #include <iostream>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -35,10 +36,13 @@ Shard parse_shard(const std::string& text) {
   return shard;
 }
 
-void read_lines(std::istream& stream, std::vector<std::string>& lines) {
+// Lists from Windows have a carriage return at the end of each line.
+void read_lines(std::istream& stream, const std::string& name, std::vector<std::string>& lines) {
   for (std::string line; std::getline(stream, line);) {
+    if (line.ends_with('\r')) line.pop_back();
     if (!line.empty()) lines.push_back(line);
   }
+  if (stream.bad()) throw Failure(name, std::strerror(errno));
 }
 
 // ------------------------------------------------------------------------------------------------------------------
@@ -130,21 +134,25 @@ class InterruptGuard {
   std::array<struct sigaction, kInterrupts.size()> saved_{};
 };
 
-Worker start(const std::function<std::string(std::size_t)>& work, std::size_t task, const InterruptGuard& guard) {
+// Nothing, with an error, when there is no pipe or process to be had.
+std::optional<Worker> start(const std::function<std::string(std::size_t)>& work, std::size_t task,
+                            const InterruptGuard& guard) {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return std::nullopt;
   std::fflush(nullptr);  // or else the worker writes it, too
   const pid_t process = guard.start_process();
   if (process == 0) {
     close(ends[0]);
     work_and_exit(work, task, ends[1]);
   }
+  const int error = errno;
   close(ends[1]);
   if (process < 0) {
     close(ends[0]);
-    throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
+    errno = error;
+    return std::nullopt;
   }
-  return {task, process, ends[0], {}};
+  return Worker{task, process, ends[0], {}};
 }
 
 TaskResult finish(Worker& worker) {
@@ -215,11 +223,11 @@ void add_batch_options(CLI::App& command, BatchOptions& options) {
 std::vector<std::string> all_files(const BatchOptions& options) {
   std::vector<std::string> files = options.files;
   if (options.list == "-") {
-    read_lines(std::cin, files);
+    read_lines(std::cin, "standard input", files);
   } else if (!options.list.empty()) {
     std::ifstream stream(options.list);
     if (!stream) throw Failure(options.list, std::strerror(errno));
-    read_lines(stream, files);
+    read_lines(stream, options.list, files);
   }
   if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
   return files;
@@ -227,7 +235,7 @@ std::vector<std::string> all_files(const BatchOptions& options) {
 
 void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
                const std::function<void(std::size_t, const TaskResult&)>& finished) {
-  const std::size_t most = jobs > 0 ? jobs : std::max(1U, std::thread::hardware_concurrency());
+  std::size_t most = jobs > 0 ? jobs : std::max(1U, std::thread::hardware_concurrency());
   std::vector<Worker> workers;
   {
     const InterruptGuard guard;
@@ -235,8 +243,14 @@ void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string
     try {
       while (interrupt_signal == 0 && (next < count || !workers.empty())) {
         if (next < count && workers.size() < most) {
-          workers.push_back(start(work, next, guard));
-          ++next;
+          if (auto worker = start(work, next, guard)) {
+            workers.push_back(std::move(*worker));
+            ++next;
+          } else if (workers.empty()) {
+            throw std::runtime_error(std::string("no process can be started: ") + std::strerror(errno));
+          } else {
+            most = workers.size();  // the system allows no more
+          }
         } else {
           wait_for_some(workers, finished);
         }

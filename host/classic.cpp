@@ -11,6 +11,7 @@
 
 #include "host/failure.h"
 #include "host/library_output.h"
+#include "host/print.h"
 #include "support/files.h"
 #include "xrdimage.h"
 
@@ -192,7 +193,7 @@ Format detect(const ClassicRequest& request) {
 void print_tiff_error(const char* module, const char* format, va_list values) {
   std::array<char, 500> text{};
   std::vsnprintf(text.data(), text.size(), format, values);
-  print_warning(module, text.data());
+  std::fputs(warning_line(module, text.data()).c_str(), stderr);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <string_view>
 #include <vector>
 
@@ -117,18 +118,35 @@ struct Job {
   std::string output;
 };
 
+bool exists(const std::string& path) {
+  std::error_code error;
+  return fs::exists(path, error);
+}
+
+// A frame that is yet to be read must not be overwritten by what is made of another one.
+void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<std::string>& inputs) {
+  std::set<std::string> names;
+  for (const std::string& input : inputs) names.insert(fs::path(input).lexically_normal().string());
+  for (const Job& job : jobs) {
+    if (job.input != job.output && names.contains(fs::path(job.output).lexically_normal().string())) {
+      throw Failure(job.output, "is a frame itself, which is not overwritten by what is made of " + job.input);
+    }
+  }
+}
+
 // What is to be done in this run: the shard's part, without what is there already.
 std::vector<Job> jobs_of(const std::vector<std::string>& inputs, const ConvertOptions& options, std::size_t& skipped) {
   const std::vector<std::string> outputs = output_names(inputs, options.output);
   std::vector<Job> jobs;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     if (!is_in_shard(i, options.batch.shard)) continue;
-    if (options.skip_existing && fs::exists(outputs[i])) {
+    if (options.skip_existing && exists(outputs[i])) {
       ++skipped;
     } else {
       jobs.push_back({inputs[i], outputs[i]});
     }
   }
+  refuse_overwriting_others(jobs, inputs);
   return jobs;
 }
 

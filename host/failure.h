@@ -1,7 +1,6 @@
 // What the program reports to its user, one line each.
 #pragma once
 
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 
@@ -13,9 +12,5 @@ class Failure : public std::runtime_error {
   Failure(const std::string& path, const std::string& what_is_wrong)
       : std::runtime_error(path + ": " + what_is_wrong) {}
 };
-
-inline void print_warning(const std::string& path, const std::string& text) {
-  std::fprintf(stderr, "xrdimage: %s: warning: %s\n", path.c_str(), text.c_str());
-}
 
 }  // namespace host

@@ -156,6 +156,7 @@ std::size_t display_width(std::string_view text) {
 
 std::vector<std::string> texts_of(const Line& line, const std::vector<Json>& all) {
   std::vector<std::string> texts;
+  texts.reserve(all.size());
   for (const Json& values : all) texts.push_back(line.text(values));
   return texts;
 }
@@ -168,11 +169,11 @@ bool is_common(const std::vector<std::string>& texts) {
 void add_column(std::vector<std::string>& rows, const Line& line, std::vector<std::string> cells) {
   const bool is_text = *line.unit == '\0';
   cells.insert(cells.begin(), is_text ? line.label : std::string(line.label) + "/" + line.unit);
-  for (std::string& cell : cells) {
-    if (cell.empty()) cell = "-";
-  }
   std::size_t width = 0;
-  for (const std::string& cell : cells) width = std::max(width, display_width(cell));
+  for (std::string& cell : cells) {
+    cell = cell.empty() ? "-" : printable(cell);
+    width = std::max(width, display_width(cell));
+  }
   for (std::size_t row = 0; row < cells.size(); ++row) {
     const std::string blanks(width - display_width(cells[row]), ' ');
     if (!rows[row].empty()) rows[row] += "  ";
@@ -272,6 +273,7 @@ std::vector<Json> describe_all(const std::vector<std::string>& files, const Info
     std::fputs(failure_line(path + result.text).c_str(), stderr);
   });
   std::vector<Json> all;
+  all.reserve(described.size());
   for (auto& [position, values] : described) all.push_back(std::move(values));
   return all;
 }

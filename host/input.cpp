@@ -25,7 +25,7 @@ void check_readable(const std::string& path) {
   if (fs::is_directory(status)) throw Failure(path, "is a directory");
   if (!fs::is_regular_file(status)) throw Failure(path, "is not a regular file");
   if (!xrd::open_file(path.c_str(), "r")) throw Failure(path, std::strerror(errno));
-  if (fs::file_size(path) == 0) throw Failure(path, "is empty");
+  if (fs::file_size(path, error) == 0) throw Failure(path, "is empty");
 }
 
 template <typename Value>
@@ -76,8 +76,10 @@ void add_input_options(CLI::App& command, InputOptions& options) {
   command.add_flag("--big-endian", loading.big_endian, "Raw pixels have their high byte first")->group(kGroup);
   command.add_option("--skip", loading.skip, "Bytes in front of raw pixels that are left out")
       ->type_name("BYTES")
+      ->check(CLI::NonNegativeNumber.description(""))
       ->group(kGroup);
-  add_parsed(command, "--format", "NAME", "Take the file for a frame of this format, whatever it looks like",
+  const std::string formats = CLI::detail::join(frames::format_keywords(), ", ");
+  add_parsed(command, "--format", "NAME", ("Take the file for a frame of this format: " + formats).c_str(),
              loading.format,
              [](const std::string& /*option*/, const std::string& name) {
                return frames::format_of_keyword(name).value_or(frames::Format::kRaw);

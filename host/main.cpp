@@ -15,6 +15,7 @@
 
 #include "host/failure.h"
 #include "host/help.h"
+#include "host/print.h"
 #include "host/program.h"
 
 namespace {
@@ -63,7 +64,7 @@ void define_program(CLI::App& app, Settings& settings) {
   app.add_flag("-v,--verbose", settings.verbose, "Show what the library prints, too");
   app.require_subcommand(0, 1);
   app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-    return std::string("xrdimage: ") + error.what() + " ('xrdimage --help' tells more)\n";
+    return host::failure_line(error.what() + std::string(" ('xrdimage --help' tells more)"));
   });
   app.footer(
       "Examples:\n"
@@ -97,7 +98,7 @@ int run(int argc, char** argv) {
 
 int report(const char* message) {
   std::fflush(stdout);
-  std::fprintf(stderr, "xrdimage: %s\n", message);
+  std::fputs(host::failure_line(message).c_str(), stderr);
   return 1;
 }
 

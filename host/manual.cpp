@@ -69,8 +69,10 @@ std::string troff(std::string_view text) {
 std::string option_entry(const CLI::Option& option) {
   std::string entry = ".TP\n\\fB" + troff(joined(names_of(option), ", ")) + "\\fR";
   if (const std::string value = value_name(option); !value.empty()) entry += " \\fI" + troff(value) + "\\fR";
-  entry += "\n" + troff(option.get_description());
-  if (const auto choices = value_choices(option); !choices.empty()) entry += ": " + troff(joined(choices, ", "));
+  const std::string description = option.get_description();
+  entry += "\n" + troff(description);
+  const std::string choices = joined(value_choices(option), ", ");
+  if (description.find(choices) == std::string::npos) entry += ": " + troff(choices);
   return entry + "\n";
 }
 
@@ -161,10 +163,10 @@ void print_bash_completion(const CLI::App& app) {
       "  if [[ $word == -* ]]; then\n"
       "    COMPREPLY=($(compgen -W \"$words\" -- \"$word\"))\n"
       "  else\n"
-      "    COMPREPLY=($(compgen -f -- \"$word\"))\n"
+      "    COMPREPLY=()  # files, by the shell's own completion\n"
       "  fi\n"
       "}\n"
-      "complete -o filenames -F _xrdimage xrdimage\n",
+      "complete -o default -F _xrdimage xrdimage\n",
       joined(names, " ").c_str(), option_words(app).c_str(), cases.c_str());
 }
 

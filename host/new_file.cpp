@@ -28,14 +28,40 @@ void remove_and_end(int signal) {
   raise(signal);
 }
 
+constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
+
 void remove_on_interrupt(const std::string& path) {
   interrupted_file.back() = '\0';
   std::strncpy(interrupted_file.data(), path.c_str(), interrupted_file.size() - 1);
   has_interrupted_file = 1;
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal : kInterrupts) {
     // One that was ignored, as under nohup, stays ignored.
     if (std::signal(signal, remove_and_end) == SIG_IGN) std::signal(signal, SIG_IGN);
   }
+}
+
+// Makes a file whose name is not taken, as it may be by a process of this number on another computer, or by what a
+// killed one has left. Returns its descriptor, or -1 with an error.
+int open_temporary(const fs::path& folder, std::string& path) {
+  constexpr int kMostAttempts = 1000;
+  const std::string prefix = ".xrdimage-" + std::to_string(getpid()) + "-";
+  int descriptor = -1;
+  // Interrupts wait until it is known which file they are to take away.
+  sigset_t interrupts;
+  sigset_t before;
+  sigemptyset(&interrupts);
+  for (const int signal : kInterrupts) sigaddset(&interrupts, signal);
+  sigprocmask(SIG_BLOCK, &interrupts, &before);
+  for (int attempt = 0; descriptor < 0 && attempt < kMostAttempts; ++attempt) {
+    path = (folder / (prefix + std::to_string(attempt) + ".part")).string();
+    descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor < 0 && errno != EEXIST) break;
+  }
+  const int error = errno;
+  if (descriptor >= 0) remove_on_interrupt(path);
+  sigprocmask(SIG_SETMASK, &before, nullptr);
+  errno = error;
+  return descriptor;
 }
 
 }  // namespace
@@ -48,14 +74,8 @@ NewFile::NewFile(const std::string& path) : path_(path) {
   if (fs::exists(status) && !fs::is_regular_file(status)) throw Failure(path, "is not a regular file");
   const fs::path target = fs::exists(status) ? fs::canonical(path) : fs::path(path);
   target_path_ = target.string();
-  temporary_path_ = (target.parent_path() / (".xrdimage-" + std::to_string(getpid()) + ".part")).string();
-
-  remove_on_interrupt(temporary_path_);
-  const int descriptor = open(temporary_path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-  if (descriptor < 0) {
-    has_interrupted_file = 0;
-    throw Failure(path, std::strerror(errno));
-  }
+  const int descriptor = open_temporary(target.parent_path(), temporary_path_);
+  if (descriptor < 0) throw Failure(path, std::strerror(errno));
   stream_.reset(fdopen(descriptor, "w+b"));
 }
 

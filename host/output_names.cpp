@@ -50,7 +50,8 @@ std::string pattern_of(const std::vector<std::string>& inputs, const OutputOptio
 
 std::string output_folder(const OutputOptions& options) {
   if (is_pattern(options.output)) return "";
-  return options.output.ends_with('/') || fs::is_directory(options.output) ? options.output : "";
+  std::error_code error;
+  return options.output.ends_with('/') || fs::is_directory(options.output, error) ? options.output : "";
 }
 
 std::vector<std::string> output_names(const std::vector<std::string>& inputs, const OutputOptions& options) {

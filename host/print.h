@@ -1,6 +1,7 @@
 // What the program prints, line by line.
 #pragma once
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 
@@ -8,17 +9,24 @@
 
 namespace host {
 
+// Names of files and texts of headers may hold anything: control characters would end the line or steer the terminal.
+inline std::string printable(std::string text) {
+  std::ranges::replace_if(
+      text, [](unsigned char letter) { return letter < ' ' || letter == 0x7F; }, '?');
+  return text;
+}
+
 // A line of results, readable and easy to take apart: the key, a colon, blanks up to a common column, the value.
 inline void print_value(const std::string& key, const std::string& value) {
-  std::printf("%-17s %s\n", (key + ":").c_str(), value.c_str());
+  std::printf("%-17s %s\n", (key + ":").c_str(), printable(value).c_str());
 }
 
 inline std::string warning_line(const std::string& path, const std::string& warning) {
-  return "xrdimage: " + path + ": warning: " + warning + "\n";
+  return printable("xrdimage: " + path + ": warning: " + warning) + "\n";
 }
 
 inline std::string failure_line(const std::string& message) {
-  return "xrdimage: " + message + "\n";
+  return printable("xrdimage: " + message) + "\n";
 }
 
 inline void print_warnings(const std::string& path, const Remarks& remarks) {

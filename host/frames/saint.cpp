@@ -151,18 +151,20 @@ void merge_text_table(Frame& frame, Bytes data, const Records& records, std::siz
   const std::string_view text = text_of(data);
   const std::uint32_t mark = pixel_bytes == 1 ? 0xFF : 0xFFFF;
   std::vector<bool> is_merged(frame.counts.size());
+  bool is_damaged = false;
   if (text.size() / kEntry < entries) report_lacking_counts(frame, options);
   for (std::size_t i = 0; i < std::min(entries, text.size() / kEntry); ++i) {
     const auto count = number_in(text.substr(i * kEntry, kCount));
     const auto place = number_in(text.substr(i * kEntry + kCount, kEntry - kCount));
     if (!is_within(count, kLargestCount) || !is_within(place, static_cast<double>(frame.counts.size() - 1))) {
-      report_damage(frame, options, "has a damaged table of overflows");
+      is_damaged = true;
       continue;
     }
     const auto pixel = static_cast<std::size_t>(*place);
     frame.counts[pixel] = static_cast<std::uint32_t>(*count);
     is_merged[pixel] = true;
   }
+  if (is_damaged) report_damage(frame, options, "has a damaged table of overflows");
   for (std::size_t i = 0; i < frame.counts.size(); ++i) {
     if (frame.counts[i] == mark && !is_merged[i]) mark_unknown(frame, i);
   }

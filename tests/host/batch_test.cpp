@@ -1,6 +1,7 @@
 // Many frames in one run.
 #include "host/batch.h"
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -92,6 +93,18 @@ TEST(Tasks, IgnoredSignalsDoNotInterrupt) {
     return std::string("done");
   });
   std::signal(SIGHUP, before);
+  for (const TaskResult& result : results) EXPECT_EQ(result.text, "done");
+}
+
+TEST(Tasks, NoMoreProcessesThanTheSystemAllows) {
+  rlimit before{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+  const int lowest = dup(STDERR_FILENO);
+  close(lowest);
+  const rlimit few{static_cast<rlim_t>(lowest) + 6, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+  const auto results = results_of(20, 50, [](std::size_t) { return std::string("done"); });
+  EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
   for (const TaskResult& result : results) EXPECT_EQ(result.text, "done");
 }
 
@@ -244,6 +257,28 @@ TEST_F(Batch, OneFileForManyFramesIsRefused) {
   EXPECT_EQ(place_.xrdimage("convert data/*.raw -o out/").err,
             "xrdimage: out/: is a folder; --to states the format, as in --to png\n");
   EXPECT_FALSE(fs::exists("out"));
+}
+
+TEST_F(Batch, NoFrameIsOverwrittenByWhatIsMadeOfAnother) {
+  place_.write("0.raw", test::little16(10));
+  place_.write("1.raw", test::little16(11));
+  const Result result = place_.xrdimage("convert 0.raw 1.raw --size 1x1 -o './{n}.raw' -j 1");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "xrdimage: ./1.raw: is a frame itself, which is not overwritten by what is made of 0.raw\n");
+  EXPECT_EQ(test::read_file("1.raw"), test::little16(11));
+  EXPECT_FALSE(fs::exists("2.raw"));
+}
+
+TEST_F(Batch, NamesThatAreTooLongFailOnTheirOwn) {
+  make_frames(1);
+  const std::string name(300, 'x');
+  const Result result =
+      place_.xrdimage("convert data/f000.raw " + name + " --size 20x20 -o out/ --to npy --skip-existing");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.err.starts_with("xrdimage: " + name + ": File name too long\n")) << result.err;
+  EXPECT_EQ(whole_outputs(1), 1U);
+  EXPECT_EQ(place_.xrdimage("convert data/f000.raw --size 20x20 -o " + name + ".npy").err,
+            "xrdimage: " + name + ".npy: cannot be written: File name too long\n");
 }
 
 TEST_F(Batch, WarningsNameTheirFrames) {

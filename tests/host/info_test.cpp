@@ -225,6 +225,20 @@ TEST_F(Info, NamesMayComeFromAList) {
   EXPECT_EQ(json::parse(place_.xrdimage("info --json --files-from - a.mar2300", "b c\n").out).size(), 2U);
   EXPECT_EQ(place_.xrdimage("info --files-from none").err, "xrdimage: none: No such file or directory\n");
   EXPECT_EQ(place_.xrdimage("info --files-from -").status, 2);
+  place_.write("list", "a.mar2300\r\nb c\r\n\r\n");
+  EXPECT_EQ(json::parse(place_.xrdimage("info --json --files-from list").out).size(), 2U);
+  EXPECT_EQ(place_.xrdimage("info --files-from .").err, "xrdimage: .: Is a directory\n");
+}
+
+TEST_F(Info, ControlCharactersReachNoTerminal) {
+  std::string bytes = test::small_mar345();
+  bytes.replace(bytes.find("Mon Jun"), 3, "\x1B[m");
+  place_.write("a\nb.mar2300", bytes);
+  const Result result = place_.xrdimage("info 'a\nb.mar2300' 'no\nfile'");
+  EXPECT_EQ(result.err, "xrdimage: no?file: No such file or directory\n");
+  EXPECT_NE(result.out.find("\na?b.mar2300\n"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("date:             ?[m Jun  8 15:49:26 2009\n"), std::string::npos) << result.out;
+  EXPECT_EQ(place_.xrdimage("info 'no\nfile'").err, "xrdimage: no?file: No such file or directory\n");
 }
 
 class InfoOfRawFiles : public testing::Test {
@@ -267,6 +281,7 @@ TEST_F(InfoOfRawFiles, DepthByteOrderAndOffsetCanBeStated) {
   EXPECT_EQ(maximum("--size 5x1 --big-endian"), 0x0A00);
   EXPECT_EQ(maximum("--size 1x1 --skip 8"), 10);
   EXPECT_EQ(place_.xrdimage("info dump.raw --depth 12").status, 2);
+  EXPECT_EQ(place_.xrdimage("info dump.raw --size 1x1 --skip -1").status, 2);
 }
 
 TEST_F(InfoOfRawFiles, SizesMustBeTwoPositiveNumbers) {

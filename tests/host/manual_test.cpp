@@ -19,6 +19,14 @@ TEST(Manual, ManShowsEverySubcommandAndOption) {
   }
 }
 
+TEST(Manual, FormatsAreNamedOnceAndInTheHelpToo) {
+  const test::Workplace place;
+  const std::string formats = "marccd, tiff, adsc, edf, saint, mar345, packed, raw";
+  const std::string entry = ".TP\n\\fB\\-\\-format\\fR \\fINAME\\fR\nTake the file for a frame of this format: ";
+  EXPECT_NE(place.xrdimage("manual").out.find(entry + formats + "\n"), std::string::npos);
+  EXPECT_NE(place.xrdimage("info --help-all").out.find(formats), std::string::npos);
+}
+
 // The words that bash offers for the last one of the line.
 std::string bash_offers(const test::Workplace& place, const std::string& line) {
   const Result result = place.run("\"$xrdimage\" completion bash >c && bash -c '. ./c; COMP_WORDS=(" + line +
@@ -35,7 +43,10 @@ TEST(Manual, BashCompletesSubcommandsOptionsAndWords) {
   EXPECT_EQ(bash_offers(place, "xrdimage convert --skip"), "--skip-existing --skip\n");
   EXPECT_EQ(bash_offers(place, "xrdimage convert --colors v"), "viridis\n");
   EXPECT_EQ(bash_offers(place, "xrdimage convert --to \"\""), "png edf tif img mar pck raw npy\n");
-  EXPECT_EQ(bash_offers(place, "xrdimage info fra"), "frame.img\n");
+  // Names of files are left to the shell, which knows how to quote them.
+  EXPECT_EQ(bash_offers(place, "xrdimage info fra"), "\n");
+  EXPECT_NE(place.run("\"$xrdimage\" completion bash").out.find("complete -o default -F _xrdimage xrdimage\n"),
+            std::string::npos);
   EXPECT_EQ(bash_offers(place, "xrdimage info --js"), "--json\n");
 }
 

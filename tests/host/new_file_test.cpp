@@ -96,6 +96,22 @@ TEST(NewFile, AnInterruptLeavesNothing) {
   }
 }
 
+TEST(NewFile, TemporaryNamesThatAreTakenAreNoTrouble) {
+  const test::Workplace place;
+  Names taken;
+  {
+    const NewFile file("out");
+    taken = place.files();
+  }
+  ASSERT_EQ(taken.size(), 1U);
+  place.write(taken[0], "of another");
+  NewFile file("out");
+  std::fputs("new", file.stream());
+  file.commit();
+  EXPECT_EQ(test::read_file("out"), "new");
+  EXPECT_EQ(test::read_file(taken[0]), "of another");
+}
+
 TEST(NewFile, SignalsThatAreIgnoredStayIgnored) {
   const test::Workplace place;
   auto* const before = std::signal(SIGHUP, SIG_IGN);

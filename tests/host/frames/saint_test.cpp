@@ -95,6 +95,7 @@ TEST(SaintFrame, DamagedTextTablesAreDamage) {
     EXPECT_EQ(frame.unknown, (std::vector<bool>{true, false, false, false})) << entry;
     EXPECT_EQ(frame.notes.size(), 1U) << entry;
   }
+  EXPECT_EQ(load(format_86("1", "2") + pixels + "      300      4" + "      300      5", force).notes.size(), 1U);
 }
 
 TEST(SaintFrame, BinaryTablesHoldTheOverflows) {
