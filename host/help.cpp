@@ -75,6 +75,17 @@ std::string HelpFormatter::make_short_groups(const CLI::App* app) const {
   return explained.append("\n").append(named).append("(--help-all explains these)\n");
 }
 
+// Options that must be given stand behind what CLI11 has to say.
+std::string HelpFormatter::make_usage(const CLI::App* app, std::string name) const {
+  std::string usage = CLI::Formatter::make_usage(app, std::move(name));
+  usage.erase(usage.find_last_not_of('\n') + 1);
+  for (const CLI::Option* option :
+       app->get_options([](const CLI::Option* o) { return o->nonpositional() && o->get_required(); })) {
+    usage.append(" ").append(option->get_name()).append(make_option_opts(option));
+  }
+  return usage.append("\n");
+}
+
 std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
   const std::string name = value_name(*option);
   return (name.empty() ? "" : " " + name) + (option->get_expected_max() > 1 ? " ..." : "");

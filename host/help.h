@@ -17,6 +17,7 @@ class HelpFormatter : public CLI::Formatter {
   HelpFormatter();
 
   std::string make_help(const CLI::App* app, std::string name, CLI::AppFormatMode mode) const override;
+  std::string make_usage(const CLI::App* app, std::string name) const override;
   std::string make_option_opts(const CLI::Option* option) const override;
 
  private:

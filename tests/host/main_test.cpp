@@ -43,6 +43,12 @@ TEST(Program, HelpOfEverySubcommandFitsAScreenAndHasExamples) {
   }
 }
 
+TEST(Program, UsageNamesTheOptionsThatMustBeGiven) {
+  const test::Workplace place;
+  EXPECT_NE(place.xrdimage("convert --help").out.find("Usage: xrdimage convert [OPTIONS] [FILE...] --output OUT\n"),
+            std::string::npos);
+}
+
 TEST(Program, HelpAllExplainsWhatHelpOnlyNames) {
   const test::Workplace place;
   const std::string brief = place.xrdimage("convert --help").out;
