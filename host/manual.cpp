@@ -69,7 +69,7 @@ std::string troff(std::string_view text) {
 std::string option_entry(const CLI::Option& option) {
   std::string entry = ".TP\n\\fB" + troff(joined(names_of(option), ", ")) + "\\fR";
   if (const std::string value = value_name(option); !value.empty()) entry += " \\fI" + troff(value) + "\\fR";
-  const std::string description = option.get_description();
+  const std::string& description = option.get_description();
   entry += "\n" + troff(description);
   const std::string choices = joined(value_choices(option), ", ");
   if (description.find(choices) == std::string::npos) entry += ": " + troff(choices);
