@@ -32,8 +32,8 @@ using test::Image32;
 constexpr int kLargest = std::numeric_limits<int>::max();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-// Added to the first number, the sum over the image, of what FFTW transforms back: each pixel grows by added_sum /
-// pixels.
+// Added to the first number, the sum over the row, of each row that FFTW transforms back: each pixel grows by added_sum
+// / pixels.
 double added_sum = 0;
 
 class AddedSum {
@@ -151,14 +151,27 @@ TYPED_TEST_SUITE(Smoothing, PixelTypes, );
 
 }  // namespace
 
-// The library calls this through the dynamic linker, which finds it before FFTW's as it is visible.
-extern "C" __attribute__((visibility("default"))) void rfftwnd_one_complex_to_real(rfftwnd_plan plan, fftw_complex* in,
-                                                                                   fftw_real* out) {
-  in->re += added_sum;
-  using Transform = void (*)(rfftwnd_plan, fftw_complex*, fftw_real*);
-  static const auto transform = reinterpret_cast<Transform>(dlsym(RTLD_NEXT, "rfftwnd_one_complex_to_real"));
+// The library calls these through the dynamic linker, which finds them before FFTW's as they are visible.
+#if defined(XRDIMAGE_FFTW3)
+struct fftw_plan_s;
+
+extern "C" __attribute__((visibility("default"))) void fftw_execute_dft_c2r(fftw_plan_s* plan, double (*in)[2],
+                                                                            double* out) {
+  in[0][0] += added_sum;
+  using Transform = void (*)(fftw_plan_s*, double(*)[2], double*);
+  static const auto transform = reinterpret_cast<Transform>(dlsym(RTLD_NEXT, "fftw_execute_dft_c2r"));
   transform(plan, in, out);
 }
+#else
+extern "C" __attribute__((visibility("default"))) void rfftwnd_complex_to_real(rfftwnd_plan plan, int howmany,
+                                                                               fftw_complex* in, int istride, int idist,
+                                                                               fftw_real* out, int ostride, int odist) {
+  for (int row = 0; row < howmany; ++row) in[static_cast<std::ptrdiff_t>(row) * idist].re += added_sum;
+  using Transform = void (*)(rfftwnd_plan, int, fftw_complex*, int, int, fftw_real*, int, int);
+  static const auto transform = reinterpret_cast<Transform>(dlsym(RTLD_NEXT, "rfftwnd_complex_to_real"));
+  transform(plan, howmany, in, istride, idist, out, ostride, odist);
+}
+#endif
 
 TEST(FillGauss, SamplesByHand) {
   // Offsets of the samples from the centre: row 0 half a pixel, row 1 one and a half, row 2 the negative of that ...
