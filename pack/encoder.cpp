@@ -17,6 +17,7 @@
 
 #include "pack/packed_format.h"
 #include "support/image_size.h"
+#include "support/processor.h"
 #include "xrdimage.h"
 
 namespace {
@@ -26,7 +27,7 @@ using xrd::kLargestChunk;
 // Differences of one stretch of the image; chunks never cross its end.
 constexpr std::size_t kStretch = 16384;
 
-std::uint32_t magnitude(std::int32_t difference) {
+XRD_INLINE std::uint32_t magnitude(std::int32_t difference) {
   const auto value = static_cast<std::uint32_t>(difference);
   return difference < 0 ? 0U - value : value;
 }
@@ -37,6 +38,50 @@ std::uint8_t width_code(std::int32_t difference) {
   const std::uint32_t size = magnitude(difference);
   return static_cast<std::uint8_t>((size > 0) + (size > 7) + (size > 15) + (size > 31) + (size > 63) + (size > 127) +
                                    (size > 65535));
+}
+
+// Writes the width_code of each difference. Magnitudes of more than a byte count as 255, so that most of the work is
+// done on bytes; those that need the widest fields are rare and found in a second pass. Returns whether there are any.
+XRD_INLINE bool find_width_codes(const std::int32_t* __restrict differences, std::size_t count,
+                                 std::uint8_t* __restrict codes) {
+  std::uint32_t bits_in_use = 0;
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint32_t size = magnitude(differences[i]);
+    bits_in_use |= size;
+    codes[i] = static_cast<std::uint8_t>(std::min(size, 255U));
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint8_t size = codes[i];
+    codes[i] =
+        static_cast<std::uint8_t>((size > 0) + (size > 7) + (size > 15) + (size > 31) + (size > 63) + (size > 127));
+  }
+  return bits_in_use > 65535;
+}
+
+// codes[i] becomes the larger one of widths[i] and widths[i + run].
+XRD_INLINE void join_runs(const std::uint8_t* __restrict widths, std::size_t run, std::size_t count,
+                          std::uint8_t* __restrict codes) {
+  for (std::size_t i = 0; i < count; ++i) codes[i] = std::max(widths[i], widths[i + run]);
+}
+
+#if defined(XRD_AVX2)
+XRD_AVX2 bool find_width_codes_avx2(const std::int32_t* differences, std::size_t count, std::uint8_t* codes) {
+  return find_width_codes(differences, count, codes);
+}
+#endif
+
+void look_up_width_codes(const std::int32_t* differences, std::size_t count, std::uint8_t* codes) {
+  bool widest = false;
+#if defined(XRD_AVX2)
+  if (xrd::has_avx2()) {
+    widest = find_width_codes_avx2(differences, count, codes);
+  } else {
+    widest = find_width_codes(differences, count, codes);
+  }
+#else
+  widest = find_width_codes(differences, count, codes);
+#endif
+  if (widest) std::transform(differences, differences + count, codes, width_code);
 }
 
 // Bits on their way to bytes, lowest first. Of the bytes, only those are written that get bits.
@@ -209,12 +254,11 @@ class Stretch {
 
   // widest_[n][i] is the code of the widest field of 2^n differences from i on, where there are so many.
   void look_up_widths(std::size_t count) {
-    std::transform(differences_.begin(), differences_.begin() + static_cast<std::ptrdiff_t>(count), widest_[0].begin(),
-                   width_code);
+    look_up_width_codes(differences_.data(), count, widest_[0].data());
     std::size_t run = 1;
     for (std::size_t n = 1; n < kRunLengths; ++n, run *= 2) {
       const std::size_t whole = count >= 2 * run ? count - 2 * run + 1 : 0;
-      for (std::size_t i = 0; i < whole; ++i) widest_[n][i] = std::max(widest_[n - 1][i], widest_[n - 1][i + run]);
+      join_runs(widest_[n - 1].data(), run, whole, widest_[n].data());
     }
   }
 

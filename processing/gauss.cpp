@@ -6,7 +6,6 @@
 #include <cstring>
 #include <optional>
 #include <utility>
-#include <vector>
 
 #include "processing/fft.h"
 #include "processing/grid.h"
@@ -86,15 +85,20 @@ class ColumnGroups {
       : values_(values),
         rows_(static_cast<std::size_t>(rows)),
         stride_(xrd::RealTransform::stride(row_values)),
-        from_(2 * kColumns * rows_),
-        to_(2 * kColumns * rows_) {}
+        columns_(std::min(kColumns, stride_ / 2)),
+        memory_(xrd::allocate_unset<fftw_real>(4 * columns_ * rows_)),
+        from_(memory_.get()),
+        to_(memory_.get() + 2 * columns_ * rows_) {}
+
+  // Whether there is memory for a group.
+  bool ready() const { return memory_ != nullptr; }
 
   // Calls action(first value of the group's first column, columns) for group after group, with its columns in from(),
   // and takes them back from there.
   template <typename Action>
   void for_each(Action action) {
-    for (std::size_t first = 0; first < stride_; first += 2 * kColumns) {
-      const std::size_t columns = std::min(kColumns, (stride_ - first) / 2);
+    for (std::size_t first = 0; first < stride_; first += 2 * columns_) {
+      const std::size_t columns = std::min(columns_, (stride_ - first) / 2);
       for (std::size_t row = 0; row < rows_; ++row) {
         const fftw_real* const source = values_ + row * stride_ + first;
         for (std::size_t i = 0; i < columns; ++i) std::copy_n(source + 2 * i, 2, at(from_, i, row));
@@ -129,24 +133,29 @@ class ColumnGroups {
  private:
   static constexpr std::size_t kColumns = 8;
 
-  fftw_real* at(std::vector<fftw_real>& columns, std::size_t column, std::size_t row) const {
-    return columns.data() + 2 * (column * rows_ + row);
+  fftw_real* at(fftw_real* columns, std::size_t column, std::size_t row) const {
+    return columns + 2 * (column * rows_ + row);
   }
 
   fftw_real* values_;
   std::size_t rows_;
   std::size_t stride_;
-  std::vector<fftw_real> from_;
-  std::vector<fftw_real> to_;
+  std::size_t columns_;
+  MallocArray<fftw_real> memory_;
+  fftw_real* from_;
+  fftw_real* to_;
 };
 
 bool is_zero(const fftw_real* values, std::size_t count) {
   return std::all_of(values, values + count, [](double value) { return value == 0.0 && !std::signbit(value); });
 }
 
-// Transforms the kernel in place. Most of its rows hold zeros only: one of them is transformed for all.
-void transform_kernel(fftw_real* kernel, int x, int y) {
+// Transforms the kernel in place; false without memory for it. Most of its rows hold zeros only: one of them is
+// transformed for all.
+bool transform_kernel(fftw_real* kernel, int x, int y) {
   const std::size_t stride = xrd::RealTransform::stride(y);
+  ColumnGroups groups(kernel, x, y);
+  if (!groups.ready()) return false;
   const xrd::RealTransform rows(y, Direction::kForward);
   const fftw_real* of_zeros = nullptr;
   for (int i = 0; i < x; ++i) {
@@ -160,8 +169,8 @@ void transform_kernel(fftw_real* kernel, int x, int y) {
     if (zero) of_zeros = row;
   }
   const xrd::ComplexTransform columns(x, Direction::kForward);
-  ColumnGroups groups(kernel, x, y);
   groups.for_each([&](std::size_t /*first*/, std::size_t count) { groups.transform(columns, count); });
+  return true;
 }
 
 // The transformed kernel; null, with a message, for a size that cannot be.
@@ -171,12 +180,13 @@ MallocArray<fftw_real> make_kernel(int x, int y, float sigma_x, float sigma_y) {
     std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return nullptr;
   }
-  auto kernel = xrd::allocate_zeroed<fftw_real>(*values);
-  if (!kernel) {
+  const auto fail = [] {
     xrd::fail_assertion("gauss=(fftw_real*)malloc(sizeof(fftw_real)*(x)*(y+2))", "gauss", 32, "init_gauss");
-  }
+  };
+  auto kernel = xrd::allocate_zeroed<fftw_real>(*values);
+  if (!kernel) fail();
   fill_gauss(kernel.get(), x, y, sigma_x, sigma_y);
-  if (x > 0 && y > 0) transform_kernel(kernel.get(), x, y);
+  if (x > 0 && y > 0 && !transform_kernel(kernel.get(), x, y)) fail();
   return kernel;
 }
 
@@ -197,19 +207,21 @@ void for_each_tiled(int width, int height, Action action) {
   }
 }
 
-// Transforms the image, multiplies it by the transformed kernel and transforms it back. Between the rows' transforms,
-// the three steps are made for a group of columns at once.
-void convolve_values(fftw_real* image, const fftw_real* kernel, int x, int y) {
+// Transforms the image, multiplies it by the transformed kernel and transforms it back; false without memory for it.
+// Between the rows' transforms, the three steps are made for a group of columns at once.
+bool convolve_values(fftw_real* image, const fftw_real* kernel, int x, int y) {
+  ColumnGroups groups(image, x, y);
+  if (!groups.ready()) return false;
   xrd::RealTransform(y, Direction::kForward).run(image, x);
   const xrd::ComplexTransform forward(x, Direction::kForward);
   const xrd::ComplexTransform backward(x, Direction::kBackward);
-  ColumnGroups groups(image, x, y);
   groups.for_each([&](std::size_t first, std::size_t count) {
     groups.transform(forward, count);
     groups.multiply(kernel, first, count);
     groups.transform(backward, count);
   });
   xrd::RealTransform(y, Direction::kBackward).run(image, x);
+  return true;
 }
 
 // Smooths the image, whose size is even. Without memory for it the image is left as it is, with a message.
@@ -217,14 +229,16 @@ template <typename Pixel>
 void convolve(Pixel* image, int x, int y, const fftw_real* kernel) {
   const std::size_t values = *transform_values(x, y);
   const auto array = xrd::allocate_zeroed<fftw_real>(values);
-  if (!array) {
+  const std::ptrdiff_t stride = row_stride(y);
+  fftw_real* const work = array.get();
+  const auto fill_work = [&] {
+    for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) { work[i * stride + j] = image[j * x + i]; });
+    return true;
+  };
+  if (work == nullptr || !fill_work() || !convolve_values(work, kernel, x, y)) {
     std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return;
   }
-  const std::ptrdiff_t stride = row_stride(y);
-  fftw_real* const work = array.get();
-  for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) { work[i * stride + j] = image[j * x + i]; });
-  convolve_values(work, kernel, x, y);
   const double scale = 1.0 / (x * y);
   for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) {
     const double value = work[i * stride + j];
