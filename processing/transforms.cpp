@@ -142,8 +142,26 @@ ShortArray make_short_array(int n, int maximum) {
   return {std::move(words), *pixels, shift};
 }
 
+namespace {
+
+XRD_INLINE void narrow(const unsigned int* __restrict pixels, std::size_t count, int shift,
+                       unsigned short* __restrict words) {
+  for (std::size_t i = 0; i < count; ++i) words[i] = static_cast<unsigned short>(pixels[i] >> shift);
+}
+
+#if defined(XRD_AVX2)
+XRD_AVX2 void narrow_avx2(const unsigned int* pixels, std::size_t count, int shift, unsigned short* words) {
+  narrow(pixels, count, shift, words);
+}
+#endif
+
+}  // namespace
+
 void narrow_pixels(std::span<const unsigned int> pixels, int shift, unsigned short* words) {
-  for (std::size_t i = 0; i < pixels.size(); ++i) words[i] = static_cast<unsigned short>(pixels[i] >> shift);
+#if defined(XRD_AVX2)
+  if (has_avx2()) return narrow_avx2(pixels.data(), pixels.size(), shift, words);
+#endif
+  narrow(pixels.data(), pixels.size(), shift, words);
 }
 
 }  // namespace xrd
