@@ -63,7 +63,9 @@ void expect_transforms(const Reals& actual, const Reals& expected) {
                                                      [](double a, double b) { return std::fabs(a) < std::fabs(b); }));
   for (std::size_t i = 0; i < expected.size(); ++i) {
     ASSERT_NEAR(actual[i], expected[i], kTransformError * largest) << i;
-    if (kTransformError == 0.0) ASSERT_EQ(std::signbit(actual[i]), std::signbit(expected[i])) << i;
+    if (kTransformError == 0.0) {
+      ASSERT_EQ(std::signbit(actual[i]), std::signbit(expected[i])) << i;
+    }
   }
 }
 
