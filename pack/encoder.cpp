@@ -9,6 +9,7 @@
 // - narrow fields are pushed together eight at a time, within one 64-bit word.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -179,19 +180,58 @@ void append_fields(BitWriter& writer, const std::int32_t* differences, int count
   }
 }
 
+// The code of a width, from 0 to 32 bits.
+constexpr std::array<std::int32_t, 33> kFieldCodes = [] {
+  std::array<std::int32_t, 33> codes{};
+  for (int bits = 0; bits <= 32; ++bits) codes[static_cast<std::size_t>(bits)] = xrd::field_code(bits);
+  return codes;
+}();
+
+// Where the bit stream goes: to the stream at once, or in larger pieces.
+struct DirectOutput {
+  std::FILE* stream;
+
+  void write(const unsigned char* bytes, std::size_t count) const { std::fwrite(bytes, 1, count, stream); }
+};
+
+class GatheredOutput {
+ public:
+  explicit GatheredOutput(std::FILE* stream) : stream_(stream) {}
+  GatheredOutput(const GatheredOutput&) = delete;
+  GatheredOutput& operator=(const GatheredOutput&) = delete;
+  ~GatheredOutput() { std::fwrite(bytes_.data(), 1, gathered_, stream_); }
+
+  // At most as many as fit the array.
+  void write(const unsigned char* bytes, std::size_t count) {
+    if (count > bytes_.size() - gathered_) {
+      std::fwrite(bytes_.data(), 1, gathered_, stream_);
+      gathered_ = 0;
+    }
+    std::memcpy(bytes_.data() + gathered_, bytes, count);
+    gathered_ += count;
+  }
+
+ private:
+  std::FILE* stream_;
+  std::array<unsigned char, 131072> bytes_;  // NOLINT: filled before it is written
+  std::size_t gathered_ = 0;
+};
+
 // Collects the bit stream. Readers of old files know the byte behind a stream that ends on a byte boundary, so the
 // buffer's stale contents matter: its size and the moment it is written are part of the format as it is written.
 class ChunkWriter {
  public:
-  void append(const std::int32_t* differences, int count, int field_bits, std::FILE* stream) {
+  template <typename Output>
+  void append(const std::int32_t* differences, int count, int field_bits, Output& output) {
     begin();
     if (write_position_ > kFlushAt) {
-      std::fwrite(buffer_.data(), 1, write_position_, stream);
+      output.write(buffer_.data(), write_position_);
       buffer_[0] = buffer_[write_position_];
       write_position_ = 0;
     }
     BitWriter writer(buffer_.data() + write_position_, bit_);
-    const auto codes = static_cast<std::uint64_t>(log2_of(count) | xrd::field_code(field_bits) << xrd::kChunkCodeBits);
+    const auto codes = static_cast<std::uint64_t>(log2_of(count) | kFieldCodes[static_cast<std::size_t>(field_bits)]
+                                                                       << xrd::kChunkCodeBits);
     writer.append(codes, xrd::kChunkHeaderBits);
     append_fields(writer, differences, count, field_bits);
     writer.finish();
@@ -200,9 +240,10 @@ class ChunkWriter {
   }
 
   // Writes the byte at the write position too, whether or not it holds any bits yet.
-  void flush(std::FILE* stream) {
+  template <typename Output>
+  void flush(Output& output) {
     begin();
-    std::fwrite(buffer_.data(), 1, write_position_ + 1, stream);
+    output.write(buffer_.data(), write_position_ + 1);
     in_use_ = false;
   }
 
@@ -218,11 +259,7 @@ class ChunkWriter {
     in_use_ = true;
   }
 
-  static int log2_of(int count) {
-    int exponent = 0;
-    for (; count > 1; count /= 2) ++exponent;
-    return exponent;
-  }
+  static int log2_of(int count) { return static_cast<int>(std::bit_width(static_cast<unsigned>(count))) - 1; }
 
   std::array<unsigned char, kBufferBytes> buffer_{};
   std::size_t write_position_ = 0;
@@ -235,11 +272,11 @@ class Stretch {
  public:
   std::int32_t* differences() { return differences_.data(); }
 
-  void pack(ChunkWriter& writer, std::size_t count, std::FILE* stream) {
+  void pack(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
     look_up_widths(count);
     for (std::size_t cursor = 0; cursor < count;) {
       const Chunk chunk = choose(cursor, count - 1 - cursor);
-      writer.append(differences_.data() + cursor, chunk.count, chunk.field_bits, stream);
+      writer.append(differences_.data() + cursor, chunk.count, chunk.field_bits, output);
       cursor += static_cast<std::size_t>(chunk.count);
     }
   }
@@ -333,10 +370,11 @@ extern "C" void pack_longs(int32_t* lng, int n, unsigned char** target, int* bit
 
 extern "C" void pack_chunk(int32_t* lng, int nmbr, int bitsize, FILE* stream) {
   static thread_local ChunkWriter writer;
+  DirectOutput output{stream};
   if (lng == nullptr) {
-    writer.flush(stream);
+    writer.flush(output);
   } else if (nmbr >= 1 && nmbr <= kLargestChunk && bitsize >= 0 && bitsize <= 32) {
-    writer.append(lng, nmbr, bitsize, stream);
+    writer.append(lng, nmbr, bitsize, output);
   }
 }
 
@@ -344,12 +382,13 @@ extern "C" void pack_wordimage_c(short* img, int x, int y, FILE* stream) {
   std::fprintf(stream, "\n" XRD_PACKED_LINE("%04d") "\n", x, y);
   Stretch stretch;
   ChunkWriter writer;
+  GatheredOutput output(stream);
   const std::size_t pixels = packable_pixels(x, y);
   for (std::size_t done = 0; done < pixels;) {
     const std::int32_t* last = diff_words(img, x, y, stretch.differences(), static_cast<std::int32_t>(done));
     const auto count = static_cast<std::size_t>(last - stretch.differences() + 1);
-    stretch.pack(writer, count, stream);
+    stretch.pack(writer, count, output);
     done += count;
   }
-  writer.flush(stream);
+  writer.flush(output);
 }
