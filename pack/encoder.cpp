@@ -28,6 +28,9 @@ using xrd::kLargestChunk;
 // Differences of one stretch of the image; chunks never cross its end.
 constexpr std::size_t kStretch = 16384;
 
+constexpr std::size_t kRunLengths = 7;  // 1, 2, 4 ... 64 differences
+using WidthTables = std::array<std::array<std::uint8_t, kStretch>, kRunLengths>;
+
 XRD_INLINE std::uint32_t magnitude(std::int32_t difference) {
   const auto value = static_cast<std::uint32_t>(difference);
   return difference < 0 ? 0U - value : value;
@@ -65,24 +68,46 @@ XRD_INLINE void join_runs(const std::uint8_t* __restrict widths, std::size_t run
   for (std::size_t i = 0; i < count; ++i) codes[i] = std::max(widths[i], widths[i + run]);
 }
 
+// Fills the tables of a stretch: widest[n][i] is the code of the widest field of 2^n differences from i on, where there
+// are so many.
+XRD_INLINE void fill_tables(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
+  if (find_width_codes(differences, count, widest[0].data())) {
+    std::transform(differences, differences + count, widest[0].begin(), width_code);
+  }
+  std::size_t run = 1;
+  for (std::size_t n = 1; n < widest.size(); ++n, run *= 2) {
+    join_runs(widest[n - 1].data(), run, count >= 2 * run ? count - 2 * run + 1 : 0, widest[n].data());
+  }
+}
+
+// The differences of `count` pixels that are predicted from the row above.
+XRD_INLINE void subtract_predictions(const short* pixels, std::ptrdiff_t width, std::size_t count,
+                                     std::int32_t* __restrict differences) {
+  for (std::size_t i = 0; i < count; ++i) differences[i] = pixels[i] - xrd::predict(pixels + i, width);
+}
+
 #if defined(XRD_AVX2)
-XRD_AVX2 bool find_width_codes_avx2(const std::int32_t* differences, std::size_t count, std::uint8_t* codes) {
-  return find_width_codes(differences, count, codes);
+XRD_AVX2 void fill_tables_avx2(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
+  fill_tables(differences, count, widest);
+}
+XRD_AVX2 void subtract_predictions_avx2(const short* pixels, std::ptrdiff_t width, std::size_t count,
+                                        std::int32_t* differences) {
+  subtract_predictions(pixels, width, count, differences);
 }
 #endif
 
-void look_up_width_codes(const std::int32_t* differences, std::size_t count, std::uint8_t* codes) {
-  bool widest = false;
+void look_up_widths(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
 #if defined(XRD_AVX2)
-  if (xrd::has_avx2()) {
-    widest = find_width_codes_avx2(differences, count, codes);
-  } else {
-    widest = find_width_codes(differences, count, codes);
-  }
-#else
-  widest = find_width_codes(differences, count, codes);
+  if (xrd::has_avx2()) return fill_tables_avx2(differences, count, widest);
 #endif
-  if (widest) std::transform(differences, differences + count, codes, width_code);
+  fill_tables(differences, count, widest);
+}
+
+void form_differences(const short* pixels, std::ptrdiff_t width, std::size_t count, std::int32_t* differences) {
+#if defined(XRD_AVX2)
+  if (xrd::has_avx2()) return subtract_predictions_avx2(pixels, width, count, differences);
+#endif
+  subtract_predictions(pixels, width, count, differences);
 }
 
 // Bits on their way to bytes, lowest first. Of the bytes, only those are written that get bits.
@@ -273,7 +298,7 @@ class Stretch {
   std::int32_t* differences() { return differences_.data(); }
 
   void pack(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
-    look_up_widths(count);
+    look_up_widths(differences_.data(), count, widest_);
     for (std::size_t cursor = 0; cursor < count;) {
       const Chunk chunk = choose(cursor, count - 1 - cursor);
       writer.append(differences_.data() + cursor, chunk.count, chunk.field_bits, output);
@@ -286,18 +311,6 @@ class Stretch {
     int count;
     int field_bits;
   };
-
-  static constexpr std::size_t kRunLengths = 7;  // 1, 2, 4 ... 64 differences
-
-  // widest_[n][i] is the code of the widest field of 2^n differences from i on, where there are so many.
-  void look_up_widths(std::size_t count) {
-    look_up_width_codes(differences_.data(), count, widest_[0].data());
-    std::size_t run = 1;
-    for (std::size_t n = 1; n < kRunLengths; ++n, run *= 2) {
-      const std::size_t whole = count >= 2 * run ? count - 2 * run + 1 : 0;
-      join_runs(widest_[n - 1].data(), run, whole, widest_[n].data());
-    }
-  }
 
   // The chunk that begins at `cursor`: doubled as long as one header less pays for wider fields. `behind` is the number
   // of differences behind the first; with 2s + 1 or fewer left, a chunk of s is not doubled.
@@ -315,8 +328,8 @@ class Stretch {
     return {static_cast<int>(count), field_bits};
   }
 
-  std::array<std::int32_t, kStretch> differences_;                      // NOLINT: filled before they are read
-  std::array<std::array<std::uint8_t, kStretch>, kRunLengths> widest_;  // NOLINT: likewise
+  std::array<std::int32_t, kStretch> differences_;  // NOLINT: filled before they are read
+  WidthTables widest_;                              // NOLINT: likewise
 };
 
 // Pixels of an image whose differences can be counted in 32 bits; none of a larger one.
@@ -343,8 +356,9 @@ extern "C" int32_t* diff_words(short* img, int x, int y, int32_t* diffs, int32_t
   for (const std::size_t end = last_of(std::min(width + 1, pixels)); index < end; ++index) {
     *next++ = img[index] - img[index - 1];
   }
-  for (const std::size_t end = last_of(pixels); index < end; ++index) {
-    *next++ = img[index] - xrd::predict(img + index, static_cast<std::ptrdiff_t>(width));
+  if (const std::size_t end = last_of(pixels); index < end) {
+    form_differences(img + index, static_cast<std::ptrdiff_t>(width), end - index, next);
+    next += end - index;
   }
   // A single row takes its last step past the image, where files have one difference more, which decoders ignore. The
   // pixel there counts as equal to the last one. A lone pixel has no row to run along, and nothing behind it.
