@@ -44,22 +44,18 @@ std::uint8_t width_code(std::int32_t difference) {
                                    (size > 65535));
 }
 
-// Writes the width_code of each difference. Magnitudes of more than a byte count as 255, so that most of the work is
-// done on bytes; those that need the widest fields are rare and found in a second pass. Returns whether there are any.
-XRD_INLINE bool find_width_codes(const std::int32_t* __restrict differences, std::size_t count,
+// Writes the width_code of each difference of an image: their magnitudes are at most 65535. Those of more than a byte
+// count as 255, so that most of the work is done on bytes.
+XRD_INLINE void find_width_codes(const std::int32_t* __restrict differences, std::size_t count,
                                  std::uint8_t* __restrict codes) {
-  std::uint32_t bits_in_use = 0;
   for (std::size_t i = 0; i < count; ++i) {
-    const std::uint32_t size = magnitude(differences[i]);
-    bits_in_use |= size;
-    codes[i] = static_cast<std::uint8_t>(std::min(size, 255U));
+    codes[i] = static_cast<std::uint8_t>(std::min(magnitude(differences[i]), 255U));
   }
   for (std::size_t i = 0; i < count; ++i) {
     const std::uint8_t size = codes[i];
     codes[i] =
         static_cast<std::uint8_t>((size > 0) + (size > 7) + (size > 15) + (size > 31) + (size > 63) + (size > 127));
   }
-  return bits_in_use > 65535;
 }
 
 // codes[i] becomes the larger one of widths[i] and widths[i + run].
@@ -71,9 +67,7 @@ XRD_INLINE void join_runs(const std::uint8_t* __restrict widths, std::size_t run
 // Fills the tables of a stretch: widest[n][i] is the code of the widest field of 2^n differences from i on, where there
 // are so many.
 XRD_INLINE void fill_tables(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
-  if (find_width_codes(differences, count, widest[0].data())) {
-    std::transform(differences, differences + count, widest[0].begin(), width_code);
-  }
+  find_width_codes(differences, count, widest[0].data());
   std::size_t run = 1;
   for (std::size_t n = 1; n < widest.size(); ++n, run *= 2) {
     join_runs(widest[n - 1].data(), run, count >= 2 * run ? count - 2 * run + 1 : 0, widest[n].data());
