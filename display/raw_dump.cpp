@@ -34,8 +34,8 @@ extern "C" void write_zimg(const char* path, unsigned int* Daten, int n) {
   // The maximum keeps pixels from being halved: each one keeps its low 16 bits.
   const xrd::ShortArray array = xrd::make_short_array(n, 65535);
   if (!array.words) return;
-  // In blocks, by way of the array's beginning, which stays in the processor's cache.
-  constexpr std::size_t kBlock = 32768;
+  // In blocks, by way of the array's beginning: large enough for few system calls, small enough for a cache.
+  constexpr std::size_t kBlock = std::size_t{1} << 19;
   write_dump(path, [&](std::FILE* stream) {
     for (std::size_t first = 0; first < array.pixels; first += kBlock) {
       const std::size_t count = std::min(kBlock, array.pixels - first);

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "support/processor.h"
 #include "xrdimage.h"
 
 namespace {
@@ -73,17 +74,30 @@ class Square {
   std::size_t edge_;
 };
 
-}  // namespace
-
-extern "C" void swapword(void* data, int nbytes) {
-  auto* bytes = static_cast<unsigned char*>(data);
-  const int words = nbytes / 4;
+XRD_INLINE void swap_words(unsigned char* bytes, int words) {
   for (int i = 0; i < words; ++i, bytes += 4) {
     std::uint32_t word = 0;
     std::memcpy(&word, bytes, sizeof word);
     word = __builtin_bswap32(word);
     std::memcpy(bytes, &word, sizeof word);
   }
+}
+
+#if defined(XRD_AVX2)
+XRD_AVX2 void swap_words_avx2(unsigned char* bytes, int words) {
+  swap_words(bytes, words);
+}
+#endif
+
+}  // namespace
+
+extern "C" void swapword(void* data, int nbytes) {
+  auto* bytes = static_cast<unsigned char*>(data);
+  const int words = nbytes / 4;
+#if defined(XRD_AVX2)
+  if (xrd::has_avx2()) return swap_words_avx2(bytes, words);
+#endif
+  swap_words(bytes, words);
 }
 
 extern "C" void swapbytes(short* data, int nbytes) {

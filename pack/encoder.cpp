@@ -9,6 +9,7 @@
 // - narrow fields are pushed together eight at a time, within one 64-bit word.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -17,6 +18,7 @@
 
 #include "pack/packed_format.h"
 #include "support/image_size.h"
+#include "support/processor.h"
 #include "xrdimage.h"
 
 namespace {
@@ -26,7 +28,10 @@ using xrd::kLargestChunk;
 // Differences of one stretch of the image; chunks never cross its end.
 constexpr std::size_t kStretch = 16384;
 
-std::uint32_t magnitude(std::int32_t difference) {
+constexpr std::size_t kRunLengths = 7;  // 1, 2, 4 ... 64 differences
+using WidthTables = std::array<std::array<std::uint8_t, kStretch>, kRunLengths>;
+
+XRD_INLINE std::uint32_t magnitude(std::int32_t difference) {
   const auto value = static_cast<std::uint32_t>(difference);
   return difference < 0 ? 0U - value : value;
 }
@@ -37,6 +42,66 @@ std::uint8_t width_code(std::int32_t difference) {
   const std::uint32_t size = magnitude(difference);
   return static_cast<std::uint8_t>((size > 0) + (size > 7) + (size > 15) + (size > 31) + (size > 63) + (size > 127) +
                                    (size > 65535));
+}
+
+// Writes the width_code of each difference of an image: their magnitudes are at most 65535. Those of more than a byte
+// count as 255, so that most of the work is done on bytes.
+XRD_INLINE void find_width_codes(const std::int32_t* __restrict differences, std::size_t count,
+                                 std::uint8_t* __restrict codes) {
+  for (std::size_t i = 0; i < count; ++i) {
+    codes[i] = static_cast<std::uint8_t>(std::min(magnitude(differences[i]), 255U));
+  }
+  for (std::size_t i = 0; i < count; ++i) {
+    const std::uint8_t size = codes[i];
+    codes[i] =
+        static_cast<std::uint8_t>((size > 0) + (size > 7) + (size > 15) + (size > 31) + (size > 63) + (size > 127));
+  }
+}
+
+// codes[i] becomes the larger one of widths[i] and widths[i + run].
+XRD_INLINE void join_runs(const std::uint8_t* __restrict widths, std::size_t run, std::size_t count,
+                          std::uint8_t* __restrict codes) {
+  for (std::size_t i = 0; i < count; ++i) codes[i] = std::max(widths[i], widths[i + run]);
+}
+
+// Fills the tables of a stretch: widest[n][i] is the code of the widest field of 2^n differences from i on, where there
+// are so many.
+XRD_INLINE void fill_tables(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
+  find_width_codes(differences, count, widest[0].data());
+  std::size_t run = 1;
+  for (std::size_t n = 1; n < widest.size(); ++n, run *= 2) {
+    join_runs(widest[n - 1].data(), run, count >= 2 * run ? count - 2 * run + 1 : 0, widest[n].data());
+  }
+}
+
+// The differences of `count` pixels that are predicted from the row above.
+XRD_INLINE void subtract_predictions(const short* pixels, std::ptrdiff_t width, std::size_t count,
+                                     std::int32_t* __restrict differences) {
+  for (std::size_t i = 0; i < count; ++i) differences[i] = pixels[i] - xrd::predict(pixels + i, width);
+}
+
+#if defined(XRD_AVX2)
+XRD_AVX2 void fill_tables_avx2(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
+  fill_tables(differences, count, widest);
+}
+XRD_AVX2 void subtract_predictions_avx2(const short* pixels, std::ptrdiff_t width, std::size_t count,
+                                        std::int32_t* differences) {
+  subtract_predictions(pixels, width, count, differences);
+}
+#endif
+
+void look_up_widths(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
+#if defined(XRD_AVX2)
+  if (xrd::has_avx2()) return fill_tables_avx2(differences, count, widest);
+#endif
+  fill_tables(differences, count, widest);
+}
+
+void form_differences(const short* pixels, std::ptrdiff_t width, std::size_t count, std::int32_t* differences) {
+#if defined(XRD_AVX2)
+  if (xrd::has_avx2()) return subtract_predictions_avx2(pixels, width, count, differences);
+#endif
+  subtract_predictions(pixels, width, count, differences);
 }
 
 // Bits on their way to bytes, lowest first. Of the bytes, only those are written that get bits.
@@ -134,19 +199,58 @@ void append_fields(BitWriter& writer, const std::int32_t* differences, int count
   }
 }
 
+// The code of a width, from 0 to 32 bits.
+constexpr std::array<std::int32_t, 33> kFieldCodes = [] {
+  std::array<std::int32_t, 33> codes{};
+  for (int bits = 0; bits <= 32; ++bits) codes[static_cast<std::size_t>(bits)] = xrd::field_code(bits);
+  return codes;
+}();
+
+// Where the bit stream goes: to the stream at once, or in larger pieces.
+struct DirectOutput {
+  std::FILE* stream;
+
+  void write(const unsigned char* bytes, std::size_t count) const { std::fwrite(bytes, 1, count, stream); }
+};
+
+class GatheredOutput {
+ public:
+  explicit GatheredOutput(std::FILE* stream) : stream_(stream) {}
+  GatheredOutput(const GatheredOutput&) = delete;
+  GatheredOutput& operator=(const GatheredOutput&) = delete;
+  ~GatheredOutput() { std::fwrite(bytes_.data(), 1, gathered_, stream_); }
+
+  // At most as many as fit the array.
+  void write(const unsigned char* bytes, std::size_t count) {
+    if (count > bytes_.size() - gathered_) {
+      std::fwrite(bytes_.data(), 1, gathered_, stream_);
+      gathered_ = 0;
+    }
+    std::memcpy(bytes_.data() + gathered_, bytes, count);
+    gathered_ += count;
+  }
+
+ private:
+  std::FILE* stream_;
+  std::array<unsigned char, 131072> bytes_;  // NOLINT: filled before it is written
+  std::size_t gathered_ = 0;
+};
+
 // Collects the bit stream. Readers of old files know the byte behind a stream that ends on a byte boundary, so the
 // buffer's stale contents matter: its size and the moment it is written are part of the format as it is written.
 class ChunkWriter {
  public:
-  void append(const std::int32_t* differences, int count, int field_bits, std::FILE* stream) {
+  template <typename Output>
+  void append(const std::int32_t* differences, int count, int field_bits, Output& output) {
     begin();
     if (write_position_ > kFlushAt) {
-      std::fwrite(buffer_.data(), 1, write_position_, stream);
+      output.write(buffer_.data(), write_position_);
       buffer_[0] = buffer_[write_position_];
       write_position_ = 0;
     }
     BitWriter writer(buffer_.data() + write_position_, bit_);
-    const auto codes = static_cast<std::uint64_t>(log2_of(count) | xrd::field_code(field_bits) << xrd::kChunkCodeBits);
+    const auto codes = static_cast<std::uint64_t>(log2_of(count) | kFieldCodes[static_cast<std::size_t>(field_bits)]
+                                                                       << xrd::kChunkCodeBits);
     writer.append(codes, xrd::kChunkHeaderBits);
     append_fields(writer, differences, count, field_bits);
     writer.finish();
@@ -155,9 +259,10 @@ class ChunkWriter {
   }
 
   // Writes the byte at the write position too, whether or not it holds any bits yet.
-  void flush(std::FILE* stream) {
+  template <typename Output>
+  void flush(Output& output) {
     begin();
-    std::fwrite(buffer_.data(), 1, write_position_ + 1, stream);
+    output.write(buffer_.data(), write_position_ + 1);
     in_use_ = false;
   }
 
@@ -173,11 +278,7 @@ class ChunkWriter {
     in_use_ = true;
   }
 
-  static int log2_of(int count) {
-    int exponent = 0;
-    for (; count > 1; count /= 2) ++exponent;
-    return exponent;
-  }
+  static int log2_of(int count) { return static_cast<int>(std::bit_width(static_cast<unsigned>(count))) - 1; }
 
   std::array<unsigned char, kBufferBytes> buffer_{};
   std::size_t write_position_ = 0;
@@ -190,11 +291,11 @@ class Stretch {
  public:
   std::int32_t* differences() { return differences_.data(); }
 
-  void pack(ChunkWriter& writer, std::size_t count, std::FILE* stream) {
-    look_up_widths(count);
+  void pack(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
+    look_up_widths(differences_.data(), count, widest_);
     for (std::size_t cursor = 0; cursor < count;) {
       const Chunk chunk = choose(cursor, count - 1 - cursor);
-      writer.append(differences_.data() + cursor, chunk.count, chunk.field_bits, stream);
+      writer.append(differences_.data() + cursor, chunk.count, chunk.field_bits, output);
       cursor += static_cast<std::size_t>(chunk.count);
     }
   }
@@ -204,19 +305,6 @@ class Stretch {
     int count;
     int field_bits;
   };
-
-  static constexpr std::size_t kRunLengths = 7;  // 1, 2, 4 ... 64 differences
-
-  // widest_[n][i] is the code of the widest field of 2^n differences from i on, where there are so many.
-  void look_up_widths(std::size_t count) {
-    std::transform(differences_.begin(), differences_.begin() + static_cast<std::ptrdiff_t>(count), widest_[0].begin(),
-                   width_code);
-    std::size_t run = 1;
-    for (std::size_t n = 1; n < kRunLengths; ++n, run *= 2) {
-      const std::size_t whole = count >= 2 * run ? count - 2 * run + 1 : 0;
-      for (std::size_t i = 0; i < whole; ++i) widest_[n][i] = std::max(widest_[n - 1][i], widest_[n - 1][i + run]);
-    }
-  }
 
   // The chunk that begins at `cursor`: doubled as long as one header less pays for wider fields. `behind` is the number
   // of differences behind the first; with 2s + 1 or fewer left, a chunk of s is not doubled.
@@ -234,8 +322,8 @@ class Stretch {
     return {static_cast<int>(count), field_bits};
   }
 
-  std::array<std::int32_t, kStretch> differences_;                      // NOLINT: filled before they are read
-  std::array<std::array<std::uint8_t, kStretch>, kRunLengths> widest_;  // NOLINT: likewise
+  std::array<std::int32_t, kStretch> differences_;  // NOLINT: filled before they are read
+  WidthTables widest_;                              // NOLINT: likewise
 };
 
 // Pixels of an image whose differences can be counted in 32 bits; none of a larger one.
@@ -262,8 +350,9 @@ extern "C" int32_t* diff_words(short* img, int x, int y, int32_t* diffs, int32_t
   for (const std::size_t end = last_of(std::min(width + 1, pixels)); index < end; ++index) {
     *next++ = img[index] - img[index - 1];
   }
-  for (const std::size_t end = last_of(pixels); index < end; ++index) {
-    *next++ = img[index] - xrd::predict(img + index, static_cast<std::ptrdiff_t>(width));
+  if (const std::size_t end = last_of(pixels); index < end) {
+    form_differences(img + index, static_cast<std::ptrdiff_t>(width), end - index, next);
+    next += end - index;
   }
   // A single row takes its last step past the image, where files have one difference more, which decoders ignore. The
   // pixel there counts as equal to the last one. A lone pixel has no row to run along, and nothing behind it.
@@ -289,10 +378,11 @@ extern "C" void pack_longs(int32_t* lng, int n, unsigned char** target, int* bit
 
 extern "C" void pack_chunk(int32_t* lng, int nmbr, int bitsize, FILE* stream) {
   static thread_local ChunkWriter writer;
+  DirectOutput output{stream};
   if (lng == nullptr) {
-    writer.flush(stream);
+    writer.flush(output);
   } else if (nmbr >= 1 && nmbr <= kLargestChunk && bitsize >= 0 && bitsize <= 32) {
-    writer.append(lng, nmbr, bitsize, stream);
+    writer.append(lng, nmbr, bitsize, output);
   }
 }
 
@@ -300,12 +390,13 @@ extern "C" void pack_wordimage_c(short* img, int x, int y, FILE* stream) {
   std::fprintf(stream, "\n" XRD_PACKED_LINE("%04d") "\n", x, y);
   Stretch stretch;
   ChunkWriter writer;
+  GatheredOutput output(stream);
   const std::size_t pixels = packable_pixels(x, y);
   for (std::size_t done = 0; done < pixels;) {
     const std::int32_t* last = diff_words(img, x, y, stretch.differences(), static_cast<std::int32_t>(done));
     const auto count = static_cast<std::size_t>(last - stretch.differences() + 1);
-    stretch.pack(writer, count, stream);
+    stretch.pack(writer, count, output);
     done += count;
   }
-  writer.flush(stream);
+  writer.flush(output);
 }

@@ -1,13 +1,13 @@
 // Smoothing by a cyclic convolution with a two-dimensional Gaussian, as a product of Fourier transforms.
-#include <rfftw.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <utility>
 
+#include "processing/fft.h"
 #include "processing/grid.h"
 #include "support/arithmetic.h"
 #include "support/assertion.h"
@@ -18,6 +18,7 @@
 
 namespace {
 
+using xrd::Direction;
 using xrd::MallocArray;
 
 // A value rounded to single precision for good. The empty instruction keeps compilers from computing on with more
@@ -74,22 +75,103 @@ std::optional<std::size_t> transform_values(int x, int y) {
   return static_cast<std::size_t>(x) * (static_cast<std::size_t>(y) + 2);
 }
 
-class Plan {
+// Fourier transforms of an image by rows (of the array, that is columns of the image) and columns. A group of columns
+// at a time is laid out column by column, so that the cache holds it; what is done to each one is the same as without
+// that.
+class ColumnGroups {
  public:
-  Plan(int x, int y, fftw_direction direction)
-      : plan_(rfftw2d_create_plan(x, y, direction, FFTW_ESTIMATE | FFTW_IN_PLACE)) {}
-  Plan(const Plan&) = delete;
-  Plan& operator=(const Plan&) = delete;
-  ~Plan() { rfftwnd_destroy_plan(plan_); }
+  // `columns` complex numbers in each of `rows` rows.
+  ColumnGroups(fftw_real* values, int rows, int row_values)
+      : values_(values),
+        rows_(static_cast<std::size_t>(rows)),
+        stride_(xrd::RealTransform::stride(row_values)),
+        columns_(std::min(kColumns, stride_ / 2)),
+        memory_(xrd::allocate_unset<fftw_real>(4 * columns_ * rows_)),
+        from_(memory_.get()),
+        to_(memory_.get() + 2 * columns_ * rows_) {}
 
-  void to_complex(fftw_real* data) const { rfftwnd_one_real_to_complex(plan_, data, nullptr); }
-  void to_real(fftw_real* data) const {
-    rfftwnd_one_complex_to_real(plan_, reinterpret_cast<fftw_complex*>(data), nullptr);
+  // Whether there is memory for a group.
+  bool ready() const { return memory_ != nullptr; }
+
+  // Calls action(first value of the group's first column, columns) for group after group, with its columns in from(),
+  // and takes them back from there.
+  template <typename Action>
+  void for_each(Action action) {
+    for (std::size_t first = 0; first < stride_; first += 2 * columns_) {
+      const std::size_t columns = std::min(columns_, (stride_ - first) / 2);
+      for (std::size_t row = 0; row < rows_; ++row) {
+        const fftw_real* const source = values_ + row * stride_ + first;
+        for (std::size_t i = 0; i < columns; ++i) std::copy_n(source + 2 * i, 2, at(from_, i, row));
+      }
+      action(first, columns);
+      for (std::size_t row = 0; row < rows_; ++row) {
+        fftw_real* const target = values_ + row * stride_ + first;
+        for (std::size_t i = 0; i < columns; ++i) std::copy_n(at(from_, i, row), 2, target + 2 * i);
+      }
+    }
+  }
+
+  void transform(const xrd::ComplexTransform& transform, std::size_t columns) {
+    for (std::size_t i = 0; i < columns; ++i) transform.run(at(from_, i, 0), at(to_, i, 0));
+    std::swap(from_, to_);
+  }
+
+  // Multiplies by the transformed kernel; the image's values take part in single precision.
+  void multiply(const fftw_real* kernel, std::size_t first, std::size_t columns) {
+    for (std::size_t row = 0; row < rows_; ++row) {
+      const fftw_real* factor = kernel + row * stride_ + first;
+      for (std::size_t i = 0; i < columns; ++i, factor += 2) {
+        fftw_real* const value = at(from_, i, row);
+        const double re = rounded_to_single(value[0]);
+        const double im = rounded_to_single(value[1]);
+        value[0] = factor[0] * re - factor[1] * im;
+        value[1] = im * factor[0] + re * factor[1];
+      }
+    }
   }
 
  private:
-  rfftwnd_plan plan_;
+  static constexpr std::size_t kColumns = 8;
+
+  fftw_real* at(fftw_real* columns, std::size_t column, std::size_t row) const {
+    return columns + 2 * (column * rows_ + row);
+  }
+
+  fftw_real* values_;
+  std::size_t rows_;
+  std::size_t stride_;
+  std::size_t columns_;
+  MallocArray<fftw_real> memory_;
+  fftw_real* from_;
+  fftw_real* to_;
 };
+
+bool is_zero(const fftw_real* values, std::size_t count) {
+  return std::all_of(values, values + count, [](double value) { return value == 0.0 && !std::signbit(value); });
+}
+
+// Transforms the kernel in place; false without memory for it. Most of its rows hold zeros only: one of them is
+// transformed for all.
+bool transform_kernel(fftw_real* kernel, int x, int y) {
+  const std::size_t stride = xrd::RealTransform::stride(y);
+  ColumnGroups groups(kernel, x, y);
+  if (!groups.ready()) return false;
+  const xrd::RealTransform rows(y, Direction::kForward);
+  const fftw_real* of_zeros = nullptr;
+  for (int i = 0; i < x; ++i) {
+    fftw_real* const row = kernel + static_cast<std::size_t>(i) * stride;
+    const bool zero = is_zero(row, static_cast<std::size_t>(y));
+    if (zero && of_zeros != nullptr) {
+      std::copy_n(of_zeros, stride, row);
+      continue;
+    }
+    rows.run(row, 1);
+    if (zero) of_zeros = row;
+  }
+  const xrd::ComplexTransform columns(x, Direction::kForward);
+  groups.for_each([&](std::size_t /*first*/, std::size_t count) { groups.transform(columns, count); });
+  return true;
+}
 
 // The transformed kernel; null, with a message, for a size that cannot be.
 MallocArray<fftw_real> make_kernel(int x, int y, float sigma_x, float sigma_y) {
@@ -98,12 +180,13 @@ MallocArray<fftw_real> make_kernel(int x, int y, float sigma_x, float sigma_y) {
     std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return nullptr;
   }
-  auto kernel = xrd::allocate_zeroed<fftw_real>(*values);
-  if (!kernel) {
+  const auto fail = [] {
     xrd::fail_assertion("gauss=(fftw_real*)malloc(sizeof(fftw_real)*(x)*(y+2))", "gauss", 32, "init_gauss");
-  }
+  };
+  auto kernel = xrd::allocate_zeroed<fftw_real>(*values);
+  if (!kernel) fail();
   fill_gauss(kernel.get(), x, y, sigma_x, sigma_y);
-  if (x > 0 && y > 0) Plan(x, y, FFTW_REAL_TO_COMPLEX).to_complex(kernel.get());
+  if (x > 0 && y > 0 && !transform_kernel(kernel.get(), x, y)) fail();
   return kernel;
 }
 
@@ -124,14 +207,21 @@ void for_each_tiled(int width, int height, Action action) {
   }
 }
 
-// Multiplies the transformed image by the transformed kernel; the image's values take part in single precision.
-void multiply(fftw_real* image, const fftw_real* kernel, std::size_t complex_values) {
-  for (std::size_t k = 0; k < 2 * complex_values; k += 2) {
-    const double re = rounded_to_single(image[k]);
-    const double im = rounded_to_single(image[k + 1]);
-    image[k] = kernel[k] * re - kernel[k + 1] * im;
-    image[k + 1] = im * kernel[k] + re * kernel[k + 1];
-  }
+// Transforms the image, multiplies it by the transformed kernel and transforms it back; false without memory for it.
+// Between the rows' transforms, the three steps are made for a group of columns at once.
+bool convolve_values(fftw_real* image, const fftw_real* kernel, int x, int y) {
+  ColumnGroups groups(image, x, y);
+  if (!groups.ready()) return false;
+  xrd::RealTransform(y, Direction::kForward).run(image, x);
+  const xrd::ComplexTransform forward(x, Direction::kForward);
+  const xrd::ComplexTransform backward(x, Direction::kBackward);
+  groups.for_each([&](std::size_t first, std::size_t count) {
+    groups.transform(forward, count);
+    groups.multiply(kernel, first, count);
+    groups.transform(backward, count);
+  });
+  xrd::RealTransform(y, Direction::kBackward).run(image, x);
+  return true;
 }
 
 // Smooths the image, whose size is even. Without memory for it the image is left as it is, with a message.
@@ -139,18 +229,16 @@ template <typename Pixel>
 void convolve(Pixel* image, int x, int y, const fftw_real* kernel) {
   const std::size_t values = *transform_values(x, y);
   const auto array = xrd::allocate_zeroed<fftw_real>(values);
-  if (!array) {
+  const std::ptrdiff_t stride = row_stride(y);
+  fftw_real* const work = array.get();
+  const auto fill_work = [&] {
+    for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) { work[i * stride + j] = image[j * x + i]; });
+    return true;
+  };
+  if (work == nullptr || !fill_work() || !convolve_values(work, kernel, x, y)) {
     std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return;
   }
-  const Plan forward(x, y, FFTW_REAL_TO_COMPLEX);
-  const Plan backward(x, y, FFTW_COMPLEX_TO_REAL);
-  const std::ptrdiff_t stride = row_stride(y);
-  fftw_real* const work = array.get();
-  for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) { work[i * stride + j] = image[j * x + i]; });
-  forward.to_complex(work);
-  multiply(work, kernel, values / 2);
-  backward.to_real(work);
   const double scale = 1.0 / (x * y);
   for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) {
     const double value = work[i * stride + j];

@@ -16,6 +16,7 @@
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
+#include "support/processor.h"
 #include "xrdimage.h"
 
 namespace {
@@ -37,34 +38,49 @@ void replace_pixels(std::span<unsigned int> pixels, Function function) {
 // 2^-52 of themselves, the product in extended precision by at most 2^-63. Three of the former are less than 2^-49, so
 // that the exact path's product lies between these two, and its whole part too, as cutting keeps the order: where both
 // have the same one, that is it.
-bool cut_products(const unsigned int* __restrict pixels, std::size_t count, double factor,
-                  std::int32_t* __restrict products) {
+constexpr std::size_t kProducts = 128;
+
+XRD_INLINE bool cut_products(const unsigned int* __restrict pixels, double factor, std::int32_t* __restrict products) {
   const double smaller = factor * (1.0 - 0x1p-49);
   const double larger = factor * (1.0 + 0x1p-49);
   std::int32_t doubts = 0;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < kProducts; ++i) {
     const auto pixel = static_cast<double>(static_cast<std::int32_t>(pixels[i]));
     const auto lower = static_cast<std::int32_t>(pixel * smaller);
-    products[i] = static_cast<std::int32_t>(pixel * larger);
-    doubts |= lower ^ products[i];
+    const auto upper = static_cast<std::int32_t>(pixel * larger);
+    products[i] = upper;
+    doubts |= lower ^ upper;
   }
   return doubts == 0;
 }
 
+#if defined(XRD_AVX2)
+XRD_AVX2 bool cut_products_avx2(const unsigned int* pixels, double factor, std::int32_t* products) {
+  return cut_products(pixels, factor, products);
+}
+#endif
+
+bool cut_products_of(const unsigned int* pixels, double factor, std::int32_t* products) {
+#if defined(XRD_AVX2)
+  if (xrd::has_avx2()) return cut_products_avx2(pixels, factor, products);
+#endif
+  return cut_products(pixels, factor, products);
+}
+
 // Multiplies pixels of at most `largest` by target / largest.
 void scale_pixels(std::span<unsigned int> pixels, int target, unsigned int largest) {
-  constexpr std::size_t kBlock = 64;
   constexpr int kTargetLimit = 1 << 30;  // products fit 32 bits, whatever their rounding
   const Extended factor = static_cast<Extended>(target) / static_cast<Extended>(largest);
   xrd::PixelMemo exact(
       [=](unsigned int pixel) { return xrd::truncate_to_low_word(static_cast<Extended>(pixel) * factor); });
   const bool fits = largest <= static_cast<unsigned int>(std::numeric_limits<std::int32_t>::max()) &&
                     target >= -kTargetLimit && target <= kTargetLimit;
-  std::array<std::int32_t, kBlock> products;  // NOLINT: filled before it is read
-  for (std::size_t first = 0; first < pixels.size(); first += kBlock) {
-    const auto block = pixels.subspan(first, std::min(kBlock, pixels.size() - first));
-    if (fits && cut_products(block.data(), block.size(), static_cast<double>(factor), products.data())) {
-      std::memcpy(block.data(), products.data(), block.size_bytes());
+  std::array<std::int32_t, kProducts> products;  // NOLINT: filled before it is read
+  for (std::size_t first = 0; first < pixels.size(); first += kProducts) {
+    const auto block = pixels.subspan(first, std::min(kProducts, pixels.size() - first));
+    if (fits && block.size() == kProducts &&
+        cut_products_of(block.data(), static_cast<double>(factor), products.data())) {
+      std::memcpy(block.data(), products.data(), sizeof products);
     } else {
       for (unsigned int& pixel : block) pixel = exact(pixel);
     }
@@ -126,8 +142,26 @@ ShortArray make_short_array(int n, int maximum) {
   return {std::move(words), *pixels, shift};
 }
 
+namespace {
+
+XRD_INLINE void narrow(const unsigned int* __restrict pixels, std::size_t count, int shift,
+                       unsigned short* __restrict words) {
+  for (std::size_t i = 0; i < count; ++i) words[i] = static_cast<unsigned short>(pixels[i] >> shift);
+}
+
+#if defined(XRD_AVX2)
+XRD_AVX2 void narrow_avx2(const unsigned int* pixels, std::size_t count, int shift, unsigned short* words) {
+  narrow(pixels, count, shift, words);
+}
+#endif
+
+}  // namespace
+
 void narrow_pixels(std::span<const unsigned int> pixels, int shift, unsigned short* words) {
-  for (std::size_t i = 0; i < pixels.size(); ++i) words[i] = static_cast<unsigned short>(pixels[i] >> shift);
+#if defined(XRD_AVX2)
+  if (has_avx2()) return narrow_avx2(pixels.data(), pixels.size(), shift, words);
+#endif
+  narrow(pixels.data(), pixels.size(), shift, words);
 }
 
 }  // namespace xrd

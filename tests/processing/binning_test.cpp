@@ -293,6 +293,21 @@ TEST(ShortBinning, TheRoundingModeIsTheHosts) {
   EXPECT_EQ(downward.pixels.front(), 3);
 }
 
+TEST(ShortBinning, TheRoundingModeIsTheHostsInWideImagesToo) {
+  // Forty blocks whose diagonals hold 2 and 3: 2.5.
+  auto image = Image16::blank(80, 2);
+  for (int x = 0; x < 80; x += 2) {
+    image.at(x, 0) = 2;
+    image.at(x + 1, 1) = 3;
+  }
+  const auto nearest = short_binned(image, 2);
+  std::fesetround(FE_UPWARD);
+  const auto upward = short_binned(image, 2);
+  std::fesetround(FE_TONEAREST);
+  EXPECT_EQ(nearest.pixels, std::vector<unsigned short>(40, 2));
+  EXPECT_EQ(upward.pixels, std::vector<unsigned short>(40, 3));
+}
+
 TEST(ShortBinning, TheNewSizeIsNotMadeEven) {
   const struct {
     int width, height, factor, new_width, new_height;

@@ -1,8 +1,13 @@
-// Gaussian smoothing step by step, each rounding to single precision forced through memory. The library must agree with
-// it in every bit.
+// Gaussian smoothing step by step, each rounding to single precision forced through memory. With FFTW 2 the library
+// must agree with it in every bit. The transforms of FFTW 3 add up in an order that depends on how they are called, so
+// that their last bits differ.
 #pragma once
 
+#if defined(XRDIMAGE_FFTW3)
+#include <fftw3.h>
+#else
 #include <rfftw.h>
+#endif
 
 #include <cmath>
 #include <cstddef>
@@ -60,6 +65,20 @@ inline Reals kernel(int x, int y, float sigma_x, float sigma_y) {
   return samples;
 }
 
+#if defined(XRDIMAGE_FFTW3)
+inline void run(fftw_plan plan) {
+  fftw_execute(plan);
+  fftw_destroy_plan(plan);
+}
+
+inline void transform(Reals& values, int x, int y) {
+  run(fftw_plan_dft_r2c_2d(x, y, values.data(), reinterpret_cast<fftw_complex*>(values.data()), FFTW_ESTIMATE));
+}
+
+inline void transform_back(Reals& values, int x, int y) {
+  run(fftw_plan_dft_c2r_2d(x, y, reinterpret_cast<fftw_complex*>(values.data()), values.data(), FFTW_ESTIMATE));
+}
+#else
 struct PlanDestroyer {
   void operator()(rfftwnd_plan plan) const { rfftwnd_destroy_plan(plan); }
 };
@@ -77,6 +96,7 @@ inline void transform_back(Reals& values, int x, int y) {
   const auto plan = make_plan(x, y, FFTW_COMPLEX_TO_REAL);
   rfftwnd_one_complex_to_real(plan.get(), reinterpret_cast<fftw_complex*>(values.data()), nullptr);
 }
+#endif
 
 // What the product with the kernel does to the image's numbers first.
 using Rounding = double (*)(double);

@@ -119,3 +119,21 @@ TEST(FindBackground, TheSumWraps) {
   image[512] = 0;  // 8 * 2^31 + 2^32 - 1 wraps to 2^32 - 1
   EXPECT_EQ(find_background(image.data()), 429496729U);
 }
+
+TEST(FindMaximum, EveryPlaceOfEveryLength) {
+  for (int length = 1; length <= 70; ++length) {
+    for (int place = 0; place < length; ++place) {
+      std::vector<unsigned int> image(static_cast<std::size_t>(length), 1000);
+      image[static_cast<std::size_t>(place)] = 0xFFFFFFFF;
+      unsigned int max = 0;
+      unsigned int min = 0;
+      find_maximum(image.data(), length, 1, &max, &min);
+      ASSERT_EQ(max, 0xFFFFFFFFU) << place << " of " << length;
+      ASSERT_EQ(min, length == 1 ? 999999999U : 1000U) << place << " of " << length;
+      image[static_cast<std::size_t>(place)] = 7;
+      find_maximum(image.data(), length, 1, &max, &min);
+      ASSERT_EQ(max, length == 1 ? 7U : 1000U) << place << " of " << length;
+      ASSERT_EQ(min, 7U) << place << " of " << length;
+    }
+  }
+}

@@ -313,6 +313,31 @@ TEST(ScaleUpShort, RandomImages) {
   }
 }
 
+TEST(ScaleUpShort, LargerImages) {
+  // Whole blocks of pixels and a rest; some products are whole numbers or nearly so.
+  std::mt19937 random(61);  // the same images in each run
+  for (int round = 0; round < 1500; ++round) {
+    const int target = round % 5 == 0 ? static_cast<int>(random()) : static_cast<int>(random() % 65536) + 1;
+    Pixels image(300);
+    for (unsigned int& pixel : image) pixel = static_cast<unsigned int>(random()) >> (random() % 32);
+    if (round % 3 != 0) {
+      const unsigned int largest = 1 + static_cast<unsigned int>(random() % 300000);
+      for (unsigned int& pixel : image) pixel %= largest + 1;
+      image[random() % image.size()] = largest;
+    }
+    image[0] |= 1;
+    ASSERT_EQ(scaled_up_short(image, target), scaled_up_short_by_hand(image, target)) << "target " << target;
+  }
+}
+
+TEST(ScaleUpShort, EveryMaximumInLargerImages) {
+  // Whether the product of the maximum is the target is a matter of the last bit of extended precision.
+  for (unsigned int largest = 1; largest <= 5000; ++largest) {
+    const Pixels image(128, largest);
+    ASSERT_EQ(scaled_up_short(image, 65535), scaled_up_short_by_hand(image, 65535)) << largest;
+  }
+}
+
 TEST(ScaleUpShort, ComputesInExtendedPrecision) {
   // Whether largest * (target / largest) is the target or just below it is a matter of the last bit: a mantissa of 53
   // bits gives the other of the two in each of these cases.
