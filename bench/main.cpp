@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <limits>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "bench/rows.h"
 
@@ -35,16 +35,18 @@ double now() {
 }
 
 void measure(benchmark::State& state, const Row& row, const std::function<void()>& run) {
-  double shortest = std::numeric_limits<double>::infinity();
+  std::vector<double> times;
   for (auto _ : state) {
     row.prepare();
     const double begin = now();
     run();
     const double time = now() - begin;
-    shortest = std::min(shortest, time);
+    times.push_back(time);
     state.SetIterationTime(time);
   }
-  state.counters["shortest_ms"] = shortest * 1e3;
+  const auto middle = times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2);
+  std::nth_element(times.begin(), middle, times.end());
+  state.counters["median_ms"] = *middle * 1e3;
 }
 
 void add_benchmarks(const Frame& frame, const Row& row) {
