@@ -55,13 +55,17 @@ std::string scratch_path(const std::string& name) {
   return folder.path() + "/" + name;
 }
 
-std::vector<Frame> load_frames() {
-  const std::string synthetic = scratch_path("sample.mar2300");
+Frame make_frame(int size) {
+  const std::string path = scratch_path("sample.mar2300");
   {
-    const xrd::FileHandle stream = xrd::open_file(synthetic.c_str(), "wb");
-    host::write_mar345(host::make_synthetic_frame(2300, 1), stream.get());
+    const xrd::FileHandle stream = xrd::open_file(path.c_str(), "wb");
+    host::write_mar345(host::make_synthetic_frame(size, 1), stream.get());
   }
-  std::vector<Frame> frames{load("sample", synthetic)};
+  return load("sample", path);
+}
+
+std::vector<Frame> load_frames() {
+  std::vector<Frame> frames{make_frame(2300)};
   const std::string real = XRDIMAGE_SAMPLES "/nx09_strain_011.mar2300";
   if (std::filesystem::exists(real)) frames.push_back(load("real", real));
   return frames;

@@ -18,7 +18,10 @@ struct Frame {
   std::size_t pixels() const { return counts.size(); }
 };
 
-// The synthetic frame, and the real one where it lies beside the sources.
+// The synthetic frame of size x size pixels.
+Frame make_frame(int size);
+
+// The synthetic frame of the usual size, and the real one where it lies beside the sources.
 std::vector<Frame> load_frames();
 
 // A file of the benchmark's own folder, which is removed at the end.

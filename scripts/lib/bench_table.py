@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Makes the table of docs/performance.md: bench_table.py RESULTS.json PERFORMANCE.md"""
 import json
+import statistics
 import sys
 
 BEGIN = "<!-- scripts/bench writes from here -->"
@@ -43,8 +44,8 @@ FIGURES = {
 }
 
 
-def shortest_times(path):
-    """Milliseconds by frame, row and variant: the shortest run of all repetitions."""
+def median_times(path):
+    """Milliseconds by frame, row and variant: the median of the repetitions' medians."""
     with open(path, encoding="utf-8") as file:
         benchmarks = json.load(file)["benchmarks"]
     times = {}
@@ -53,7 +54,10 @@ def shortest_times(path):
             continue
         frame, row, variant = benchmark["name"].split("/")[:3]
         variants = times.setdefault(frame, {}).setdefault(row, {})
-        variants[variant] = min(variants.get(variant, float("inf")), benchmark["shortest_ms"])
+        variants.setdefault(variant, []).append(benchmark["median_ms"])
+    for rows in times.values():
+        for variants in rows.values():
+            variants.update((variant, statistics.median(values)) for variant, values in variants.items())
     return times
 
 
@@ -93,7 +97,7 @@ def write_between_marks(path, table):
 
 
 def main():
-    table = make_table(shortest_times(sys.argv[1]))
+    table = make_table(median_times(sys.argv[1]))
     print(table, end="")
     write_between_marks(sys.argv[2], table)
 

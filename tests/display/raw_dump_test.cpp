@@ -69,6 +69,21 @@ TEST(RawDump, SizeOfTheIntermediateArrayIsTold) {
   EXPECT_EQ(test::read_file(path), expected);
 }
 
+TEST(RawDump, LargeImages) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.path("frame.raw");
+  constexpr unsigned int kPixels = 1200000;
+  Pixels image;
+  std::string expected;
+  for (unsigned int i = 0; i < kPixels; ++i) {
+    image.push_back(i * 65537 + (i >> 16));  // no block is like another
+    expected += static_cast<char>(image.back() & 0xFF);
+    expected += static_cast<char>(image.back() >> 8 & 0xFF);
+  }
+  write_pixels(path, image, kPixels);
+  EXPECT_TRUE(test::read_file(path) == expected);
+}
+
 TEST(RawDump, WithoutPixelsTheFileIsEmpty) {
   const test::TemporaryDirectory directory;
   const std::string path = directory.write("frame.raw", "older");

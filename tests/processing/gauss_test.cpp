@@ -520,8 +520,8 @@ TYPED_TEST(Smoothing, ASigmaOfZeroGivesABlackImage) {
 }
 
 TEST(FalteGauss, LeavesItsKernelAllocated) {
-  const std::size_t kernel = naive::kernel_size(32, 24) * sizeof(fftw_real);
-  constexpr std::size_t kSomewhat = 1000;  // what allocators need for themselves
+  const auto kernel = static_cast<std::ptrdiff_t>(naive::kernel_size(32, 24) * sizeof(fftw_real));
+  constexpr std::ptrdiff_t kSomewhat = 1000;  // what allocators need for themselves
   const auto growth = [](auto pixel) {
     using Pixel = decltype(pixel);
     auto* array = static_cast<Pixel*>(std::calloc(Image<Pixel>::count(32, 24), sizeof(Pixel)));
@@ -532,10 +532,10 @@ TEST(FalteGauss, LeavesItsKernelAllocated) {
     smooth(&array, &width, &height, 2, 2);
     const std::size_t after = allocated_bytes();
     std::free(array);
-    return after - before;
+    return static_cast<std::ptrdiff_t>(after) - static_cast<std::ptrdiff_t>(before);
   };
-  std::size_t growth32 = 0;
-  std::size_t growth16 = 0;
+  std::ptrdiff_t growth32 = 0;
+  std::ptrdiff_t growth16 = 0;
   test::capture([&] {
     growth32 = growth(0U);
     growth16 = growth(static_cast<unsigned short>(0));
