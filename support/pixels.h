@@ -18,6 +18,7 @@ static_assert(std::endian::native == std::endian::little, "samples are taken in 
 // Returns how many bytes were read.
 template <typename T>
 std::size_t read_zero_padded(std::span<T> array, std::size_t bytes, std::FILE* stream) {
+  if (array.empty()) return 0;
   auto* first = reinterpret_cast<unsigned char*>(array.data());
   const std::size_t read = std::fread(first, 1, bytes, stream);
   std::memset(first + read, 0, array.size_bytes() - read);
