@@ -12,7 +12,6 @@
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
-#include "support/pixels.h"
 #include "support/prompt.h"
 #include "xrdimage.h"
 
@@ -36,10 +35,10 @@ bool bits_from_data_type(std::string_view data_type, int* bits) {
 
 // Fills the image with the samples as they stand in the file, packed from its first byte on: narrow samples fill
 // only its first part, and wider ones than a pixel only as far as the image goes.
-// What is not filled is zero.
+// What is not filled stays zero.
 void read_samples(std::span<unsigned int> image, int bits, std::FILE* stream) {
   const int sample_bytes = std::clamp(bits / 8, 0, static_cast<int>(sizeof(unsigned int)));
-  xrd::read_zero_padded(image, image.size() * static_cast<std::size_t>(sample_bytes), stream);
+  static_cast<void>(std::fread(image.data(), 1, image.size() * static_cast<std::size_t>(sample_bytes), stream));
 }
 
 void write_edf(const char* filename, const unsigned int* data, int width, int height, const char* data_type, int bits) {
@@ -112,7 +111,8 @@ extern "C" int read_edf(const char* filename, unsigned int** daten, int* bits, i
   if (size.width == 0) size = xrd::ask_detector_size({1242, 1152});
 
   const auto pixels = xrd::allocatable_pixels(size.width, size.height);
-  auto image = pixels ? xrd::allocate_unset<unsigned int>(*pixels) : nullptr;
+  // Zeroed, so that the size which a small damaged file states takes no memory before it is used.
+  auto image = pixels ? xrd::allocate_zeroed<unsigned int>(*pixels) : nullptr;
   if (!image) {
     std::printf("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width,
                 size.height);
