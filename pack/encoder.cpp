@@ -1,12 +1,10 @@
 // Encoder of CCP4 packed images.
 //
 // Fast because:
-// - differences and the field widths that they need are formed in plain loops over a stretch, which compilers turn into
-//   vector instructions;
-// - a chunk is chosen by looking up the widest field of 1, 2, 4 ... 64 differences in tables, filled once for a
-// stretch,
-//   each from the one before;
-// - narrow fields are pushed together eight at a time, within one 64-bit word.
+// - differences, the field widths that they need and whether a chunk that begins at one of them is to be doubled are
+//   formed in plain loops over a stretch, which compilers turn into vector instructions;
+// - choosing a chunk is then counting the zeros of one byte, and eight narrow fields of any width are pushed together
+//   by the same instructions: next to nothing depends on branches, which noise makes unpredictable.
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -28,49 +26,58 @@ using xrd::kLargestChunk;
 // Differences of one stretch of the image; chunks never cross its end.
 constexpr std::size_t kStretch = 16384;
 
-constexpr std::size_t kRunLengths = 7;  // 1, 2, 4 ... 64 differences
-using WidthTables = std::array<std::array<std::uint8_t, kStretch>, kRunLengths>;
+constexpr std::size_t kRunLengths = 8;  // 1, 2, 4 ... 128 differences
+
+// What is known of a stretch before its chunks are chosen. There is room for looking behind its end; what stands there
+// does not matter.
+struct StretchTables {
+  std::array<std::array<std::uint8_t, kStretch + 64>, kRunLengths>
+      widths{};                                                            // [n][i]: bits for 2^n differences from i on
+  std::array<std::uint8_t, kStretch + sizeof(std::uint64_t)> low_bytes{};  // of the differences
+};
 
 XRD_INLINE std::uint32_t magnitude(std::int32_t difference) {
   const auto value = static_cast<std::uint32_t>(difference);
   return difference < 0 ? 0U - value : value;
 }
 
-// The code of the field width that a difference needs: 0, 4, 5, 6, 7, 8, 16 or 32 bits. 16 bits serve for magnitudes up
-// to 65535, as the decoder keeps 16 bits of a pixel. Codes rise with the width.
-std::uint8_t width_code(std::int32_t difference) {
+// The bits of the field that a difference needs: 0, 4, 5, 6, 7, 8, 16 or 32. 16 bits serve for magnitudes up to 65535,
+// as the decoder keeps 16 bits of a pixel.
+int field_width(std::int32_t difference) {
   const std::uint32_t size = magnitude(difference);
-  return static_cast<std::uint8_t>((size > 0) + (size > 7) + (size > 15) + (size > 31) + (size > 63) + (size > 127) +
-                                   (size > 65535));
+  if (size == 0) return 0;
+  if (size <= 7) return 4;
+  if (size <= 127) return static_cast<int>(std::bit_width(size)) + 1;
+  return size <= 65535 ? 16 : 32;
 }
 
-// Writes the width_code of each difference of an image: their magnitudes are at most 65535. Those of more than a byte
+// Writes the field_width of each difference of an image: their magnitudes are at most 65535. Those of more than a byte
 // count as 255, so that most of the work is done on bytes.
-XRD_INLINE void find_width_codes(const std::int32_t* __restrict differences, std::size_t count,
-                                 std::uint8_t* __restrict codes) {
+XRD_INLINE void find_widths(const std::int32_t* __restrict differences, std::size_t count,
+                            std::uint8_t* __restrict low_bytes, std::uint8_t* __restrict widths) {
   for (std::size_t i = 0; i < count; ++i) {
-    codes[i] = static_cast<std::uint8_t>(std::min(magnitude(differences[i]), 255U));
+    low_bytes[i] = static_cast<std::uint8_t>(differences[i]);
+    widths[i] = static_cast<std::uint8_t>(std::min(magnitude(differences[i]), 255U));
   }
   for (std::size_t i = 0; i < count; ++i) {
-    const std::uint8_t size = codes[i];
-    codes[i] =
-        static_cast<std::uint8_t>((size > 0) + (size > 7) + (size > 15) + (size > 31) + (size > 63) + (size > 127));
+    const std::uint8_t size = widths[i];
+    widths[i] = static_cast<std::uint8_t>(4 * (size > 0) + (size > 7) + (size > 15) + (size > 31) + (size > 63) +
+                                          8 * (size > 127));
   }
 }
 
-// codes[i] becomes the larger one of widths[i] and widths[i + run].
+// joined[i] becomes the larger one of widths[i] and widths[i + run].
 XRD_INLINE void join_runs(const std::uint8_t* __restrict widths, std::size_t run, std::size_t count,
-                          std::uint8_t* __restrict codes) {
-  for (std::size_t i = 0; i < count; ++i) codes[i] = std::max(widths[i], widths[i + run]);
+                          std::uint8_t* __restrict joined) {
+  for (std::size_t i = 0; i < count; ++i) joined[i] = std::max(widths[i], widths[i + run]);
 }
 
-// Fills the tables of a stretch: widest[n][i] is the code of the widest field of 2^n differences from i on, where there
-// are so many.
-XRD_INLINE void fill_tables(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
-  find_width_codes(differences, count, widest[0].data());
+// Fills the tables of a stretch, as far as there are so many differences behind.
+XRD_INLINE void fill_tables(const std::int32_t* differences, std::size_t count, StretchTables& tables) {
+  find_widths(differences, count, tables.low_bytes.data(), tables.widths[0].data());
   std::size_t run = 1;
-  for (std::size_t n = 1; n < widest.size(); ++n, run *= 2) {
-    join_runs(widest[n - 1].data(), run, count >= 2 * run ? count - 2 * run + 1 : 0, widest[n].data());
+  for (std::size_t n = 1; n < kRunLengths; ++n, run *= 2) {
+    join_runs(tables.widths[n - 1].data(), run, count >= 2 * run ? count - 2 * run + 1 : 0, tables.widths[n].data());
   }
 }
 
@@ -81,21 +88,11 @@ XRD_INLINE void subtract_predictions(const short* pixels, std::ptrdiff_t width, 
 }
 
 #if defined(XRD_AVX2)
-XRD_AVX2 void fill_tables_avx2(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
-  fill_tables(differences, count, widest);
-}
 XRD_AVX2 void subtract_predictions_avx2(const short* pixels, std::ptrdiff_t width, std::size_t count,
                                         std::int32_t* differences) {
   subtract_predictions(pixels, width, count, differences);
 }
 #endif
-
-void look_up_widths(const std::int32_t* differences, std::size_t count, WidthTables& widest) {
-#if defined(XRD_AVX2)
-  if (xrd::has_avx2()) return fill_tables_avx2(differences, count, widest);
-#endif
-  fill_tables(differences, count, widest);
-}
 
 void form_differences(const short* pixels, std::ptrdiff_t width, std::size_t count, std::int32_t* differences) {
 #if defined(XRD_AVX2)
@@ -104,105 +101,96 @@ void form_differences(const short* pixels, std::ptrdiff_t width, std::size_t cou
   subtract_predictions(pixels, width, count, differences);
 }
 
-// Bits on their way to bytes, lowest first. Of the bytes, only those are written that get bits.
+// Bits on their way to bytes, lowest first. Writes whole words, so that bytes behind the last bit lose what they held.
 class BitWriter {
  public:
   // Goes on at bit `used` (0 to 7) of `*byte`.
-  BitWriter(unsigned char* byte, int used) : byte_(byte), word_(used > 0 ? *byte : 0), used_(used) {}
+  BitWriter(unsigned char* byte, unsigned used) : byte_(byte), word_(used > 0 ? *byte : 0), used_(used) {}
 
-  // Up to 32 bits, of which the value has no more.
-  void append(std::uint64_t value, int bits) {
-    word_ |= value << used_;
-    used_ += bits;
-    if (used_ < 32) return;
-    const auto low = static_cast<std::uint32_t>(word_);
-    std::memcpy(byte_, &low, sizeof low);
-    byte_ += sizeof low;
-    word_ >>= 32;
-    used_ -= 32;
+  // Up to 64 bits, of which the value has no more.
+  XRD_INLINE void append(std::uint64_t value, unsigned bits) {
+    const std::uint64_t word = word_ | value << used_;
+    store_word(word);
+    const unsigned end = used_ + bits;
+    word_ = end < 64 ? word >> (end & ~7U) : value >> 1U >> (63 - used_);
+    byte_ += end / 8;
+    used_ = end % 8;
   }
 
   // Writes what is left; used() bits of *byte() are in use then.
-  void finish() {
-    for (; used_ >= 8; used_ -= 8) {
-      *byte_++ = static_cast<unsigned char>(word_);
-      word_ >>= 8;
-    }
-    if (used_ > 0) *byte_ = static_cast<unsigned char>(word_);
-  }
+  XRD_INLINE void finish() { store_word(word_); }
 
   unsigned char* byte() const { return byte_; }
-  int used() const { return used_; }
+  unsigned used() const { return used_; }
+
+  static std::uint64_t load_word(const unsigned char* bytes) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, bytes, sizeof word);
+    return word;
+  }
 
  private:
+  void store_word(std::uint64_t word) { std::memcpy(byte_, &word, sizeof word); }
+
   unsigned char* byte_;
   std::uint64_t word_;
-  int used_;
+  unsigned used_;
 };
 
 // `pattern` at every `distance` bits of a word.
-constexpr std::uint64_t repeated(std::uint64_t pattern, int distance) {
+constexpr std::uint64_t repeated(std::uint64_t pattern, unsigned distance) {
   std::uint64_t word = 0;
-  for (int at = 0; at < 64; at += distance) word |= pattern << at;
+  for (unsigned at = 0; at < 64; at += distance) word |= pattern << at;
   return word;
 }
 
-// Every `distance` bits of the word hold a field of `bits` bits; joins them in pairs.
-template <int bits, int distance>
-std::uint64_t join_pairs(std::uint64_t word) {
-  constexpr std::uint64_t kLower = repeated((std::uint64_t{1} << bits) - 1, 2 * distance);
-  return (word & kLower) | (word >> (distance - bits) & kLower << bits);
+// Pushes the low `bits` bits (up to 8) of eight bytes together: in pairs, fours and then all.
+class FieldJoiner {
+ public:
+  constexpr explicit FieldJoiner(unsigned bits) : pairs_(bits, 8), fours_(2 * bits, 16), eights_(4 * bits, 32) {}
+
+  XRD_INLINE std::uint64_t join(std::uint64_t bytes) const { return eights_.join(fours_.join(pairs_.join(bytes))); }
+
+ private:
+  // Every `distance` bits of a word hold a field of `bits` bits; joins them in pairs.
+  struct Step {
+    std::uint64_t lower;
+    std::uint64_t upper;
+    std::uint64_t shift;
+
+    constexpr Step(unsigned bits, unsigned distance)
+        : lower(repeated((std::uint64_t{1} << bits) - 1, 2 * distance)), upper(lower << bits), shift(distance - bits) {}
+
+    XRD_INLINE std::uint64_t join(std::uint64_t word) const { return (word & lower) | (word >> shift & upper); }
+  };
+
+  Step pairs_;
+  Step fours_;
+  Step eights_;
+};
+
+constexpr std::array<FieldJoiner, 9> kFieldJoiners{FieldJoiner(0), FieldJoiner(1), FieldJoiner(2),
+                                                   FieldJoiner(3), FieldJoiner(4), FieldJoiner(5),
+                                                   FieldJoiner(6), FieldJoiner(7), FieldJoiner(8)};
+
+// Fields of up to 8 bits, from bytes that have eight more behind them. Most chunks have no more than eight differences:
+// these take one path, whether they have eight or fewer.
+XRD_INLINE void append_narrow(BitWriter& writer, const std::uint8_t* bytes, unsigned count, unsigned bits) {
+  const FieldJoiner joiner = kFieldJoiners[bits];
+  const unsigned first_bits = std::min(count, 8U) * bits;
+  writer.append(joiner.join(BitWriter::load_word(bytes)) & ~std::uint64_t{0} >> (64 - first_bits) % 64, first_bits);
+  for (unsigned i = 8; i < count; i += 8) writer.append(joiner.join(BitWriter::load_word(bytes + i)), 8 * bits);
 }
 
-// The low `bits` bits (4 to 7) of eight bytes, side by side.
-template <int bits>
-std::uint64_t join_eight(std::uint64_t bytes) {
-  return join_pairs<4 * bits, 32>(join_pairs<2 * bits, 16>(join_pairs<bits, 8>(bytes)));
-}
-
-std::uint64_t eight_low_bytes(const std::int32_t* differences) {
-  std::array<std::uint8_t, 8> bytes{};
-  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(differences[i]);
-  std::uint64_t word = 0;
-  std::memcpy(&word, bytes.data(), sizeof word);
-  return word;
-}
-
-template <int bits>
-void append_eights(BitWriter& writer, const std::int32_t* differences, int count) {
-  for (int i = 0; i < count; i += 8) {
-    const std::uint64_t fields = join_eight<bits>(eight_low_bytes(differences + i));
-    writer.append(fields & 0xFFFFFFFFU, std::min(8 * bits, 32));
-    if constexpr (bits > 4) writer.append(fields >> 32, 8 * bits - 32);
-  }
-}
-
-void append_singly(BitWriter& writer, const std::int32_t* differences, int count, int bits) {
-  const std::uint32_t mask = xrd::low_bits(bits);
-  for (int i = 0; i < count; ++i) writer.append(static_cast<std::uint32_t>(differences[i]) & mask, bits);
-}
-
-void append_fields(BitWriter& writer, const std::int32_t* differences, int count, int bits) {
-  if (bits == 0) return;
-  if (count % 8 != 0) return append_singly(writer, differences, count, bits);
-  switch (bits) {
-    case 4:
-      return append_eights<4>(writer, differences, count);
-    case 5:
-      return append_eights<5>(writer, differences, count);
-    case 6:
-      return append_eights<6>(writer, differences, count);
-    case 7:
-      return append_eights<7>(writer, differences, count);
-    default:
-      return append_singly(writer, differences, count, bits);
-  }
+XRD_INLINE void append_singly(BitWriter& writer, const std::int32_t* differences, unsigned count, unsigned bits) {
+  const std::uint32_t mask = xrd::low_bits(static_cast<int>(bits));
+  for (unsigned i = 0; i < count; ++i) writer.append(static_cast<std::uint32_t>(differences[i]) & mask, bits);
 }
 
 // The code of a width, from 0 to 32 bits.
-constexpr std::array<std::int32_t, 33> kFieldCodes = [] {
-  std::array<std::int32_t, 33> codes{};
-  for (int bits = 0; bits <= 32; ++bits) codes[static_cast<std::size_t>(bits)] = xrd::field_code(bits);
+constexpr std::array<unsigned, 33> kFieldCodes = [] {
+  std::array<unsigned, 33> codes{};
+  for (unsigned bits = 0; bits <= 32; ++bits) codes[bits] = xrd::field_code(static_cast<int>(bits));
   return codes;
 }();
 
@@ -240,19 +228,20 @@ class GatheredOutput {
 // buffer's stale contents matter: its size and the moment it is written are part of the format as it is written.
 class ChunkWriter {
  public:
-  template <typename Output>
-  void append(const std::int32_t* differences, int count, int field_bits, Output& output) {
+  // append_fields(writer) is to append `count` fields of `field_bits` bits.
+  template <typename Output, typename AppendFields>
+  XRD_INLINE void append(unsigned count, unsigned field_bits, Output& output, AppendFields append_fields) {
     begin();
     if (write_position_ > kFlushAt) {
       output.write(buffer_.data(), write_position_);
+      std::copy_n(buffer_.data(), used_bytes(), stale_.data());
       buffer_[0] = buffer_[write_position_];
       write_position_ = 0;
     }
     BitWriter writer(buffer_.data() + write_position_, bit_);
-    const auto codes = static_cast<std::uint64_t>(log2_of(count) | kFieldCodes[static_cast<std::size_t>(field_bits)]
-                                                                       << xrd::kChunkCodeBits);
+    const unsigned codes = log2_of(count) | kFieldCodes[field_bits] << xrd::kChunkCodeBits;
     writer.append(codes, xrd::kChunkHeaderBits);
-    append_fields(writer, differences, count, field_bits);
+    append_fields(writer);
     writer.finish();
     write_position_ = static_cast<std::size_t>(writer.byte() - buffer_.data());
     bit_ = writer.used();
@@ -262,6 +251,7 @@ class ChunkWriter {
   template <typename Output>
   void flush(Output& output) {
     begin();
+    if (bit_ == 0) buffer_[write_position_] = stale_[write_position_];
     output.write(buffer_.data(), write_position_ + 1);
     in_use_ = false;
   }
@@ -272,58 +262,78 @@ class ChunkWriter {
 
   void begin() {
     if (in_use_) return;
-    buffer_.fill(0);
+    stale_.fill(0);
     write_position_ = 0;
     bit_ = 0;
     in_use_ = true;
   }
 
-  static int log2_of(int count) { return static_cast<int>(std::bit_width(static_cast<unsigned>(count))) - 1; }
+  // Those that hold bits.
+  std::size_t used_bytes() const { return write_position_ + (bit_ > 0 ? 1 : 0); }
 
-  std::array<unsigned char, kBufferBytes> buffer_{};
+  static unsigned log2_of(unsigned count) { return static_cast<unsigned>(std::bit_width(count)) - 1; }
+
+  std::array<unsigned char, kBufferBytes + sizeof(std::uint64_t)> buffer_{};  // the writer writes a word ahead
+  std::array<unsigned char, kBufferBytes> stale_{};                           // what the bytes held before
   std::size_t write_position_ = 0;
-  int bit_ = 0;
+  unsigned bit_ = 0;
   bool in_use_ = false;
 };
 
-// A stretch of differences, and how wide their fields must be.
+// A stretch of differences, and what its chunks are chosen by.
 class Stretch {
  public:
   std::int32_t* differences() { return differences_.data(); }
 
   void pack(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
-    look_up_widths(differences_.data(), count, widest_);
-    for (std::size_t cursor = 0; cursor < count;) {
-      const Chunk chunk = choose(cursor, count - 1 - cursor);
-      writer.append(differences_.data() + cursor, chunk.count, chunk.field_bits, output);
-      cursor += static_cast<std::size_t>(chunk.count);
-    }
+#if defined(XRD_AVX2)
+    if (xrd::has_avx2()) return pack_avx2(writer, count, output);
+#endif
+    pack_chunks(writer, count, output);
   }
 
  private:
-  struct Chunk {
-    int count;
-    int field_bits;
-  };
+#if defined(XRD_AVX2)
+  XRD_AVX2 void pack_avx2(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
+    pack_chunks(writer, count, output);
+  }
+#endif
 
-  // The chunk that begins at `cursor`: doubled as long as one header less pays for wider fields. `behind` is the number
-  // of differences behind the first; with 2s + 1 or fewer left, a chunk of s is not doubled.
-  Chunk choose(std::size_t cursor, std::size_t behind) const {
-    std::size_t count = 1;
-    int field_bits = xrd::kFieldBits[widest_[0][cursor]];
-    for (std::size_t n = 0; n < kRunLengths && behind > 2 * count; ++n, count *= 2) {
-      const int next_bits = xrd::kFieldBits[widest_[n][cursor + count]];
-      const int merged_bits = std::max(field_bits, next_bits);
-      // Twice the wider fields must cost less than both runs and a header.
-      const int saved = (2 * merged_bits - field_bits - next_bits) * static_cast<int>(count);
-      if (saved >= xrd::kChunkHeaderBits) break;
-      field_bits = merged_bits;
+  XRD_INLINE void pack_chunks(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
+    fill_tables(differences_.data(), count, tables_);
+    for (std::size_t cursor = 0; cursor < count;) {
+      const unsigned doublings = choose(cursor, count - 1 - cursor);
+      const unsigned length = 1U << doublings;
+      const unsigned field_bits = tables_.widths[doublings][cursor];
+      writer.append(length, field_bits, output, [&](BitWriter& bits) {
+        if (field_bits <= 8) {
+          append_narrow(bits, tables_.low_bytes.data() + cursor, length, field_bits);
+        } else {
+          append_singly(bits, differences_.data() + cursor, length, field_bits);
+        }
+      });
+      cursor += length;
     }
-    return {static_cast<int>(count), field_bits};
+  }
+
+  // How often the chunk that begins at `cursor` is doubled: as long as wider fields cost less than the header that is
+  // saved. `behind` is the number of differences behind the first; with 2s + 1 or fewer left, a chunk of s is not
+  // doubled.
+  XRD_INLINE unsigned choose(std::size_t cursor, std::size_t behind) const {
+    const auto stops_at = [&](unsigned n) {
+      const std::uint8_t* const widths = tables_.widths[n].data() + cursor;
+      const int cost = std::abs(widths[0] - widths[std::size_t{1} << n]) << n;
+      return static_cast<unsigned>(cost >= xrd::kChunkHeaderBits) << n;
+    };
+    // Bit n: not more than n times. In brackets, so that the processor waits for three and not for seven additions.
+    unsigned stops = ((stops_at(0) + stops_at(1)) + (stops_at(2) + stops_at(3))) +
+                     ((stops_at(4) + stops_at(5)) + (stops_at(6) + (1U << (kRunLengths - 1))));
+    if (behind <= xrd::kLargestChunk) stops |= ~0U << (behind > 2 ? std::bit_width(behind - 1) - 1 : 0);
+    return static_cast<unsigned>(std::countr_zero(stops));
   }
 
   std::array<std::int32_t, kStretch> differences_;  // NOLINT: filled before they are read
-  WidthTables widest_;                              // NOLINT: likewise
+  StretchTables tables_;
 };
 
 // Pixels of an image whose differences can be counted in 32 bits; none of a larger one.
@@ -362,18 +372,26 @@ extern "C" int32_t* diff_words(short* img, int x, int y, int32_t* diffs, int32_t
 }
 
 extern "C" int bits(int32_t* chunk, int n) {
-  std::uint8_t widest = 0;
-  for (int i = 0; i < n; ++i) widest = std::max(widest, width_code(chunk[i]));
-  return n * xrd::kFieldBits[widest];
+  int widest = 0;
+  for (int i = 0; i < n; ++i) widest = std::max(widest, field_width(chunk[i]));
+  return n * widest;
 }
 
+// Of the bytes, only those are written that get bits.
 extern "C" void pack_longs(int32_t* lng, int n, unsigned char** target, int* bit, int size) {
   if (size < 1 || size > 32 || *bit < 0 || *bit > 7) return;
-  BitWriter writer(*target, *bit);
-  append_singly(writer, lng, n, size);
-  writer.finish();
-  *target = writer.byte();
-  *bit = writer.used();
+  const std::uint32_t mask = xrd::low_bits(size);
+  std::uint64_t word = *bit > 0 ? **target : 0;
+  int used = *bit;
+  for (int i = 0; i < n; ++i) {
+    word |= std::uint64_t{static_cast<std::uint32_t>(lng[i]) & mask} << used;
+    for (used += size; used >= 8; used -= 8) {
+      *(*target)++ = static_cast<unsigned char>(word);
+      word >>= 8;
+    }
+  }
+  if (used > 0) **target = static_cast<unsigned char>(word);
+  *bit = used;
 }
 
 extern "C" void pack_chunk(int32_t* lng, int nmbr, int bitsize, FILE* stream) {
@@ -382,7 +400,9 @@ extern "C" void pack_chunk(int32_t* lng, int nmbr, int bitsize, FILE* stream) {
   if (lng == nullptr) {
     writer.flush(output);
   } else if (nmbr >= 1 && nmbr <= kLargestChunk && bitsize >= 0 && bitsize <= 32) {
-    writer.append(lng, nmbr, bitsize, output);
+    const auto count = static_cast<unsigned>(nmbr);
+    const auto field_bits = static_cast<unsigned>(bitsize);
+    writer.append(count, field_bits, output, [&](BitWriter& fields) { append_singly(fields, lng, count, field_bits); });
   }
 }
 

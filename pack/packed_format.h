@@ -20,9 +20,9 @@ inline constexpr int kLargestChunk = 128;
 inline constexpr std::array<int, 8> kFieldBits{0, 4, 5, 6, 7, 8, 16, 32};
 
 // The code of a width; 0 for widths that no code stands for.
-constexpr std::int32_t field_code(int bits) {
-  for (std::size_t code = 1; code < kFieldBits.size(); ++code) {
-    if (kFieldBits[code] == bits) return static_cast<std::int32_t>(code);
+constexpr unsigned field_code(int bits) {
+  for (unsigned code = 1; code < kFieldBits.size(); ++code) {
+    if (kFieldBits[code] == bits) return code;
   }
   return 0;
 }

@@ -12,7 +12,7 @@ bool find_avx2() {
 #endif
 #if defined(__x86_64__)
   __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2") != 0;
+  return __builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("bmi2") != 0;
 #else
   return false;
 #endif
