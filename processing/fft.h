@@ -1,9 +1,14 @@
-// One-dimensional Fourier transforms, by the library that was chosen when the build was configured (XRDIMAGE_FFT).
+// One-dimensional Fourier transforms, by the library that was chosen when the build was configured (XRDIMAGE_FFT). They
+// run in any number of threads at once. Arrays begin at multiples of 16 bytes, as malloc makes them.
 #pragma once
 
 #include <cstddef>
+#include <mutex>
 
 namespace xrd {
+
+// Neither library can make or destroy two plans at once.
+inline std::mutex planner;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 enum class Direction { kForward, kBackward };
 
@@ -23,7 +28,7 @@ class RealTransform {
  private:
   int size_;
   Direction direction_;
-  void* plan_;
+  void* plan_ = nullptr;
 };
 
 // Of `size` complex numbers, pairs of real values, from one array to another.
@@ -37,7 +42,7 @@ class ComplexTransform {
   void run(double* from, double* to) const;
 
  private:
-  void* plan_;
+  void* plan_ = nullptr;
 };
 
 }  // namespace xrd

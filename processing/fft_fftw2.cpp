@@ -5,14 +5,14 @@
 
 namespace xrd {
 
-RealTransform::RealTransform(int size, Direction direction)
-    : size_(size),
-      direction_(direction),
-      plan_(rfftwnd_create_plan(1, &size,
-                                direction == Direction::kForward ? FFTW_REAL_TO_COMPLEX : FFTW_COMPLEX_TO_REAL,
-                                FFTW_ESTIMATE | FFTW_IN_PLACE)) {}
+RealTransform::RealTransform(int size, Direction direction) : size_(size), direction_(direction) {
+  const std::scoped_lock lock(planner);
+  plan_ = rfftwnd_create_plan(1, &size, direction == Direction::kForward ? FFTW_REAL_TO_COMPLEX : FFTW_COMPLEX_TO_REAL,
+                              FFTW_ESTIMATE | FFTW_IN_PLACE | FFTW_THREADSAFE);
+}
 
 RealTransform::~RealTransform() {
+  const std::scoped_lock lock(planner);
   rfftwnd_destroy_plan(static_cast<rfftwnd_plan>(plan_));
 }
 
@@ -26,10 +26,14 @@ void RealTransform::run(double* rows, int count) const {
   }
 }
 
-ComplexTransform::ComplexTransform(int size, Direction direction)
-    : plan_(fftw_create_plan(size, direction == Direction::kForward ? FFTW_FORWARD : FFTW_BACKWARD, FFTW_ESTIMATE)) {}
+ComplexTransform::ComplexTransform(int size, Direction direction) {
+  const std::scoped_lock lock(planner);
+  plan_ = fftw_create_plan(size, direction == Direction::kForward ? FFTW_FORWARD : FFTW_BACKWARD,
+                           FFTW_ESTIMATE | FFTW_THREADSAFE);
+}
 
 ComplexTransform::~ComplexTransform() {
+  const std::scoped_lock lock(planner);
   fftw_destroy_plan(static_cast<fftw_plan>(plan_));
 }
 

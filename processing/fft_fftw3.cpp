@@ -7,22 +7,22 @@ namespace xrd {
 
 namespace {
 
-constexpr unsigned kFlags = FFTW_ESTIMATE | FFTW_UNALIGNED;
-
 fftw_complex* complex_numbers(double* values) {
   return reinterpret_cast<fftw_complex*>(values);
 }
 
 }  // namespace
 
-RealTransform::RealTransform(int size, Direction direction) : size_(size), direction_(direction), plan_(nullptr) {
+RealTransform::RealTransform(int size, Direction direction) : size_(size), direction_(direction) {
+  const std::scoped_lock lock(planner);
   double* const any = fftw_alloc_real(stride(size));
-  plan_ = direction == Direction::kForward ? fftw_plan_dft_r2c_1d(size, any, complex_numbers(any), kFlags)
-                                           : fftw_plan_dft_c2r_1d(size, complex_numbers(any), any, kFlags);
+  plan_ = direction == Direction::kForward ? fftw_plan_dft_r2c_1d(size, any, complex_numbers(any), FFTW_ESTIMATE)
+                                           : fftw_plan_dft_c2r_1d(size, complex_numbers(any), any, FFTW_ESTIMATE);
   fftw_free(any);
 }
 
 RealTransform::~RealTransform() {
+  const std::scoped_lock lock(planner);
   fftw_destroy_plan(static_cast<fftw_plan>(plan_));
 }
 
@@ -37,15 +37,18 @@ void RealTransform::run(double* rows, int count) const {
   }
 }
 
-ComplexTransform::ComplexTransform(int size, Direction direction) : plan_(nullptr) {
+ComplexTransform::ComplexTransform(int size, Direction direction) {
+  const std::scoped_lock lock(planner);
   fftw_complex* const from = fftw_alloc_complex(static_cast<std::size_t>(size));
   fftw_complex* const to = fftw_alloc_complex(static_cast<std::size_t>(size));
-  plan_ = fftw_plan_dft_1d(size, from, to, direction == Direction::kForward ? FFTW_FORWARD : FFTW_BACKWARD, kFlags);
+  plan_ =
+      fftw_plan_dft_1d(size, from, to, direction == Direction::kForward ? FFTW_FORWARD : FFTW_BACKWARD, FFTW_ESTIMATE);
   fftw_free(from);
   fftw_free(to);
 }
 
 ComplexTransform::~ComplexTransform() {
+  const std::scoped_lock lock(planner);
   fftw_destroy_plan(static_cast<fftw_plan>(plan_));
 }
 

@@ -14,6 +14,7 @@
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
+#include "support/two_threads.h"
 #include "xrdimage.h"
 
 namespace {
@@ -75,9 +76,17 @@ std::optional<std::size_t> transform_values(int x, int y) {
   return static_cast<std::size_t>(x) * (static_cast<std::size_t>(y) + 2);
 }
 
-// Fourier transforms of an image by rows (of the array, that is columns of the image) and columns. A group of columns
-// at a time is laid out column by column, so that the cache holds it; what is done to each one is the same as without
-// that.
+// Calls action(0) and action(1), at the same time where so many values are worth a thread.
+template <typename Action>
+void in_two_parts(std::size_t values, Action action) {
+  constexpr std::size_t kWorthThread = std::size_t{1} << 16;
+  if (values >= kWorthThread) return xrd::in_two_threads(action);
+  action(0);
+  action(1);
+}
+
+// Columns of an image whose rows (columns of the image, that is) are transformed. A group of them at a time is laid out
+// column by column, so that the cache holds it; what is done to each one is the same as without that.
 class ColumnGroups {
  public:
   // `columns` complex numbers in each of `rows` rows.
@@ -93,11 +102,11 @@ class ColumnGroups {
   // Whether there is memory for a group.
   bool ready() const { return memory_ != nullptr; }
 
-  // Calls action(first value of the group's first column, columns) for group after group, with its columns in from(),
-  // and takes them back from there.
+  // Calls action(first value of the group's first column, columns) for every other group, from the given one on, with
+  // its columns in from(), and takes them back from there.
   template <typename Action>
-  void for_each(Action action) {
-    for (std::size_t first = 0; first < stride_; first += 2 * columns_) {
+  void for_every_other(std::size_t group, Action action) {
+    for (std::size_t first = group * 2 * columns_; first < stride_; first += 4 * columns_) {
       const std::size_t columns = std::min(columns_, (stride_ - first) / 2);
       for (std::size_t row = 0; row < rows_; ++row) {
         const fftw_real* const source = values_ + row * stride_ + first;
@@ -146,31 +155,57 @@ class ColumnGroups {
   fftw_real* to_;
 };
 
+// Calls action(groups, first, columns) for every group of columns of the x * (y + 2) values, half of them in another
+// thread; false without memory for it.
+template <typename Action>
+bool for_each_group(fftw_real* values, int x, int y, Action action) {
+  ColumnGroups first_half(values, x, y);
+  ColumnGroups second_half(values, x, y);
+  if (!first_half.ready() || !second_half.ready()) return false;
+  in_two_parts(*transform_values(x, y), [&](std::size_t part) {
+    ColumnGroups& groups = part == 0 ? first_half : second_half;
+    groups.for_every_other(part, [&](std::size_t first, std::size_t columns) { action(groups, first, columns); });
+  });
+  return true;
+}
+
 bool is_zero(const fftw_real* values, std::size_t count) {
   return std::all_of(values, values + count, [](double value) { return value == 0.0 && !std::signbit(value); });
 }
 
-// Transforms the kernel in place; false without memory for it. Most of its rows hold zeros only: one of them is
-// transformed for all.
-bool transform_kernel(fftw_real* kernel, int x, int y) {
+// Transforms rows of y values. Of those that hold zeros only, one is transformed for all.
+void transform_kernel_rows(const xrd::RealTransform& transform, fftw_real* row, int rows, int y) {
   const std::size_t stride = xrd::RealTransform::stride(y);
-  ColumnGroups groups(kernel, x, y);
-  if (!groups.ready()) return false;
-  const xrd::RealTransform rows(y, Direction::kForward);
   const fftw_real* of_zeros = nullptr;
-  for (int i = 0; i < x; ++i) {
-    fftw_real* const row = kernel + static_cast<std::size_t>(i) * stride;
+  for (int i = 0; i < rows; ++i, row += stride) {
     const bool zero = is_zero(row, static_cast<std::size_t>(y));
     if (zero && of_zeros != nullptr) {
       std::copy_n(of_zeros, stride, row);
       continue;
     }
-    rows.run(row, 1);
+    transform.run(row, 1);
     if (zero) of_zeros = row;
   }
-  const xrd::ComplexTransform columns(x, Direction::kForward);
-  groups.for_each([&](std::size_t /*first*/, std::size_t count) { groups.transform(columns, count); });
-  return true;
+}
+
+// Calls action(first row, rows) for both halves of the x * (y + 2) values.
+template <typename Action>
+void for_each_half(fftw_real* values, int x, int y, Action action) {
+  const int first_half = x / 2;
+  in_two_parts(*transform_values(x, y), [&](std::size_t part) {
+    if (part == 0) return action(values, first_half);
+    action(values + static_cast<std::size_t>(first_half) * xrd::RealTransform::stride(y), x - first_half);
+  });
+}
+
+// Transforms the kernel in place; false without memory for it. Most of its rows hold zeros only.
+bool transform_kernel(fftw_real* kernel, int x, int y) {
+  const xrd::RealTransform of_rows(y, Direction::kForward);
+  for_each_half(kernel, x, y, [&](fftw_real* first, int rows) { transform_kernel_rows(of_rows, first, rows, y); });
+  const xrd::ComplexTransform of_columns(x, Direction::kForward);
+  return for_each_group(kernel, x, y, [&](ColumnGroups& groups, std::size_t /*first*/, std::size_t columns) {
+    groups.transform(of_columns, columns);
+  });
 }
 
 // The transformed kernel; null, with a message, for a size that cannot be.
@@ -193,35 +228,39 @@ MallocArray<fftw_real> make_kernel(int x, int y, float sigma_x, float sigma_y) {
 // Edge of the squares in which images are turned over between rows and columns, so that both fit the cache.
 constexpr int kTile = 32;
 
-// Calls action(column, row) for every pixel, square by square.
+// Calls action(column, row) for every pixel, square by square; every other row of squares in another thread.
 template <typename Action>
 void for_each_tiled(int width, int height, Action action) {
-  for (int first_row = 0; first_row < height; first_row += kTile) {
-    const int end_row = std::min(first_row + kTile, height);
-    for (int first_column = 0; first_column < width; first_column += kTile) {
-      const int end_column = std::min(first_column + kTile, width);
-      for (int column = first_column; column < end_column; ++column) {
-        for (int row = first_row; row < end_row; ++row) action(std::ptrdiff_t{column}, std::ptrdiff_t{row});
+  in_two_parts(*transform_values(width, height), [=](int part) {
+    for (int first_row = part * kTile; first_row < height; first_row += 2 * kTile) {
+      const int end_row = std::min(first_row + kTile, height);
+      for (int first_column = 0; first_column < width; first_column += kTile) {
+        const int end_column = std::min(first_column + kTile, width);
+        for (int column = first_column; column < end_column; ++column) {
+          for (int row = first_row; row < end_row; ++row) action(std::ptrdiff_t{column}, std::ptrdiff_t{row});
+        }
       }
     }
-  }
+  });
 }
 
 // Transforms the image, multiplies it by the transformed kernel and transforms it back; false without memory for it.
 // Between the rows' transforms, the three steps are made for a group of columns at once.
 bool convolve_values(fftw_real* image, const fftw_real* kernel, int x, int y) {
-  ColumnGroups groups(image, x, y);
-  if (!groups.ready()) return false;
-  xrd::RealTransform(y, Direction::kForward).run(image, x);
+  const auto transform_rows = [=](Direction direction) {
+    const xrd::RealTransform transform(y, direction);
+    for_each_half(image, x, y, [&](fftw_real* first, int rows) { transform.run(first, rows); });
+  };
+  transform_rows(Direction::kForward);
   const xrd::ComplexTransform forward(x, Direction::kForward);
   const xrd::ComplexTransform backward(x, Direction::kBackward);
-  groups.for_each([&](std::size_t first, std::size_t count) {
-    groups.transform(forward, count);
-    groups.multiply(kernel, first, count);
-    groups.transform(backward, count);
+  const bool done = for_each_group(image, x, y, [&](ColumnGroups& groups, std::size_t first, std::size_t columns) {
+    groups.transform(forward, columns);
+    groups.multiply(kernel, first, columns);
+    groups.transform(backward, columns);
   });
-  xrd::RealTransform(y, Direction::kBackward).run(image, x);
-  return true;
+  if (done) transform_rows(Direction::kBackward);
+  return done;
 }
 
 // Smooths the image, whose size is even. Without memory for it the image is left as it is, with a message.

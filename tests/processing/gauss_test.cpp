@@ -331,7 +331,7 @@ TEST(FillGauss, WithoutRowsOrColumnsNothingIsWritten) {
 }
 
 TEST(InitGauss, IsTheTransformOfFillGauss) {
-  for (const auto& [x, y] : {std::pair{2, 2}, {16, 12}, {12, 16}, {6, 50}, {1, 8}, {64, 64}}) {
+  for (const auto& [x, y] : {std::pair{2, 2}, {16, 12}, {12, 16}, {6, 50}, {1, 8}, {64, 64}, {301, 228}, {1, 70000}}) {
     for (const auto& [sigma_x, sigma_y] : {std::pair{1.0F, 1.0F}, {2.0F, 3.0F}, {0.7F, 5.5F}, {-2.0F, 1.0F}}) {
       Reals expected(naive::kernel_size(x, y));
       fill_gauss(expected.data(), x, y, sigma_x, sigma_y);
@@ -436,7 +436,7 @@ TYPED_TEST(Smoothing, RandomImagesAgreeWithTheDirectConvolution) {
 
 TYPED_TEST(Smoothing, EveryPixelInEveryBit) {
   std::mt19937 random(139);  // NOLINT(cert-msc51-cpp): the same images in each run
-  for (const auto& [width, height] : {std::pair{2, 2}, {4, 66}, {16, 10}, {60, 44}, {72, 90}, {150, 62}}) {
+  for (const auto& [width, height] : {std::pair{2, 2}, {4, 66}, {16, 10}, {60, 44}, {72, 90}, {150, 62}, {300, 230}}) {
     for (const auto& [sigma_x, sigma_y] : {std::pair{1, 1}, {2, 3}, {5, 1}, {20, 20}, {-2, 3}, {1000, 1000}}) {
       const auto image = test::random_image<TypeParam>(random, width, height, 0);
       SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));
