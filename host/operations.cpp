@@ -72,9 +72,8 @@ std::optional<std::int64_t> block_sum(const Frame& frame, std::size_t first, std
   std::int64_t sum = 0;
   for (std::size_t row = 0; row < factor; ++row, first += static_cast<std::size_t>(frame.width)) {
     for (std::size_t pixel = first; pixel < first + factor; ++pixel) {
-      if (!frame.unknown.empty() && frame.unknown[pixel]) return std::nullopt;
-      const std::uint32_t count = frame.counts[pixel];
-      sum += frame.is_signed ? std::int64_t{static_cast<std::int32_t>(count)} : std::int64_t{count};
+      if (frames::is_unknown(frame, pixel)) return std::nullopt;
+      sum += frames::count_of(frame, pixel);
     }
   }
   return sum;

@@ -17,11 +17,6 @@ int divided_up(int number, int divisor) {
   return (number + divisor - 1) / divisor;
 }
 
-std::int64_t count_at(const frames::Frame& frame, std::size_t pixel) {
-  const std::uint32_t bits = frame.counts[pixel];
-  return frame.is_signed ? std::int64_t{static_cast<std::int32_t>(bits)} : std::int64_t{bits};
-}
-
 frames::Frame empty_frame(const frames::Frame& frame, int width, int height) {
   frames::Frame result;
   result.format = frame.format;
@@ -52,9 +47,9 @@ frames::Frame reduced(const frames::Frame& frame, const Factors& factors) {
   for (int y = 0; y < frame.height; ++y) {
     const std::size_t row = static_cast<std::size_t>(y / factors.y) * width;
     for (int x = 0; x < frame.width; ++x, ++pixel) {
-      if (!frame.unknown.empty() && frame.unknown[pixel]) continue;
+      if (frames::is_unknown(frame, pixel)) continue;
       const std::size_t block = row + static_cast<std::size_t>(x / factors.x);
-      sums[block] += count_at(frame, pixel);
+      sums[block] += frames::count_of(frame, pixel);
       ++known[block];
     }
   }
