@@ -20,7 +20,7 @@
 #include <thread>
 
 #include "host/failure.h"
-#include "host/numbers.h"
+#include "host/signals.h"
 
 namespace host {
 
@@ -95,8 +95,6 @@ void note_interrupt(int signal) {
   interrupt_signal = signal;
 }
 
-constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
-
 // While it lives, the signals that end the program are noted only, so that the workers can be ended first. One that was
 // ignored, as under nohup, stays ignored.
 class InterruptGuard {
@@ -115,14 +113,9 @@ class InterruptGuard {
 
   // Forks; the new process is ended by interrupts again, also by one that comes right now.
   pid_t start_process() const {
-    sigset_t interrupts;
-    sigset_t before;
-    sigemptyset(&interrupts);
-    for (const int signal : kInterrupts) sigaddset(&interrupts, signal);
-    sigprocmask(SIG_BLOCK, &interrupts, &before);
+    const BlockedSignals blocked(kInterrupts);
     const pid_t process = fork();
     if (process == 0) restore();
-    sigprocmask(SIG_SETMASK, &before, nullptr);
     return process;
   }
 

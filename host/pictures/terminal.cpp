@@ -13,6 +13,8 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "host/signals.h"
+
 namespace host {
 
 namespace {
@@ -51,10 +53,6 @@ class Descriptor {
 class RawTerminal {
  public:
   explicit RawTerminal(int terminal) : terminal_(terminal) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP, SIGTTIN, SIGTTOU}) sigaddset(&signals, number);
-    pthread_sigmask(SIG_BLOCK, &signals, &signals_before_);
     if (tcgetattr(terminal, &before_) != 0) return;
     termios raw = before_;
     raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
@@ -66,14 +64,15 @@ class RawTerminal {
   RawTerminal& operator=(const RawTerminal&) = delete;
   ~RawTerminal() {
     if (is_raw_) tcsetattr(terminal_, TCSANOW, &before_);
-    pthread_sigmask(SIG_SETMASK, &signals_before_, nullptr);
   }
   bool is_raw() const { return is_raw_; }
 
  private:
+  static constexpr std::array kWaiting{SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP, SIGTTIN, SIGTTOU};
+
+  BlockedSignals blocked_{kWaiting};  // the first member: they wait before the terminal changes, and until it is back
   int terminal_;
   termios before_{};
-  sigset_t signals_before_{};
   bool is_raw_ = false;
 };
 
