@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "host/failure.h"
+#include "host/print.h"
 #include "host/signals.h"
 
 namespace host {
@@ -224,6 +225,11 @@ std::vector<std::string> all_files(const BatchOptions& options) {
   }
   if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
   return files;
+}
+
+std::string failure_line(const std::string& path, const TaskResult& result) {
+  const bool names_the_file = result.state == TaskResult::State::kFailed;
+  return failure_line(names_the_file ? result.text : path + ": " + result.text);
 }
 
 void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,

@@ -157,18 +157,6 @@ void make_output_folder(const OutputOptions& options) {
   if (error) throw Failure(folder, error.message());
 }
 
-// What is printed about a frame: its warnings, or its failure.
-std::string result_lines(const std::string& path, const TaskResult& result) {
-  switch (result.state) {
-    case TaskResult::State::kFailed:
-      return failure_line(result.text);
-    case TaskResult::State::kCrashed:
-      return failure_line(path + ": " + result.text);
-    default:
-      return result.text;
-  }
-}
-
 int convert_all(const std::vector<Job>& jobs, std::size_t skipped, const ConvertOptions& options,
                 const Settings& settings) {
   Progress progress(jobs.size());
@@ -181,10 +169,11 @@ int convert_all(const std::vector<Job>& jobs, std::size_t skipped, const Convert
     return lines;
   };
   run_tasks(jobs.size(), options.batch.jobs, work, [&](std::size_t i, const TaskResult& result) {
-    const std::string lines = result_lines(jobs[i].input, result);
+    const bool succeeded = result.state == TaskResult::State::kSucceeded;
+    const std::string lines = succeeded ? result.text : failure_line(jobs[i].input, result);
     if (!lines.empty()) progress.clear();
     std::fputs(lines.c_str(), stderr);
-    failed += result.state == TaskResult::State::kSucceeded ? 0 : 1;
+    failed += succeeded ? 0 : 1;
     progress.advance();
   });
   progress.clear();

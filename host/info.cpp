@@ -267,10 +267,9 @@ std::vector<Json> describe_all(const std::vector<std::string>& files, const Info
   run_tasks(files.size(), options.batch.jobs, work, [&](std::size_t i, const TaskResult& result) {
     if (result.state == TaskResult::State::kSucceeded) {
       described[i] = Json::parse(result.text);
-      return;
+    } else {
+      std::fputs(failure_line(files[i], result).c_str(), stderr);
     }
-    const std::string path = result.state == TaskResult::State::kCrashed ? files[i] + ": " : "";
-    std::fputs(failure_line(path + result.text).c_str(), stderr);
   });
   std::vector<Json> all;
   all.reserve(described.size());
