@@ -77,12 +77,11 @@ std::vector<std::string> format_names() {
 const Writer& writer_for(const std::string& path, const std::string& format) {
   std::string name = format.empty() ? fs::path(path).extension().string() : "." + format;
   std::ranges::transform(name, name.begin(), [](unsigned char letter) { return std::tolower(letter); });
-  std::string known;
   for (const Writer& writer : kWriters) {
     if (name == "." + std::string(writer.format)) return writer;
-    known += (known.empty() ? "." : ", .") + std::string(writer.format);
   }
-  throw Failure(path, "cannot be written: its name must end in one of " + known + ", or --to state the format");
+  throw Failure(path, "cannot be written: its name must end in one of ." + CLI::detail::join(format_names(), ", .") +
+                          ", or --to state the format");
 }
 
 void refuse_overwriting(const std::string& input, const std::string& output) {
@@ -206,7 +205,7 @@ Action define_convert(CLI::App& command, const Settings& settings) {
       ->type_name("OUT")
       ->required()
       ->group(kGroup);
-  command.add_option("--to", options->output.format, "Format, for folders: png edf tif img mar pck raw npy")
+  command.add_option("--to", options->output.format, "Format, for folders: " + CLI::detail::join(format_names(), " "))
       ->type_name("FORMAT")
       ->check(CLI::IsMember(format_names()))
       ->group(kGroup);

@@ -212,21 +212,15 @@ std::string csv_field(const Json& value) {
   return quoted + "\"";
 }
 
-std::string csv_line(const std::vector<std::string>& fields) {
-  std::string line = fields[0];
-  for (std::size_t i = 1; i < fields.size(); ++i) line += "," + fields[i];
-  return line;
-}
-
 // The names stand above, also when there are no frames.
 void print_csv(const std::vector<Json>& all) {
   const Json names = values_of("", {}, {});
   std::vector<std::string> fields;
   for (const auto& [name, value] : names.items()) fields.push_back(name);
-  std::printf("%s\n", csv_line(fields).c_str());
+  std::printf("%s\n", CLI::detail::join(fields, ",").c_str());
   for (const Json& values : all) {
     std::ranges::transform(values, fields.begin(), csv_field);
-    std::printf("%s\n", csv_line(fields).c_str());
+    std::printf("%s\n", CLI::detail::join(fields, ",").c_str());
   }
 }
 
