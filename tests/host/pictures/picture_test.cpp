@@ -1,9 +1,11 @@
 #include "host/pictures/picture.h"
 
+#include <gtest/gtest.h>
+
 #include <CLI/CLI.hpp>
 
 #include "host/pictures/bar.h"
-#include "tests/host/pictures/frame_of.h"
+#include "tests/host/pictures/frames_and_pixels.h"
 
 namespace {
 
