@@ -26,6 +26,7 @@ std::string variable(const char* name) {
   return value == nullptr ? "" : value;
 }
 
+// Asked without a change of the program's own locale, in which numbers have a point.
 bool locale_is_utf8() {
   const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
   if (locale == nullptr) return false;
@@ -102,6 +103,7 @@ std::string read_answers(int terminal) {
   return answers;
 }
 
+// Nothing when there is no terminal to ask.
 std::string ask_terminal(const std::string& questions) {
   const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
   // A process in the background would take the answers from the one in front.
@@ -122,19 +124,31 @@ std::string_view attributes_in(std::string_view answers) {
   return rest.substr(0, length);
 }
 
+TerminalGraphics best_characters(const Surroundings& surroundings) {
+  return surroundings.is_utf8 ? TerminalGraphics::kBlocks : TerminalGraphics::kAscii;
+}
+
+Surroundings surroundings_of_process() {
+  Surroundings surroundings;
+  surroundings.is_interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+  surroundings.is_utf8 = locale_is_utf8();
+  surroundings.no_color = !variable("NO_COLOR").empty();
+  surroundings.term = variable("TERM");
+  return surroundings;
+}
+
 }  // namespace
 
 std::optional<TerminalGraphics> graphics_of(const Surroundings& surroundings) {
-  const TerminalGraphics characters = surroundings.is_utf8 ? TerminalGraphics::kBlocks : TerminalGraphics::kAscii;
   if (surroundings.no_color) return TerminalGraphics::kAscii;
-  if (!surroundings.is_interactive) return characters;
+  if (!surroundings.is_interactive) return best_characters(surroundings);
   if (surroundings.term.empty() || surroundings.term == "dumb") return TerminalGraphics::kAscii;
-  if (surroundings.term == "linux") return characters;
+  if (surroundings.term == "linux") return best_characters(surroundings);
   return std::nullopt;
 }
 
 std::string terminal_questions(std::string_view term) {
-  // tmux and screen take the first question for a window's title.
+  // A picture of one pixel that is not to be shown. tmux and screen take it for a window's title.
   const bool is_multiplexer = term.starts_with("tmux") || term.starts_with("screen");
   return (is_multiplexer ? "" : "\033_Gi=31,s=1,v=1,a=q,t=d,f=24;AAAA\033\\") + std::string("\033[c");
 }
@@ -145,6 +159,7 @@ bool answers_are_complete(std::string_view answers) {
 
 std::optional<TerminalGraphics> graphics_in(std::string_view answers) {
   if (answers.find("\033_Gi=31;OK\033\\") != std::string_view::npos) return TerminalGraphics::kKitty;
+  // The first attribute is the class of the terminal: only those behind a semicolon tell what it can do.
   constexpr std::string_view kSixelGraphics = ";4;";
   const std::string attributes = std::string(attributes_in(answers)) + ";";
   if (attributes.find(kSixelGraphics) != std::string::npos) return TerminalGraphics::kSixel;
@@ -162,14 +177,10 @@ Terminal detect_terminal() {
   }
   const std::string depth = variable("COLORTERM");
   terminal.true_color = depth == "truecolor" || depth == "24bit";
-  Surroundings surroundings;
-  surroundings.is_interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
-  surroundings.is_utf8 = locale_is_utf8();
-  surroundings.no_color = !variable("NO_COLOR").empty();
-  surroundings.term = variable("TERM");
+  const Surroundings surroundings = surroundings_of_process();
   std::optional<TerminalGraphics> graphics = graphics_of(surroundings);
   if (!graphics) graphics = graphics_in(ask_terminal(terminal_questions(surroundings.term)));
-  terminal.graphics = graphics.value_or(surroundings.is_utf8 ? TerminalGraphics::kBlocks : TerminalGraphics::kAscii);
+  terminal.graphics = graphics.value_or(best_characters(surroundings));
   return terminal;
 }
 
