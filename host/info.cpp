@@ -74,6 +74,7 @@ Json values_of(const std::string& path, const frames::Frame& frame, const Remark
   return values;
 }
 
+// A lack of memory is told in the same line whether the frame is one of a batch or alone.
 Json describe(const std::string& path, const InfoOptions& options, const Settings& settings) {
   try {
     Remarks remarks;
