@@ -27,6 +27,13 @@ unsigned int low_word(long double value) {
   return static_cast<unsigned int>(static_cast<std::int64_t>(value));
 }
 
+// The file, from the pixels behind its header on.
+std::FILE* open_behind(const char* path, std::size_t skipped) {
+  std::FILE* stream = std::fopen(path, "r");
+  std::fseek(stream, static_cast<long>(skipped), SEEK_SET);
+  return stream;
+}
+
 // The strips' bytes as 16-bit words.
 std::vector<std::int16_t> tiff_words(const char* path, std::size_t pixels) {
   TIFF* image = TIFFOpen(path, "r");
@@ -77,8 +84,7 @@ unsigned int* read_frame(const char* path, int size) {
 }
 
 unsigned int* read_words(const char* path, std::size_t skipped, std::size_t pixels) {
-  std::FILE* stream = std::fopen(path, "r");
-  std::fseek(stream, static_cast<long>(skipped), SEEK_SET);
+  std::FILE* stream = open_behind(path, skipped);
   auto* image = allocate<unsigned int>(pixels);
   for (std::size_t i = 0; i < pixels; ++i) {
     unsigned short word = 0;
@@ -90,8 +96,7 @@ unsigned int* read_words(const char* path, std::size_t skipped, std::size_t pixe
 }
 
 unsigned int* read_edf(const char* path, std::size_t skipped, std::size_t pixels) {
-  std::FILE* stream = std::fopen(path, "r");
-  std::fseek(stream, static_cast<long>(skipped), SEEK_SET);
+  std::FILE* stream = open_behind(path, skipped);
   auto* image = allocate<unsigned int>(pixels);
   for (std::size_t i = 0; i < pixels; ++i) static_cast<void>(std::fread(image + i, sizeof *image, 1, stream));
   std::fclose(stream);
@@ -99,8 +104,7 @@ unsigned int* read_edf(const char* path, std::size_t skipped, std::size_t pixels
 }
 
 unsigned int* read_bnl(const char* path, std::size_t skipped, std::size_t pixels) {
-  std::FILE* stream = std::fopen(path, "r");
-  std::fseek(stream, static_cast<long>(skipped), SEEK_SET);
+  std::FILE* stream = open_behind(path, skipped);
   auto* image = allocate<unsigned int>(pixels);
   auto* words = reinterpret_cast<unsigned short*>(image);
   for (std::size_t i = 0; i < pixels; ++i) static_cast<void>(std::fread(words + i, sizeof *words, 1, stream));

@@ -20,7 +20,8 @@
 #include <thread>
 
 #include "host/failure.h"
-#include "host/numbers.h"
+#include "host/print.h"
+#include "host/signals.h"
 
 namespace host {
 
@@ -95,8 +96,6 @@ void note_interrupt(int signal) {
   interrupt_signal = signal;
 }
 
-constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
-
 // While it lives, the signals that end the program are noted only, so that the workers can be ended first. One that was
 // ignored, as under nohup, stays ignored.
 class InterruptGuard {
@@ -115,14 +114,9 @@ class InterruptGuard {
 
   // Forks; the new process is ended by interrupts again, also by one that comes right now.
   pid_t start_process() const {
-    sigset_t interrupts;
-    sigset_t before;
-    sigemptyset(&interrupts);
-    for (const int signal : kInterrupts) sigaddset(&interrupts, signal);
-    sigprocmask(SIG_BLOCK, &interrupts, &before);
+    const BlockedSignals blocked(kInterrupts);
     const pid_t process = fork();
     if (process == 0) restore();
-    sigprocmask(SIG_SETMASK, &before, nullptr);
     return process;
   }
 
@@ -231,6 +225,11 @@ std::vector<std::string> all_files(const BatchOptions& options) {
   }
   if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
   return files;
+}
+
+std::string failure_line(const std::string& path, const TaskResult& result) {
+  const bool names_the_file = result.state == TaskResult::State::kFailed;
+  return failure_line(names_the_file ? result.text : path + ": " + result.text);
 }
 
 void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,

@@ -42,6 +42,9 @@ struct TaskResult {
   std::string text;
 };
 
+// The line for the user about a file whose task did not succeed.
+std::string failure_line(const std::string& path, const TaskResult& result);
+
 // Runs work(0) to work(count - 1), each in a process of its own, so that a task that crashes takes no other with it and
 // leaves no memory behind; at most `jobs` at a time (0: one per processor). What work returns is handed to `finished`
 // in the order in which tasks end, and so is the message of the Failure that it throws. An interrupt ends all of them,

@@ -77,12 +77,11 @@ std::vector<std::string> format_names() {
 const Writer& writer_for(const std::string& path, const std::string& format) {
   std::string name = format.empty() ? fs::path(path).extension().string() : "." + format;
   std::ranges::transform(name, name.begin(), [](unsigned char letter) { return std::tolower(letter); });
-  std::string known;
   for (const Writer& writer : kWriters) {
     if (name == "." + std::string(writer.format)) return writer;
-    known += (known.empty() ? "." : ", .") + std::string(writer.format);
   }
-  throw Failure(path, "cannot be written: its name must end in one of " + known + ", or --to state the format");
+  throw Failure(path, "cannot be written: its name must end in one of ." + CLI::detail::join(format_names(), ", .") +
+                          ", or --to state the format");
 }
 
 void refuse_overwriting(const std::string& input, const std::string& output) {
@@ -157,18 +156,6 @@ void make_output_folder(const OutputOptions& options) {
   if (error) throw Failure(folder, error.message());
 }
 
-// What is printed about a frame: its warnings, or its failure.
-std::string result_lines(const std::string& path, const TaskResult& result) {
-  switch (result.state) {
-    case TaskResult::State::kFailed:
-      return failure_line(result.text);
-    case TaskResult::State::kCrashed:
-      return failure_line(path + ": " + result.text);
-    default:
-      return result.text;
-  }
-}
-
 int convert_all(const std::vector<Job>& jobs, std::size_t skipped, const ConvertOptions& options,
                 const Settings& settings) {
   Progress progress(jobs.size());
@@ -181,10 +168,11 @@ int convert_all(const std::vector<Job>& jobs, std::size_t skipped, const Convert
     return lines;
   };
   run_tasks(jobs.size(), options.batch.jobs, work, [&](std::size_t i, const TaskResult& result) {
-    const std::string lines = result_lines(jobs[i].input, result);
+    const bool succeeded = result.state == TaskResult::State::kSucceeded;
+    const std::string lines = succeeded ? result.text : failure_line(jobs[i].input, result);
     if (!lines.empty()) progress.clear();
     std::fputs(lines.c_str(), stderr);
-    failed += result.state == TaskResult::State::kSucceeded ? 0 : 1;
+    failed += succeeded ? 0 : 1;
     progress.advance();
   });
   progress.clear();
@@ -217,7 +205,7 @@ Action define_convert(CLI::App& command, const Settings& settings) {
       ->type_name("OUT")
       ->required()
       ->group(kGroup);
-  command.add_option("--to", options->output.format, "Format, for folders: png edf tif img mar pck raw npy")
+  command.add_option("--to", options->output.format, "Format, for folders: " + CLI::detail::join(format_names(), " "))
       ->type_name("FORMAT")
       ->check(CLI::IsMember(format_names()))
       ->group(kGroup);

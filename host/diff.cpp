@@ -2,6 +2,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 
 #include "host/failure.h"
@@ -28,28 +29,19 @@ struct Difference {
   std::size_t largest_pixel = 0;  // the first that has it
 };
 
-bool is_unknown(const frames::Frame& frame, std::size_t pixel) {
-  return !frame.unknown.empty() && frame.unknown[pixel];
-}
-
-std::int64_t count_of(const frames::Frame& frame, std::size_t pixel) {
-  const std::uint32_t count = frame.counts[pixel];
-  return frame.is_signed ? static_cast<std::int64_t>(static_cast<std::int32_t>(count)) : std::int64_t{count};
-}
-
 // Two frames of one size.
 Difference compare(const frames::Frame& a, const frames::Frame& b) {
   Difference result;
   for (std::size_t i = 0; i < a.counts.size(); ++i) {
-    const bool a_unknown = is_unknown(a, i);
-    const bool b_unknown = is_unknown(b, i);
+    const bool a_unknown = frames::is_unknown(a, i);
+    const bool b_unknown = frames::is_unknown(b, i);
     if (a_unknown && b_unknown) continue;
     if (a_unknown || b_unknown) {
       ++result.pixels;
       ++result.one_known;
       continue;
     }
-    const std::int64_t difference = std::abs(count_of(a, i) - count_of(b, i));
+    const std::int64_t difference = std::abs(frames::count_of(a, i) - frames::count_of(b, i));
     if (difference == 0) continue;
     ++result.pixels;
     if (difference > result.largest) {
@@ -77,8 +69,8 @@ void print_difference(const Difference& difference, const frames::Frame& a, cons
   if (difference.largest == 0) return;
   const auto width = static_cast<std::size_t>(a.width);
   const std::size_t pixel = difference.largest_pixel;
-  print_value("largest", std::to_string(difference.largest) + " counts: " + std::to_string(count_of(a, pixel)) +
-                             " and " + std::to_string(count_of(b, pixel)));
+  print_value("largest", std::to_string(difference.largest) + " counts: " + std::to_string(frames::count_of(a, pixel)) +
+                             " and " + std::to_string(frames::count_of(b, pixel)));
   print_value("at", "column " + std::to_string(pixel % width) + ", row " + std::to_string(pixel / width));
 }
 

@@ -2,25 +2,27 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 namespace host {
 
 namespace {
 
+// Groups whose options --help names without explaining them.
 constexpr std::array<std::string_view, 3> kNamedOnly{"Operations", "Pictures", "Reading"};
 constexpr std::size_t kScreenColumns = 80;
 
 // "Pictures:     --scale --range ...", over as many lines as it takes.
 std::string names_of(const std::string& group, const std::vector<const CLI::Option*>& options) {
-  constexpr std::size_t kIndent = 14;
+  constexpr std::size_t kIndent = 13;  // without the blank in front of each name
   std::string lines = group + ":";
-  lines.resize(std::max(lines.size(), kIndent - 1), ' ');
+  lines.resize(std::max(lines.size(), kIndent), ' ');
   std::size_t column = lines.size();
   for (const CLI::Option* option : options) {
-    const std::string name = " " + option->get_name(false, true).substr(0, option->get_name(false, true).find(','));
+    const std::string name = " " + option->get_name();
     if (column + name.size() > kScreenColumns) {
-      lines += "\n" + std::string(kIndent - 1, ' ');
-      column = kIndent - 1;
+      lines += "\n" + std::string(kIndent, ' ');
+      column = kIndent;
     }
     lines += name;
     column += name.size();

@@ -74,6 +74,7 @@ Json values_of(const std::string& path, const frames::Frame& frame, const Remark
   return values;
 }
 
+// A lack of memory is told in the same line whether the frame is one of a batch or alone.
 Json describe(const std::string& path, const InfoOptions& options, const Settings& settings) {
   try {
     Remarks remarks;
@@ -212,21 +213,15 @@ std::string csv_field(const Json& value) {
   return quoted + "\"";
 }
 
-std::string csv_line(const std::vector<std::string>& fields) {
-  std::string line = fields[0];
-  for (std::size_t i = 1; i < fields.size(); ++i) line += "," + fields[i];
-  return line;
-}
-
 // The names stand above, also when there are no frames.
 void print_csv(const std::vector<Json>& all) {
   const Json names = values_of("", {}, {});
   std::vector<std::string> fields;
   for (const auto& [name, value] : names.items()) fields.push_back(name);
-  std::printf("%s\n", csv_line(fields).c_str());
+  std::printf("%s\n", CLI::detail::join(fields, ",").c_str());
   for (const Json& values : all) {
     std::ranges::transform(values, fields.begin(), csv_field);
-    std::printf("%s\n", csv_line(fields).c_str());
+    std::printf("%s\n", CLI::detail::join(fields, ",").c_str());
   }
 }
 
@@ -267,10 +262,9 @@ std::vector<Json> describe_all(const std::vector<std::string>& files, const Info
   run_tasks(files.size(), options.batch.jobs, work, [&](std::size_t i, const TaskResult& result) {
     if (result.state == TaskResult::State::kSucceeded) {
       described[i] = Json::parse(result.text);
-      return;
+    } else {
+      std::fputs(failure_line(files[i], result).c_str(), stderr);
     }
-    const std::string path = result.state == TaskResult::State::kCrashed ? files[i] + ": " : "";
-    std::fputs(failure_line(path + result.text).c_str(), stderr);
   });
   std::vector<Json> all;
   all.reserve(described.size());

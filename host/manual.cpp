@@ -13,6 +13,8 @@ namespace host {
 
 namespace {
 
+using CLI::detail::join;
+
 // The subcommands that users call by hand.
 std::vector<const CLI::App*> subcommands(const CLI::App& app) {
   return app.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });
@@ -38,12 +40,6 @@ void for_each_option(const CLI::App& app, Visit visit) {
   }
 }
 
-std::string joined(const std::vector<std::string>& words, std::string_view separator) {
-  std::string text;
-  for (const std::string& word : words) text.append(text.empty() ? "" : separator).append(word);
-  return text;
-}
-
 // ------------------------------------------------------------------------------------------------------------------
 // The page for man(1)
 // ------------------------------------------------------------------------------------------------------------------
@@ -67,11 +63,11 @@ std::string troff(std::string_view text) {
 }
 
 std::string option_entry(const CLI::Option& option) {
-  std::string entry = ".TP\n\\fB" + troff(joined(names_of(option), ", ")) + "\\fR";
+  std::string entry = ".TP\n\\fB" + troff(join(names_of(option), ", ")) + "\\fR";
   if (const std::string value = value_name(option); !value.empty()) entry += " \\fI" + troff(value) + "\\fR";
   const std::string& description = option.get_description();
   entry += "\n" + troff(description);
-  const std::string choices = joined(value_choices(option), ", ");
+  const std::string choices = join(value_choices(option), ", ");
   if (description.find(choices) == std::string::npos) entry += ": " + troff(choices);
   return entry + "\n";
 }
@@ -128,7 +124,7 @@ std::string option_words(const CLI::App& app) {
   for_each_option(app, [&](const CLI::Option& option) {
     for (const std::string& name : names_of(option)) words.push_back(name);
   });
-  return joined(words, " ");
+  return join(words, " ");
 }
 
 // A case of the shell for each option whose value is one of some words.
@@ -137,7 +133,7 @@ std::string choice_cases(const CLI::App& app) {
   for_each_option(app, [&](const CLI::Option& option) {
     const auto choices = value_choices(option);
     if (choices.empty()) return;
-    cases += "    " + joined(names_of(option), "|") + ") COMPREPLY=($(compgen -W '" + joined(choices, " ") +
+    cases += "    " + join(names_of(option), "|") + ") COMPREPLY=($(compgen -W '" + join(choices, " ") +
              "' -- \"$word\")); return ;;\n";
   });
   return cases;
@@ -167,7 +163,7 @@ void print_bash_completion(const CLI::App& app) {
       "  fi\n"
       "}\n"
       "complete -o default -F _xrdimage xrdimage\n",
-      joined(names, " ").c_str(), option_words(app).c_str(), cases.c_str());
+      join(names, " ").c_str(), option_words(app).c_str(), cases.c_str());
 }
 
 // Text within the brackets and quotes of _arguments.
@@ -185,7 +181,7 @@ std::string zsh_arguments(const CLI::App& app) {
   for_each_option(app, [&](const CLI::Option& option) {
     const std::string value = value_name(option);
     const auto choices = value_choices(option);
-    const std::string action = choices.empty() ? "_files" : "(" + joined(choices, " ") + ")";
+    const std::string action = choices.empty() ? "_files" : "(" + join(choices, " ") + ")";
     for (const std::string& name : names_of(option)) {
       arguments += " \\\n        '*" + name + "[" + zsh_text(option.get_description()) + "]" +
                    (value.empty() ? "" : ":" + zsh_text(value) + ":" + action) + "'";

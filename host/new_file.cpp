@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include "host/failure.h"
+#include "host/signals.h"
 
 namespace host {
 
@@ -27,8 +28,6 @@ void remove_and_end(int signal) {
   std::signal(signal, SIG_DFL);
   raise(signal);
 }
-
-constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP};
 
 void remove_on_interrupt(const std::string& path) {
   interrupted_file.back() = '\0';
@@ -47,11 +46,7 @@ int open_temporary(const fs::path& folder, std::string& path) {
   const std::string prefix = ".xrdimage-" + std::to_string(getpid()) + "-";
   int descriptor = -1;
   // Interrupts wait until it is known which file they are to take away.
-  sigset_t interrupts;
-  sigset_t before;
-  sigemptyset(&interrupts);
-  for (const int signal : kInterrupts) sigaddset(&interrupts, signal);
-  sigprocmask(SIG_BLOCK, &interrupts, &before);
+  const BlockedSignals blocked(kInterrupts);
   for (int attempt = 0; descriptor < 0 && attempt < kMostAttempts; ++attempt) {
     path = (folder / (prefix + std::to_string(attempt) + ".part")).string();
     descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
@@ -59,7 +54,6 @@ int open_temporary(const fs::path& folder, std::string& path) {
   }
   const int error = errno;
   if (descriptor >= 0) remove_on_interrupt(path);
-  sigprocmask(SIG_SETMASK, &before, nullptr);
   errno = error;
   return descriptor;
 }

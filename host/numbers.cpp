@@ -22,8 +22,7 @@ bool is_finite(double number) {
 }
 
 template <typename Number>
-std::vector<Number> parse_numbers(const std::string& option, const std::string& text, std::size_t least,
-                                  std::size_t most, const std::string& expected) {
+std::optional<std::vector<Number>> numbers_in(const std::string& text) {
   std::vector<Number> numbers;
   const char* position = text.data();
   const char* const end = position + text.size();
@@ -31,17 +30,29 @@ std::vector<Number> parse_numbers(const std::string& option, const std::string& 
     Number number{};
     const auto [next, error] = std::from_chars(position, end, number);
     more = error == std::errc() && next != end && *next == ',';
-    if (error != std::errc() || !is_finite(number) || (next != end && !more)) refuse(option, text, expected);
+    if (error != std::errc() || !is_finite(number) || (next != end && !more)) return std::nullopt;
     numbers.push_back(number);
     position = next + 1;
-  }
-  if (numbers.size() < least || numbers.size() > most) {
-    throw CLI::ValidationError(option, "'" + text + "' has too few or too many numbers");
   }
   return numbers;
 }
 
+template <typename Number>
+std::vector<Number> parse_numbers(const std::string& option, const std::string& text, std::size_t least,
+                                  std::size_t most, const std::string& expected) {
+  const auto numbers = numbers_in<Number>(text);
+  if (!numbers) refuse(option, text, expected);
+  if (numbers->size() < least || numbers->size() > most) {
+    throw CLI::ValidationError(option, "'" + text + "' has too few or too many numbers");
+  }
+  return *numbers;
+}
+
 }  // namespace
+
+std::optional<std::vector<double>> reals_in(const std::string& text) {
+  return numbers_in<double>(text);
+}
 
 std::vector<int> parse_integers(const std::string& option, const std::string& text, std::size_t least,
                                 std::size_t most) {

@@ -1,12 +1,16 @@
 // Numbers in the values of options.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "host/frames/frame.h"
 
 namespace host {
+
+// "1.5,2" as numbers; nothing when it is something else. They are finite.
+std::optional<std::vector<double>> reals_in(const std::string& text);
 
 // "1,2,3" as numbers, at least and at most so many; `option` is named in the CLI::ValidationError when it is
 // something else.

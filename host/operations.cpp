@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "host/failure.h"
+#include "host/grid.h"
 #include "host/library_output.h"
 #include "host/numbers.h"
 #include "host/statistics.h"
@@ -72,9 +73,8 @@ std::optional<std::int64_t> block_sum(const Frame& frame, std::size_t first, std
   std::int64_t sum = 0;
   for (std::size_t row = 0; row < factor; ++row, first += static_cast<std::size_t>(frame.width)) {
     for (std::size_t pixel = first; pixel < first + factor; ++pixel) {
-      if (!frame.unknown.empty() && frame.unknown[pixel]) return std::nullopt;
-      const std::uint32_t count = frame.counts[pixel];
-      sum += frame.is_signed ? std::int64_t{static_cast<std::int32_t>(count)} : std::int64_t{count};
+      if (frames::is_unknown(frame, pixel)) return std::nullopt;
+      sum += frames::count_of(frame, pixel);
     }
   }
   return sum;
@@ -91,10 +91,7 @@ Operation bin(int factor) {
     if (factor > std::min(frame.width, frame.height)) {
       throw std::runtime_error("--bin " + std::to_string(factor) + " is more than the frame's width or height");
     }
-    Frame binned;
-    binned.width = frame.width / factor;
-    binned.height = frame.height / factor;
-    binned.counts = frames::Counts(static_cast<std::size_t>(binned.width) * static_cast<std::size_t>(binned.height));
+    Frame binned = blank_frame(frame, frame.width / factor, frame.height / factor);
     const auto edge = static_cast<std::size_t>(factor);
     const auto columns = static_cast<std::size_t>(binned.width);
     for (std::size_t pixel = 0; pixel < binned.counts.size(); ++pixel) {
@@ -107,16 +104,9 @@ Operation bin(int factor) {
         binned.unknown[pixel] = true;
       }
     }
-    frame.width = binned.width;
-    frame.height = binned.height;
-    frame.counts = std::move(binned.counts);
-    frame.unknown = std::move(binned.unknown);
-    if (auto& pixel = frame.header.pixel_size) pixel = frames::Point{pixel->x * factor, pixel->y * factor};
-    // The centre of a pixel has whole coordinates.
-    if (auto& beam = frame.header.beam_centre) {
-      beam = frames::Point{(beam->x + 0.5) / factor - 0.5, (beam->y + 0.5) / factor - 0.5};
-    }
-    if (auto& saturation = frame.header.saturation) saturation = *saturation * factor * factor;
+    scale_geometry(binned.header, factor, factor);
+    if (auto& saturation = binned.header.saturation) saturation = *saturation * factor * factor;
+    frame = std::move(binned);
   };
 }
 
@@ -137,21 +127,10 @@ Operation fit(Size size) {
 Operation crop(const Numbers& numbers) {
   return [x = numbers[0], y = numbers[1], width = numbers[2], height = numbers[3]](Frame& frame) {
     if (x >= frame.width || y >= frame.height) throw std::runtime_error("--crop begins outside of the frame");
-    const int columns = std::min(width, frame.width - x);
-    const int rows = std::min(height, frame.height - y);
-    const auto kept = static_cast<std::size_t>(columns);
-    frames::Counts counts(kept * static_cast<std::size_t>(rows));
-    std::vector<bool> unknown(frame.unknown.empty() ? 0 : counts.size());
-    for (std::size_t row = 0; row < static_cast<std::size_t>(rows); ++row) {
-      const std::size_t first =
-          (static_cast<std::size_t>(y) + row) * static_cast<std::size_t>(frame.width) + static_cast<std::size_t>(x);
-      std::copy_n(frame.counts.begin() + first, kept, counts.begin() + row * kept);
-      for (std::size_t i = 0; i < kept && !unknown.empty(); ++i) unknown[row * kept + i] = frame.unknown[first + i];
-    }
-    frame.counts = std::move(counts);
-    frame.unknown = std::move(unknown);
-    frame.width = columns;
-    frame.height = rows;
+    const auto columns = static_cast<std::size_t>(frame.width);
+    const std::size_t first = static_cast<std::size_t>(y) * columns + static_cast<std::size_t>(x);
+    frame = rearranged(frame, std::min(width, frame.width - x), std::min(height, frame.height - y),
+                       [=](std::size_t column, std::size_t row) { return first + row * columns + column; });
     if (auto& beam = frame.header.beam_centre) beam = frames::Point{beam->x - x, beam->y - y};
   };
 }
@@ -161,20 +140,11 @@ Operation rotate() {
   return [](Frame& frame) {
     const auto columns = static_cast<std::size_t>(frame.width);
     const auto rows = static_cast<std::size_t>(frame.height);
-    frames::Counts counts(frame.counts.size());
-    std::vector<bool> unknown(frame.unknown.size());
-    for (std::size_t y = 0; y < rows; ++y) {
-      for (std::size_t x = 0; x < columns; ++x) {
-        const std::size_t target = x * rows + rows - 1 - y;
-        counts[target] = frame.counts[y * columns + x];
-        if (!unknown.empty()) unknown[target] = frame.unknown[y * columns + x];
-      }
-    }
-    frame.counts = std::move(counts);
-    frame.unknown = std::move(unknown);
-    if (auto& beam = frame.header.beam_centre) beam = frames::Point{frame.height - 1 - beam->y, beam->x};
-    if (auto& pixel = frame.header.pixel_size) std::swap(pixel->x, pixel->y);
-    std::swap(frame.width, frame.height);
+    Frame rotated = rearranged(frame, frame.height, frame.width,
+                               [=](std::size_t x, std::size_t y) { return (rows - 1 - x) * columns + y; });
+    if (auto& beam = rotated.header.beam_centre) beam = frames::Point{frame.height - 1 - beam->y, beam->x};
+    if (auto& pixel = rotated.header.pixel_size) std::swap(pixel->x, pixel->y);
+    frame = std::move(rotated);
   };
 }
 

@@ -57,6 +57,16 @@ struct Frame {
   std::vector<std::string> notes;  // what the user should know: a guessed size, data that end early (with `force`)
 };
 
+inline bool is_unknown(const Frame& frame, std::size_t pixel) {
+  return !frame.unknown.empty() && frame.unknown[pixel];
+}
+
+// With its sign; of unknown ones it is what the counts hold.
+inline std::int64_t count_of(const Frame& frame, std::size_t pixel) {
+  const std::uint32_t bits = frame.counts[pixel];
+  return frame.is_signed ? std::int64_t{static_cast<std::int32_t>(bits)} : std::int64_t{bits};
+}
+
 // How frames without a telling header are to be taken.
 struct LoadOptions {
   struct Size {

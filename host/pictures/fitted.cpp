@@ -4,6 +4,8 @@
 #include <cmath>
 #include <vector>
 
+#include "host/grid.h"
+
 namespace host {
 
 namespace {
@@ -17,34 +19,8 @@ int divided_up(int number, int divisor) {
   return (number + divisor - 1) / divisor;
 }
 
-std::int64_t count_at(const frames::Frame& frame, std::size_t pixel) {
-  const std::uint32_t bits = frame.counts[pixel];
-  return frame.is_signed ? std::int64_t{static_cast<std::int32_t>(bits)} : std::int64_t{bits};
-}
-
-frames::Frame empty_frame(const frames::Frame& frame, int width, int height) {
-  frames::Frame result;
-  result.format = frame.format;
-  result.width = width;
-  result.height = height;
-  result.counts = frames::Counts(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
-  result.is_signed = frame.is_signed;
-  result.header = frame.header;
-  result.notes = frame.notes;
-  return result;
-}
-
-// `factors` are pixels of the frame per new pixel. The centre of a pixel has whole coordinates.
-void adjust_geometry(frames::Header& header, double x_factor, double y_factor) {
-  if (header.pixel_size) header.pixel_size = {header.pixel_size->x * x_factor, header.pixel_size->y * y_factor};
-  if (header.beam_centre) {
-    header.beam_centre = {(header.beam_centre->x + 0.5) / x_factor - 0.5,
-                          (header.beam_centre->y + 0.5) / y_factor - 0.5};
-  }
-}
-
 frames::Frame reduced(const frames::Frame& frame, const Factors& factors) {
-  frames::Frame result = empty_frame(frame, divided_up(frame.width, factors.x), divided_up(frame.height, factors.y));
+  frames::Frame result = blank_frame(frame, divided_up(frame.width, factors.x), divided_up(frame.height, factors.y));
   const auto width = static_cast<std::size_t>(result.width);
   std::vector<std::int64_t> sums(result.counts.size());
   std::vector<std::int64_t> known(result.counts.size());
@@ -52,9 +28,9 @@ frames::Frame reduced(const frames::Frame& frame, const Factors& factors) {
   for (int y = 0; y < frame.height; ++y) {
     const std::size_t row = static_cast<std::size_t>(y / factors.y) * width;
     for (int x = 0; x < frame.width; ++x, ++pixel) {
-      if (!frame.unknown.empty() && frame.unknown[pixel]) continue;
+      if (frames::is_unknown(frame, pixel)) continue;
       const std::size_t block = row + static_cast<std::size_t>(x / factors.x);
-      sums[block] += count_at(frame, pixel);
+      sums[block] += frames::count_of(frame, pixel);
       ++known[block];
     }
   }
@@ -67,23 +43,18 @@ frames::Frame reduced(const frames::Frame& frame, const Factors& factors) {
       result.counts[block] = static_cast<std::uint32_t>(std::llround(mean));  // negative ones wrap
     }
   }
-  adjust_geometry(result.header, factors.x, factors.y);
+  scale_geometry(result.header, factors.x, factors.y);
   return result;
 }
 
 frames::Frame enlarged(const frames::Frame& frame, const Factors& factors) {
-  frames::Frame result = empty_frame(frame, frame.width * factors.x, frame.height * factors.y);
-  if (!frame.unknown.empty()) result.unknown.resize(result.counts.size());
-  std::size_t pixel = 0;
-  for (int y = 0; y < result.height; ++y) {
-    const std::size_t row = static_cast<std::size_t>(y / factors.y) * static_cast<std::size_t>(frame.width);
-    for (int x = 0; x < result.width; ++x, ++pixel) {
-      const std::size_t source = row + static_cast<std::size_t>(x / factors.x);
-      result.counts[pixel] = frame.counts[source];
-      if (!frame.unknown.empty()) result.unknown[pixel] = frame.unknown[source];
-    }
-  }
-  adjust_geometry(result.header, 1.0 / factors.x, 1.0 / factors.y);
+  const auto x_factor = static_cast<std::size_t>(factors.x);
+  const auto y_factor = static_cast<std::size_t>(factors.y);
+  const auto columns = static_cast<std::size_t>(frame.width);
+  frames::Frame result =
+      rearranged(frame, frame.width * factors.x, frame.height * factors.y,
+                 [=](std::size_t x, std::size_t y) { return y / y_factor * columns + x / x_factor; });
+  scale_geometry(result.header, 1.0 / factors.x, 1.0 / factors.y);
   return result;
 }
 

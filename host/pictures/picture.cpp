@@ -1,6 +1,7 @@
 #include "host/pictures/picture.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <map>
 #include <string>
@@ -8,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "host/numbers.h"
 #include "host/pictures/bar.h"
 #include "host/pictures/rings.h"
 #include "host/pictures/text.h"
@@ -25,9 +27,8 @@ const std::map<std::string, ColorMap> kColorMaps{{"classic", ColorMap::kClassic}
                                                  {"viridis", ColorMap::kViridis}};
 
 // Takes the number that the text begins with off its front.
-template <typename Number>
-std::optional<Number> take_number(std::string_view& text) {
-  Number number{};
+std::optional<std::int64_t> take_number(std::string_view& text) {
+  std::int64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   if (error != std::errc()) return std::nullopt;
   text.remove_prefix(static_cast<std::size_t>(end - text.data()));
@@ -41,10 +42,10 @@ bool can_be_counted(std::int64_t count) {
 
 CountRange parse_range(const std::string& text) {
   std::string_view rest = text;
-  const auto low = take_number<std::int64_t>(rest);
+  const auto low = take_number(rest);
   const bool has_hyphen = rest.starts_with('-');
   if (has_hyphen) rest.remove_prefix(1);
-  const auto high = take_number<std::int64_t>(rest);
+  const auto high = take_number(rest);
   if (!low || !has_hyphen || !high || !rest.empty()) {
     throw CLI::ValidationError("--range", "'" + text + "' is not of the form LO-HI, as in 0-500");
   }
@@ -56,18 +57,12 @@ CountRange parse_range(const std::string& text) {
 }
 
 std::vector<double> parse_rings(const std::string& text) {
-  std::vector<double> rings;
-  std::string_view rest = text;
-  for (bool goes_on = true; goes_on;) {
-    const auto spacing = take_number<double>(rest);
-    goes_on = rest.starts_with(',');
-    if (!spacing || !(*spacing > 0.0 && *spacing < 1e6) || (!goes_on && !rest.empty())) {
-      throw CLI::ValidationError("--rings", "'" + text + "' is no list of spacings in angstrom, as in 10,4.5,2");
-    }
-    rings.push_back(*spacing);
-    if (goes_on) rest.remove_prefix(1);
+  const auto spacings = reals_in(text);
+  const auto is_spacing = [](double number) { return number > 0.0 && number < 1e6; };
+  if (!spacings || !std::ranges::all_of(*spacings, is_spacing)) {
+    throw CLI::ValidationError("--rings", "'" + text + "' is no list of spacings in angstrom, as in 10,4.5,2");
   }
-  return rings;
+  return *spacings;
 }
 
 template <typename Value>

@@ -13,6 +13,8 @@
 #include <csignal>
 #include <cstdlib>
 
+#include "host/signals.h"
+
 namespace host {
 
 namespace {
@@ -24,6 +26,7 @@ std::string variable(const char* name) {
   return value == nullptr ? "" : value;
 }
 
+// Asked without a change of the program's own locale, in which numbers have a point.
 bool locale_is_utf8() {
   const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
   if (locale == nullptr) return false;
@@ -51,10 +54,6 @@ class Descriptor {
 class RawTerminal {
  public:
   explicit RawTerminal(int terminal) : terminal_(terminal) {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP, SIGTTIN, SIGTTOU}) sigaddset(&signals, number);
-    pthread_sigmask(SIG_BLOCK, &signals, &signals_before_);
     if (tcgetattr(terminal, &before_) != 0) return;
     termios raw = before_;
     raw.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
@@ -66,14 +65,15 @@ class RawTerminal {
   RawTerminal& operator=(const RawTerminal&) = delete;
   ~RawTerminal() {
     if (is_raw_) tcsetattr(terminal_, TCSANOW, &before_);
-    pthread_sigmask(SIG_SETMASK, &signals_before_, nullptr);
   }
   bool is_raw() const { return is_raw_; }
 
  private:
+  static constexpr std::array kWaiting{SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP, SIGTTIN, SIGTTOU};
+
+  BlockedSignals blocked_{kWaiting};  // the first member: they wait before the terminal changes, and until it is back
   int terminal_;
   termios before_{};
-  sigset_t signals_before_{};
   bool is_raw_ = false;
 };
 
@@ -103,6 +103,7 @@ std::string read_answers(int terminal) {
   return answers;
 }
 
+// Nothing when there is no terminal to ask.
 std::string ask_terminal(const std::string& questions) {
   const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
   // A process in the background would take the answers from the one in front.
@@ -123,19 +124,31 @@ std::string_view attributes_in(std::string_view answers) {
   return rest.substr(0, length);
 }
 
+TerminalGraphics best_characters(const Surroundings& surroundings) {
+  return surroundings.is_utf8 ? TerminalGraphics::kBlocks : TerminalGraphics::kAscii;
+}
+
+Surroundings surroundings_of_process() {
+  Surroundings surroundings;
+  surroundings.is_interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+  surroundings.is_utf8 = locale_is_utf8();
+  surroundings.no_color = !variable("NO_COLOR").empty();
+  surroundings.term = variable("TERM");
+  return surroundings;
+}
+
 }  // namespace
 
 std::optional<TerminalGraphics> graphics_of(const Surroundings& surroundings) {
-  const TerminalGraphics characters = surroundings.is_utf8 ? TerminalGraphics::kBlocks : TerminalGraphics::kAscii;
   if (surroundings.no_color) return TerminalGraphics::kAscii;
-  if (!surroundings.is_interactive) return characters;
+  if (!surroundings.is_interactive) return best_characters(surroundings);
   if (surroundings.term.empty() || surroundings.term == "dumb") return TerminalGraphics::kAscii;
-  if (surroundings.term == "linux") return characters;
+  if (surroundings.term == "linux") return best_characters(surroundings);
   return std::nullopt;
 }
 
 std::string terminal_questions(std::string_view term) {
-  // tmux and screen take the first question for a window's title.
+  // A picture of one pixel that is not to be shown. tmux and screen take it for a window's title.
   const bool is_multiplexer = term.starts_with("tmux") || term.starts_with("screen");
   return (is_multiplexer ? "" : "\033_Gi=31,s=1,v=1,a=q,t=d,f=24;AAAA\033\\") + std::string("\033[c");
 }
@@ -146,6 +159,7 @@ bool answers_are_complete(std::string_view answers) {
 
 std::optional<TerminalGraphics> graphics_in(std::string_view answers) {
   if (answers.find("\033_Gi=31;OK\033\\") != std::string_view::npos) return TerminalGraphics::kKitty;
+  // The first attribute is the class of the terminal: only those behind a semicolon tell what it can do.
   constexpr std::string_view kSixelGraphics = ";4;";
   const std::string attributes = std::string(attributes_in(answers)) + ";";
   if (attributes.find(kSixelGraphics) != std::string::npos) return TerminalGraphics::kSixel;
@@ -163,14 +177,10 @@ Terminal detect_terminal() {
   }
   const std::string depth = variable("COLORTERM");
   terminal.true_color = depth == "truecolor" || depth == "24bit";
-  Surroundings surroundings;
-  surroundings.is_interactive = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
-  surroundings.is_utf8 = locale_is_utf8();
-  surroundings.no_color = !variable("NO_COLOR").empty();
-  surroundings.term = variable("TERM");
+  const Surroundings surroundings = surroundings_of_process();
   std::optional<TerminalGraphics> graphics = graphics_of(surroundings);
   if (!graphics) graphics = graphics_in(ask_terminal(terminal_questions(surroundings.term)));
-  terminal.graphics = graphics.value_or(surroundings.is_utf8 ? TerminalGraphics::kBlocks : TerminalGraphics::kAscii);
+  terminal.graphics = graphics.value_or(best_characters(surroundings));
   return terminal;
 }
 

@@ -31,14 +31,18 @@ std::uint8_t entry_at(const Picture& picture, int x, int y) {
       .pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width) + static_cast<std::size_t>(x)];
 }
 
-int percent(std::uint8_t component) {
-  return (component * 100 + 127) / 255;
+unsigned percent(std::uint8_t component) {
+  return (component * 100U + 127U) / 255U;
+}
+
+void append_number(std::string& text, char mark, std::size_t number) {
+  text += mark;
+  text += std::to_string(number);
 }
 
 void append_run(std::string& text, std::size_t length, char sixel) {
-  if (length > 3) {
-    text += '!';
-    text += std::to_string(length);
+  if (length > 3) {  // otherwise the number would save nothing
+    append_number(text, '!', length);
     text += sixel;
   } else {
     text.append(length, sixel);
@@ -58,9 +62,12 @@ void append_sixels(std::string& text, const std::vector<std::uint8_t>& sixels) {
   }
 }
 
+// A band of sixels is so many rows high.
+constexpr int kBandRows = 6;
+
 void append_band(std::string& text, const Picture& picture, int top) {
   std::array<std::vector<std::uint8_t>, 256> bands;
-  for (int y = top; y < std::min(top + 6, picture.height); ++y) {
+  for (int y = top; y < std::min(top + kBandRows, picture.height); ++y) {
     for (int x = 0; x < picture.width; ++x) {
       std::vector<std::uint8_t>& band = bands[entry_at(picture, x, y)];
       if (band.empty()) band.resize(static_cast<std::size_t>(picture.width));
@@ -70,10 +77,9 @@ void append_band(std::string& text, const Picture& picture, int top) {
   }
   for (std::size_t entry = 0; entry < bands.size(); ++entry) {
     if (bands[entry].empty()) continue;
-    text += '#';
-    text += std::to_string(entry);
+    append_number(text, '#', entry);
     append_sixels(text, bands[entry]);
-    text += "$";  // back to the left
+    text += '$';  // back to the left
   }
   text.back() = '-';  // on to the next band
 }
@@ -105,10 +111,7 @@ int nearest_color(const Rgb& colour) {
 std::string color_code(const Rgb& colour, bool true_color) {
   if (!true_color) return std::string("5;").append(std::to_string(nearest_color(colour)));
   std::string code = "2";
-  for (const std::uint8_t component : {colour.red, colour.green, colour.blue}) {
-    code += ';';
-    code += std::to_string(component);
-  }
+  for (const std::uint8_t component : {colour.red, colour.green, colour.blue}) append_number(code, ';', component);
   return code;
 }
 
@@ -125,12 +128,26 @@ Room room_in(const Terminal& terminal) {
   const int rows = std::max(terminal.rows - kPromptRows, 1);
   switch (terminal.graphics) {
     case TerminalGraphics::kAscii:
-      return {terminal.columns, rows, 2};
+      return {terminal.columns, rows, 2};  // letters are about twice as high as wide
     case TerminalGraphics::kBlocks:
       return {terminal.columns, 2 * rows, 1};
     default:
+      // Where the terminal does not tell its pixels, those of 80 x 24 letters of 10 x 20.
       if (terminal.pixel_width <= 0 || terminal.pixel_height <= 0) return {800, 480, 1};
       return {terminal.pixel_width, terminal.pixel_height * rows / terminal.rows, 1};
+  }
+}
+
+std::string drawing(const Picture& picture, const Terminal& terminal, ColorMap colors) {
+  switch (terminal.graphics) {
+    case TerminalGraphics::kKitty:
+      return kitty_drawing(picture);
+    case TerminalGraphics::kSixel:
+      return sixel_drawing(picture);
+    case TerminalGraphics::kBlocks:
+      return block_drawing(picture, terminal.true_color);
+    default:
+      return ascii_drawing(picture, make_colors(colors));
   }
 }
 
@@ -155,15 +172,14 @@ std::string sixel_drawing(const Picture& picture) {
   std::string text = "\033P0;1;0q\"1;1;" + std::to_string(picture.width) + ";" + std::to_string(picture.height);
   for (std::size_t entry = 0; entry < picture.palette.size(); ++entry) {
     if (!used[entry]) continue;
-    text += '#';
-    text += std::to_string(entry) + ";2";
+    append_number(text, '#', entry);
+    text += ";2";  // red, green and blue follow
     const Rgb& colour = picture.palette[entry];
     for (const std::uint8_t component : {colour.red, colour.green, colour.blue}) {
-      text += ';';
-      text += std::to_string(percent(component));
+      append_number(text, ';', percent(component));
     }
   }
-  for (int top = 0; top < picture.height; top += 6) append_band(text, picture, top);
+  for (int top = 0; top < picture.height; top += kBandRows) append_band(text, picture, top);
   return text + "\033\\\n";
 }
 
@@ -209,7 +225,7 @@ std::string ascii_drawing(const Picture& picture, const Colors& colors) {
 void draw_in_terminal(const frames::Frame& frame, const PictureOptions& options, const Terminal& terminal,
                       std::FILE* out, Remarks& remarks) {
   PictureOptions chosen = options;
-  // Characters have no colour, and in the classic map's place ink of its own is needed.
+  // Letters stand for levels, from faint to bright, and for ink, which is a level itself in the classic map.
   if (terminal.graphics == TerminalGraphics::kAscii) chosen.colors = ColorMap::kGrey;
   Room room = room_in(terminal);
   frames::Frame shown = fitted(frame, room);
@@ -218,22 +234,7 @@ void draw_in_terminal(const frames::Frame& frame, const PictureOptions& options,
     shown = fitted(frame, room);
   }
   const CountRange range = chosen_range(frame, options, remarks);
-  const Picture picture = draw_picture_in_range(shown, range, chosen, remarks);
-  std::string text;
-  switch (terminal.graphics) {
-    case TerminalGraphics::kKitty:
-      text = kitty_drawing(picture);
-      break;
-    case TerminalGraphics::kSixel:
-      text = sixel_drawing(picture);
-      break;
-    case TerminalGraphics::kBlocks:
-      text = block_drawing(picture, terminal.true_color);
-      break;
-    case TerminalGraphics::kAscii:
-      text = ascii_drawing(picture, make_colors(chosen.colors));
-      break;
-  }
+  const std::string text = drawing(draw_picture_in_range(shown, range, chosen, remarks), terminal, chosen.colors);
   std::fwrite(text.data(), 1, text.size(), out);
 }
 

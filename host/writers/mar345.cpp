@@ -49,10 +49,10 @@ void copy_pixels(const frames::Frame& frame, Mar345Frame& mar) {
   if (!frame.unknown.empty()) mar.unknown.resize(side * side);
   for (std::size_t y = 0; y < height; ++y) {
     for (std::size_t x = 0; x < width; ++x) {
-      const std::uint32_t count = frame.counts[y * width + x];
-      const bool is_unknown = !frame.unknown.empty() && frame.unknown[y * width + x];
+      const std::size_t pixel = y * width + x;
+      const bool is_unknown = frames::is_unknown(frame, pixel);
       if (is_unknown) mar.unknown[y * side + x] = true;
-      mar.counts[y * side + x] = is_unknown || (frame.is_signed && count > kLargestRecorded) ? 0 : count;
+      mar.counts[y * side + x] = is_unknown || frames::count_of(frame, pixel) < 0 ? 0 : frame.counts[pixel];
     }
   }
 }

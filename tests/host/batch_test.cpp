@@ -86,6 +86,11 @@ TEST(Tasks, OtherExceptionsTakeNoOtherTaskWithThem) {
   EXPECT_EQ(results[2].text, "was not foreseen");
 }
 
+TEST(Tasks, TheLineOfAFailureNamesTheFileOnce) {
+  EXPECT_EQ(host::failure_line("a.img", {State::kFailed, "a.img: is bad"}), "xrdimage: a.img: is bad\n");
+  EXPECT_EQ(host::failure_line("a.img", {State::kCrashed, "was ended"}), "xrdimage: a.img: was ended\n");
+}
+
 TEST(Tasks, IgnoredSignalsDoNotInterrupt) {
   auto* const before = std::signal(SIGHUP, SIG_IGN);
   const auto results = results_of(20, 2, [](std::size_t) {

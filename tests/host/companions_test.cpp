@@ -1,4 +1,5 @@
 // The programs zimg and xv, run as the library's view() runs them.
+#include "tests/host/png_file.h"
 #include "tests/host/program.h"
 
 namespace {
@@ -57,7 +58,7 @@ TEST_F(Zimg, NegativeEndsOfTheRangeAreUnderstood) {
 TEST_F(Zimg, WithoutAColourMapThePictureIsGrey) {
   EXPECT_EQ(zimg("--unsigned-short -r 2x3 -o out.png dump.raw").status, 0);
   const test::Png picture = test::read_png("out.png");
-  EXPECT_TRUE(picture.grey);
+  EXPECT_TRUE(picture.is_grey);
   EXPECT_EQ(picture.pixel(1, 0), (Components{0, 0, 0}));
   EXPECT_EQ(picture.pixel(2, 1), (Components{255, 255, 255}));
 }

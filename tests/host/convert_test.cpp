@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "host/synthetic_frame.h"
+#include "tests/host/png_file.h"
 #include "tests/host/program.h"
 #include "xrdimage.h"
 

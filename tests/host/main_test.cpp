@@ -49,6 +49,12 @@ TEST(Program, UsageNamesTheOptionsThatMustBeGiven) {
             std::string::npos);
 }
 
+TEST(Program, HelpNamesTheFormatsThatCanBeWritten) {
+  const test::Workplace place;
+  EXPECT_NE(place.xrdimage("convert --help").out.find("Format, for folders: png edf tif img mar pck raw npy\n"),
+            std::string::npos);
+}
+
 TEST(Program, HelpAllExplainsWhatHelpOnlyNames) {
   const test::Workplace place;
   const std::string brief = place.xrdimage("convert --help").out;

@@ -1,6 +1,5 @@
 #include "tests/host/program.h"
 
-#include <png.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -45,26 +44,6 @@ std::vector<std::string> Workplace::files() const {
   }
   std::ranges::sort(names);
   return names;
-}
-
-std::vector<int> Png::pixel(unsigned x, unsigned y) const {
-  const std::size_t first = (std::size_t{y} * width + x) * 3;
-  return {rgb.at(first), rgb.at(first + 1), rgb.at(first + 2)};
-}
-
-Png read_png(const std::string& path) {
-  png_image image{};
-  image.version = PNG_IMAGE_VERSION;
-  EXPECT_NE(png_image_begin_read_from_file(&image, path.c_str()), 0) << path << ": " << image.message;
-  Png picture{image.width,
-              image.height,
-              (image.format & PNG_FORMAT_FLAG_COLOR) == 0,
-              (image.format & PNG_FORMAT_FLAG_COLORMAP) != 0,
-              {}};
-  image.format = PNG_FORMAT_RGB;
-  picture.rgb.resize(PNG_IMAGE_SIZE(image));
-  EXPECT_NE(png_image_finish_read(&image, nullptr, picture.rgb.data(), 0, nullptr), 0) << path << ": " << image.message;
-  return picture;
 }
 
 std::string mar345_words(std::uint32_t size, std::uint32_t overflows) {

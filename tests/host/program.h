@@ -36,18 +36,6 @@ class Workplace {
   TemporaryDirectory directory_;
 };
 
-// A PNG file's pixels as three bytes red, green, blue each.
-struct Png {
-  unsigned width = 0;
-  unsigned height = 0;
-  bool grey = false;
-  bool has_palette = false;
-  std::vector<std::uint8_t> rgb;
-
-  std::vector<int> pixel(unsigned x, unsigned y) const;
-};
-Png read_png(const std::string& path);
-
 // The 128 bytes of a mar345 frame's binary header, newer layout.
 std::string mar345_words(std::uint32_t size, std::uint32_t overflows);
 // Text header lines of 64 characters, filled up to the header's 3968 bytes.

@@ -4,22 +4,19 @@
 
 #include <vector>
 
+#include "tests/host/frame_of.h"
+
 namespace {
 
 using host::Statistics;
 using host::statistics_of;
 
-frames::Frame frame_of(const std::vector<std::uint32_t>& counts) {
-  frames::Frame frame;
-  frame.width = static_cast<int>(counts.size());
-  frame.height = 1;
-  frame.counts = frames::Counts(counts.size());
-  std::ranges::copy(counts, frame.counts.begin());
-  return frame;
+frames::Frame row_of(const std::vector<std::uint32_t>& counts) {
+  return test::frame_of(static_cast<int>(counts.size()), 1, counts);
 }
 
 TEST(Statistics, UnknownPixelsAreCountedAndLeftOut) {
-  frames::Frame frame = frame_of({4, 1, 9, 2, 1000});
+  frames::Frame frame = row_of({4, 1, 9, 2, 1000});
   frame.unknown = {false, true, false, false, true};
   const Statistics result = statistics_of(frame);
   EXPECT_EQ(result.minimum, 2);
@@ -30,13 +27,13 @@ TEST(Statistics, UnknownPixelsAreCountedAndLeftOut) {
 }
 
 TEST(Statistics, SumsDoNotOverflow) {
-  const Statistics result = statistics_of(frame_of(std::vector<std::uint32_t>(1000, 0xFFFFFFFF)));
+  const Statistics result = statistics_of(row_of(std::vector<std::uint32_t>(1000, 0xFFFFFFFF)));
   EXPECT_EQ(result.minimum, 0xFFFFFFFFLL);
   EXPECT_DOUBLE_EQ(result.mean, 4294967295.0);
 }
 
 TEST(Statistics, SignedCountsMayBeNegative) {
-  frames::Frame frame = frame_of({0xFFFFFFFE, 3, 0x80000000});
+  frames::Frame frame = row_of({0xFFFFFFFE, 3, 0x80000000});
   frame.is_signed = true;
   const Statistics result = statistics_of(frame);
   EXPECT_EQ(result.minimum, -2147483648LL);
@@ -45,7 +42,7 @@ TEST(Statistics, SignedCountsMayBeNegative) {
 }
 
 TEST(Statistics, NothingIsKnownOfUnknownPixelsAlone) {
-  frames::Frame frame = frame_of({7, 7, 7});
+  frames::Frame frame = row_of({7, 7, 7});
   frame.unknown = {true, true, true};
   const Statistics result = statistics_of(frame);
   EXPECT_EQ(result.known, 0U);

@@ -1,5 +1,6 @@
 #include <filesystem>
 
+#include "tests/host/png_file.h"
 #include "tests/host/program.h"
 
 namespace {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 
+#include "tests/host/png_file.h"
 #include "tests/host/program.h"
 
 namespace {

@@ -1,6 +1,9 @@
 #include "host/pictures/colors.h"
 
-#include "tests/host/pictures/frame_of.h"
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <span>
 
 namespace {
 

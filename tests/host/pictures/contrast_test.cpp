@@ -1,11 +1,13 @@
 #include "host/pictures/contrast.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <limits>
 #include <numeric>
 #include <random>
 
-#include "tests/host/pictures/frame_of.h"
+#include "tests/host/pictures/frames_and_pixels.h"
 
 namespace {
 

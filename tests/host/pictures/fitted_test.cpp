@@ -1,6 +1,8 @@
 #include "host/pictures/fitted.h"
 
-#include "tests/host/pictures/frame_of.h"
+#include <gtest/gtest.h>
+
+#include "tests/host/pictures/frames_and_pixels.h"
 
 namespace {
 

@@ -1,9 +1,11 @@
 #include "host/pictures/picture.h"
 
+#include <gtest/gtest.h>
+
 #include <CLI/CLI.hpp>
 
 #include "host/pictures/bar.h"
-#include "tests/host/pictures/frame_of.h"
+#include "tests/host/pictures/frames_and_pixels.h"
 
 namespace {
 
@@ -57,7 +59,7 @@ TEST(PictureOptions, WhatIsWrongIsSaidInALine) {
   }
   EXPECT_EQ(parse({"--range", "7-7"}, options), "--range: '7-7' does not go upwards");
   EXPECT_EQ(parse({"--range", "0-4294967296"}, options), "--range: '0-4294967296' is beyond 32 bits");
-  for (const char* text : {"0", "-1", "4,", ",4", "4;5", "nan", "inf", "x", ""}) {
+  for (const char* text : {"0", "-1", "4,", ",4", "4;5", "4,0", "1e6", "1e999", "nan", "inf", "x", ""}) {
     EXPECT_EQ(parse({"--rings", text}, options),
               "--rings: '" + std::string(text) + "' is no list of spacings in angstrom, as in 10,4.5,2");
   }

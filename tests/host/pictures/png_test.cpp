@@ -2,7 +2,8 @@
 
 #include <cerrno>
 
-#include "tests/host/pictures/frame_of.h"
+#include "tests/host/pictures/frames_and_pixels.h"
+#include "tests/host/png_file.h"
 #include "tests/host_environment.h"
 
 namespace {
@@ -14,7 +15,7 @@ Picture small_picture() {
 }
 
 TEST(PicturePng, PaletteColoursComeBack) {
-  const test::DecodedPng decoded = test::decode_png(host::png_bytes(small_picture()));
+  const test::Png decoded = test::decode_png(host::png_bytes(small_picture()));
   EXPECT_EQ(decoded.width, 3U);
   EXPECT_EQ(decoded.height, 2U);
   EXPECT_TRUE(decoded.has_palette);
@@ -22,7 +23,7 @@ TEST(PicturePng, PaletteColoursComeBack) {
 }
 
 TEST(PicturePng, WithoutAPalettePixelsAreGreyValues) {
-  const test::DecodedPng decoded = test::decode_png(host::png_bytes({3, 1, {0, 127, 255}, {}}));
+  const test::Png decoded = test::decode_png(host::png_bytes({3, 1, {0, 127, 255}, {}}));
   EXPECT_TRUE(decoded.is_grey);
   EXPECT_EQ(decoded.rgb, (std::vector<std::uint8_t>{0, 0, 0, 127, 127, 127, 255, 255, 255}));
 }

@@ -1,10 +1,12 @@
 #include "host/pictures/rings.h"
 
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <functional>
 #include <stdexcept>
 
-#include "tests/host/pictures/frame_of.h"
+#include "tests/host/pictures/frames_and_pixels.h"
 
 namespace {
 

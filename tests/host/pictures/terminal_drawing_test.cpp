@@ -3,7 +3,7 @@
 #include <cstdlib>
 
 #include "host/pictures/png.h"
-#include "tests/host/pictures/frame_of.h"
+#include "tests/host/pictures/frames_and_pixels.h"
 #include "tests/host_environment.h"
 
 namespace {

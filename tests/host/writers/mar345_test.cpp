@@ -100,8 +100,7 @@ TEST(Mar345Writer, LargeAndUnknownCountsHaveRecords) {
   frame.counts[6] = 65536;
   frame.counts[50] = 0x7FFFFFFF;
   frame.counts[98] = 3;
-  frame.unknown.resize(100);
-  frame.unknown[98] = true;
+  frames::mark_unknown(frame, 98);
   const Written file = mar345(frame);
   EXPECT_EQ(file.bytes.substr(8, 4), test::little32(3));
   EXPECT_EQ(file.bytes.substr(4096, 64),
@@ -120,8 +119,7 @@ TEST(Mar345Writer, IntensitiesAreThoseOfLargeCountsToo) {
   frame.counts[3] = 100000;
   frame.counts[4] = 300000;
   frame.counts[5] = 900000;
-  frame.unknown.resize(100);
-  frame.unknown[5] = true;
+  frames::mark_unknown(frame, 5);
   // Mean 700005 / 4; the squares sum up to 190000000025.
   const std::vector<std::string> lines = header_lines(mar345(frame).bytes);
   EXPECT_EQ(std::ranges::count(lines, "INTENSITY      MIN 5  MAX 300000  AVE 175001.2  SIG 129902.13"), 1);
@@ -147,8 +145,7 @@ TEST(Mar345Writer, LibraryMarksUnknownAndSaturatedPixels) {
   frames::Frame frame = small_frame();
   frame.counts[1] = 255999;
   frame.counts[2] = 256000;
-  frame.unknown.resize(100);
-  frame.unknown[3] = true;
+  frames::mark_unknown(frame, 3);
   const test::TemporaryDirectory directory;
   unsigned* daten = nullptr;
   int width = 0;
@@ -227,8 +224,7 @@ TEST(Mar345Writer, FirstPixelCanHaveNoRecord) {
   EXPECT_EQ(large.warnings,
             Warnings{"the first pixel's count of 70000 was written as 65535, as it can have no overflow record"});
   EXPECT_EQ(loaded(large).counts[0], 65535U);
-  frame.unknown.resize(100);
-  frame.unknown[0] = true;
+  frames::mark_unknown(frame, 0);
   const Written unknown = mar345(frame);
   EXPECT_EQ(unknown.warnings, Warnings{"1 pixels of unknown count were written as 65535"});
   EXPECT_EQ(loaded(unknown).counts[0], 65535U);

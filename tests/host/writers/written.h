@@ -14,11 +14,12 @@
 
 #include "host/frames/loaders.h"
 #include "host/writers/writers.h"
+#include "tests/host/frame_of.h"
+#include "tests/host/frames/load_bytes.h"
 #include "tests/host_environment.h"
 
 namespace test {
 
-using Counts = std::vector<std::uint32_t>;
 using Warnings = std::vector<std::string>;
 
 struct Size {
@@ -27,16 +28,6 @@ struct Size {
 };
 // Rows, columns and rectangles; the last one is larger than the blocks in which samples are written.
 constexpr Size kSizes[] = {{1, 1}, {2, 1}, {9, 1}, {1, 9}, {2, 2}, {7, 5}, {13, 31}, {301, 707}};
-
-inline frames::Frame frame_of(int width, int height, const Counts& counts, bool is_signed = false) {
-  frames::Frame frame;
-  frame.width = width;
-  frame.height = height;
-  frame.counts = frames::Counts(counts.size());
-  std::ranges::copy(counts, frame.counts.begin());
-  frame.is_signed = is_signed;
-  return frame;
-}
 
 // Counts from 0 to `largest`; signed ones are negative every third time. One pixel in five is unknown when there are
 // unknown ones.
@@ -87,10 +78,6 @@ inline Written written(Writer write, const frames::Frame& frame, std::optional<i
   }
   EXPECT_TRUE(remarks.values.empty());
   return {read_file(path), remarks.warnings};
-}
-
-inline frames::Bytes bytes_of(const std::string& file) {
-  return {reinterpret_cast<const unsigned char*>(file.data()), file.size()};
 }
 
 inline Counts counts_of(const frames::Frame& frame) {
