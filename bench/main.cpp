@@ -1,16 +1,18 @@
-// Measures the library's functions beside naive transcriptions and limits, as FRAME/ROW/library, plain and limit. With
-// --check, runs each once on a small frame and compares results only.
+// Measures the library's functions beside naive transcriptions and limits, as FRAME/ROW/library, plain and limit, and
+// the program. With --check, runs each function once on a small frame and compares results only. With --read [FRAME],
+// reads one frame, or none, and ends.
 #include <benchmark/benchmark.h>
-#include <malloc.h>
-#include <ctime>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "bench/rows.h"
+#include "xrdimage.h"
 
 namespace {
 
@@ -27,11 +29,8 @@ Rows all_rows(const Frame& frame) {
   return all;
 }
 
-// The processor's time: other programs take part in it less than in the time that passes.
 double now() {
-  timespec time{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
 void measure(benchmark::State& state, const Row& row, const std::function<void()>& run) {
@@ -53,9 +52,10 @@ void add_benchmarks(const Frame& frame, const Row& row) {
   const auto add = [&](const char* variant, const std::function<void()>& run) {
     if (!run) return;
     const std::string name = frame.name + "/" + row.name + "/" + variant;
-    benchmark::RegisterBenchmark(name.c_str(), [&row, run](benchmark::State& state) { measure(state, row, run); })
-        ->UseManualTime()
-        ->Unit(benchmark::kMillisecond);
+    auto* const added =
+        benchmark::RegisterBenchmark(name.c_str(), [&row, run](benchmark::State& state) { measure(state, row, run); });
+    added->UseManualTime()->Unit(benchmark::kMillisecond);
+    if (row.runs > 0) added->Iterations(row.runs);
   };
   add("library", row.library);
   add("plain", row.plain);
@@ -79,19 +79,30 @@ int check(const Frame& frame, const Rows& rows) {
   return failed;
 }
 
+int read_once(const char* path) {
+  unsigned int* pixels = nullptr;
+  int width = 0;
+  int height = 0;
+  const int found = new_read_pck(path, &pixels, &width, &height);
+  std::free(pixels);
+  return found == 1 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  // New arrays are new memory each time, as in a program that works on its first frame.
-  mallopt(M_MMAP_THRESHOLD, 1 << 20);
   if (argc == 2 && std::string_view(argv[1]) == "--check") {
     constexpr int kSize = 594;  // enough for every path, and even: smoothing leaves the size as it is
     const Frame frame = bench::make_frame(kSize);
     return check(frame, all_rows(frame)) == 0 ? 0 : 1;
   }
+  if (argc >= 2 && std::string_view(argv[1]) == "--read") return argc == 2 ? 0 : read_once(argv[2]);
   const std::vector<Frame> frames = bench::load_frames();
   std::vector<Rows> rows;
-  for (const Frame& frame : frames) rows.push_back(all_rows(frame));
+  for (const Frame& frame : frames) {
+    rows.push_back(all_rows(frame));
+    std::ranges::move(bench::program_rows(frame), std::back_inserter(rows.back()));
+  }
   for (std::size_t i = 0; i < frames.size(); ++i) {
     for (const Row& row : rows[i]) add_benchmarks(frames[i], row);
   }

@@ -1,4 +1,4 @@
-// Gaussian smoothing. The limit of the whole is its three transforms by FFTW 2.
+// Gaussian smoothing. The limit of the whole is its three transforms in one thread.
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -16,6 +16,11 @@ namespace bench {
 namespace {
 
 constexpr int kSigma = 3;
+#if defined(XRDIMAGE_FFTW3)
+constexpr const char* kBackend = ", FFTW 3";
+#else
+constexpr const char* kBackend = "";
+#endif
 
 Row fill_gauss_row(const Frame& frame) {
   const auto kernel = std::make_shared<naive::Reals>(naive::kernel_size(frame.width, frame.height));
@@ -52,7 +57,7 @@ Row smoothing_row(const std::string& name, const Frame& frame, Function smooth) 
     state->pixels.reset(static_cast<Pixel*>(std::malloc(count * sizeof(Pixel))));
     std::ranges::copy(state->image.pixels, state->pixels.get());
   };
-  return {.name = name,
+  return {.name = name + kBackend,
           .prepare = restore,
           .library =
               [=] {

@@ -114,7 +114,7 @@ class InterruptGuard {
 
   // Forks; the new process is ended by interrupts again, also by one that comes right now.
   pid_t start_process() const {
-    const BlockedSignals blocked(kInterrupts);
+    const xrd::BlockedSignals blocked(signal_set(kInterrupts));
     const pid_t process = fork();
     if (process == 0) restore();
     return process;

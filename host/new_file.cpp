@@ -46,7 +46,7 @@ int open_temporary(const fs::path& folder, std::string& path) {
   const std::string prefix = ".xrdimage-" + std::to_string(getpid()) + "-";
   int descriptor = -1;
   // Interrupts wait until it is known which file they are to take away.
-  const BlockedSignals blocked(kInterrupts);
+  const xrd::BlockedSignals blocked(signal_set(kInterrupts));
   for (int attempt = 0; descriptor < 0 && attempt < kMostAttempts; ++attempt) {
     path = (folder / (prefix + std::to_string(attempt) + ".part")).string();
     descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);

@@ -5,31 +5,25 @@
 #include <exception>
 #include <thread>
 
+#include "support/blocked_signals.h"
+
 namespace xrd {
 
-// While it lives, new threads of this one get no signals: hosts expect theirs in threads of their own.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-
- private:
-  sigset_t before_{};
-};
+// A thread that gets no signals: hosts expect theirs in threads of their own.
+template <typename Action>
+std::thread start_thread(Action action) {
+  sigset_t all;
+  sigfillset(&all);
+  const BlockedSignals blocked(all);
+  return std::thread(action);
+}
 
 // Calls action(0) and action(1), at the same time where a thread can be had. They must not throw.
 template <typename Action>
 void in_two_threads(Action action) {
   std::thread second;
   try {
-    const SignalsBlocked blocked;
-    second = std::thread(action, 1);
+    second = start_thread([=] { action(1); });
   } catch (const std::exception&) {
     action(1);
   }

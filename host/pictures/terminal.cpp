@@ -71,7 +71,8 @@ class RawTerminal {
  private:
   static constexpr std::array kWaiting{SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP, SIGTTIN, SIGTTOU};
 
-  BlockedSignals blocked_{kWaiting};  // the first member: they wait before the terminal changes, and until it is back
+  xrd::BlockedSignals blocked_{
+      signal_set(kWaiting)};  // the first member: they wait before the terminal changes, and until it is back
   int terminal_;
   termios before_{};
   bool is_raw_ = false;

@@ -1,0 +1,20 @@
+// Signals that have to wait.
+#pragma once
+
+#include <csignal>
+
+namespace xrd {
+
+// While it lives, these signals wait in this thread, and in those that it starts for good.
+class BlockedSignals {
+ public:
+  explicit BlockedSignals(const sigset_t& signals) { pthread_sigmask(SIG_BLOCK, &signals, &before_); }
+  BlockedSignals(const BlockedSignals&) = delete;
+  BlockedSignals& operator=(const BlockedSignals&) = delete;
+  ~BlockedSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_{};
+};
+
+}  // namespace xrd
