@@ -2,11 +2,13 @@
 // the program. With --check, runs each function once on a small frame and compares results only. With --read [FRAME],
 // reads one frame, or none, and ends.
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -97,6 +99,9 @@ int main(int argc, char** argv) {
     return check(frame, all_rows(frame)) == 0 ? 0 : 1;
   }
   if (argc >= 2 && std::string_view(argv[1]) == "--read") return argc == 2 ? 0 : read_once(argv[2]);
+  // New arrays are memory that the process has had before, as in a program that goes through many frames.
+  mallopt(M_MMAP_THRESHOLD, std::numeric_limits<int>::max());
+  mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());
   const std::vector<Frame> frames = bench::load_frames();
   std::vector<Rows> rows;
   for (const Frame& frame : frames) {

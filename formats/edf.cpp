@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <span>
 #include <string_view>
 
@@ -34,11 +35,10 @@ bool bits_from_data_type(std::string_view data_type, int* bits) {
 }
 
 // Fills the image with the samples as they stand in the file, packed from its first byte on: narrow samples fill
-// only its first part, and wider ones than a pixel only as far as the image goes.
-// What is not filled stays zero.
-void read_samples(std::span<unsigned int> image, int bits, std::FILE* stream) {
+// only its first part, and wider ones than a pixel only as far as the image goes. Returns how many bytes were read.
+std::size_t read_samples(std::span<unsigned int> image, int bits, std::FILE* stream) {
   const int sample_bytes = std::clamp(bits / 8, 0, static_cast<int>(sizeof(unsigned int)));
-  static_cast<void>(std::fread(image.data(), 1, image.size() * static_cast<std::size_t>(sample_bytes), stream));
+  return std::fread(image.data(), 1, image.size() * static_cast<std::size_t>(sample_bytes), stream);
 }
 
 void write_edf(const char* filename, const unsigned int* data, int width, int height, const char* data_type, int bits) {
@@ -111,15 +111,20 @@ extern "C" int read_edf(const char* filename, unsigned int** daten, int* bits, i
   if (size.width == 0) size = xrd::ask_detector_size({1242, 1152});
 
   const auto pixels = xrd::allocatable_pixels(size.width, size.height);
-  // Zeroed, so that the size which a small damaged file states takes no memory before it is used.
-  auto image = pixels ? xrd::allocate_zeroed<unsigned int>(*pixels) : nullptr;
+  // What the samples do not fill is zero. Only a file that is as large as the image is let fill memory that is not
+  // zeroed before, so that the size which a small damaged file states takes no memory before it is used.
+  const bool is_large = xrd::file_bytes(fileno(stream.get())) / sizeof(unsigned int) >= pixels.value_or(0);
+  auto* const allocate = is_large ? xrd::allocate_unset<unsigned int> : xrd::allocate_zeroed<unsigned int>;
+  auto image = pixels ? allocate(*pixels) : nullptr;
   if (!image) {
     std::printf("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width,
                 size.height);
     return 0;
   }
-  xrd::print_allocated(*pixels * sizeof(unsigned int));
-  read_samples({image.get(), *pixels}, *bits, stream.get());
+  const std::size_t bytes = *pixels * sizeof(unsigned int);
+  xrd::print_allocated(bytes);
+  const std::size_t read = read_samples({image.get(), *pixels}, *bits, stream.get());
+  if (is_large) std::memset(reinterpret_cast<unsigned char*>(image.get()) + read, 0, bytes - read);
   std::printf("# %d x %d %dbit char read\n", size.width, size.height, *bits);
   *width = size.width;
   *height = size.height;

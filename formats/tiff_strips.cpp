@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 
 #include "support/assertion.h"
+#include "support/files.h"
 #include "support/image_size.h"
 
 namespace xrd {
@@ -44,13 +46,25 @@ MallocArray<std::int16_t> read_strips(tiff* image, std::size_t pixels) {
   const std::uint32_t strips = TIFFNumberOfStrips(image);
   if (strip_bytes != 0 && strips > kMaxStripBytes / strip_bytes) return nullptr;
   const auto all_bytes = static_cast<std::size_t>(strip_bytes * strips);
-  auto samples = allocate_zeroed<std::int16_t>(std::max(pixels, all_bytes / sizeof(std::int16_t) + 1));
+  const std::size_t count = std::max(pixels, all_bytes / sizeof(std::int16_t) + 1);
+  // What strips do not fill is zero. Only a file that is as large as the array is let fill memory that is zeroed strip
+  // by strip, which then is in the cache: the size that a small damaged file states takes no memory.
+  const bool is_large = file_bytes(TIFFFileno(image)) >= count * sizeof(std::int16_t);
+  auto samples = is_large ? allocate_unset<std::int16_t>(count) : allocate_zeroed<std::int16_t>(count);
   if (!samples) return nullptr;
   auto* bytes = reinterpret_cast<unsigned char*>(samples.get());
   const auto step = static_cast<std::size_t>(strip_bytes / 2 * 2);
+  std::size_t zeroed = is_large ? 0 : count * sizeof(std::int16_t);  // bytes
+  const auto zero_up_to = [&](std::size_t end) {
+    if (end <= zeroed) return;
+    std::memset(bytes + zeroed, 0, end - zeroed);
+    zeroed = end;
+  };
   for (std::uint32_t strip = 0; strip < strips; ++strip) {
+    zero_up_to(strip * step + static_cast<std::size_t>(strip_bytes));
     TIFFReadEncodedStrip(image, strip, bytes + strip * step, -1);
   }
+  zero_up_to(count * sizeof(std::int16_t));
   return samples;
 }
 

@@ -104,8 +104,8 @@ void form_differences(const short* pixels, std::ptrdiff_t width, std::size_t cou
 // Bits on their way to bytes, lowest first. Writes whole words, so that bytes behind the last bit lose what they held.
 class BitWriter {
  public:
-  // Goes on at bit `used` (0 to 7) of `*byte`.
-  BitWriter(unsigned char* byte, unsigned used) : byte_(byte), word_(used > 0 ? *byte : 0), used_(used) {}
+  // From the lowest bit of the byte on.
+  explicit BitWriter(unsigned char* byte) : byte_(byte) {}
 
   // Up to 64 bits, of which the value has no more.
   XRD_INLINE void append(std::uint64_t value, unsigned bits) {
@@ -120,6 +120,9 @@ class BitWriter {
   // Writes what is left; used() bits of *byte() are in use then.
   XRD_INLINE void finish() { store_word(word_); }
 
+  // Goes on at another byte, with the bits that are left.
+  void move_to(unsigned char* byte) { byte_ = byte; }
+
   unsigned char* byte() const { return byte_; }
   unsigned used() const { return used_; }
 
@@ -133,8 +136,8 @@ class BitWriter {
   void store_word(std::uint64_t word) { std::memcpy(byte_, &word, sizeof word); }
 
   unsigned char* byte_;
-  std::uint64_t word_;
-  unsigned used_;
+  std::uint64_t word_ = 0;
+  unsigned used_ = 0;
 };
 
 // `pattern` at every `distance` bits of a word.
@@ -228,56 +231,51 @@ class GatheredOutput {
 // buffer's stale contents matter: its size and the moment it is written are part of the format as it is written.
 class ChunkWriter {
  public:
-  // append_fields(writer) is to append `count` fields of `field_bits` bits.
+  ChunkWriter() : bits_(buffer_.data()) {}
+  ChunkWriter(const ChunkWriter&) = delete;
+  ChunkWriter& operator=(const ChunkWriter&) = delete;
+  ~ChunkWriter() = default;
+
+  // append_fields(bits) is to append `count` fields of `field_bits` bits. `bits` is a copy of the stream's end, which
+  // the processor can keep in its registers from chunk to chunk.
   template <typename Output, typename AppendFields>
-  XRD_INLINE void append(unsigned count, unsigned field_bits, Output& output, AppendFields append_fields) {
-    begin();
-    if (write_position_ > kFlushAt) {
-      output.write(buffer_.data(), write_position_);
-      std::copy_n(buffer_.data(), used_bytes(), stale_.data());
-      buffer_[0] = buffer_[write_position_];
-      write_position_ = 0;
+  XRD_INLINE void append(BitWriter& bits, unsigned count, unsigned field_bits, Output& output,
+                         AppendFields append_fields) {
+    if (bits.byte() > buffer_.data() + kFlushAt) {
+      bits.finish();
+      const auto complete = static_cast<std::size_t>(bits.byte() - buffer_.data());
+      output.write(buffer_.data(), complete);
+      std::copy_n(buffer_.data(), complete + (bits.used() > 0 ? 1 : 0), stale_.data());
+      bits.move_to(buffer_.data());
     }
-    BitWriter writer(buffer_.data() + write_position_, bit_);
-    const unsigned codes = log2_of(count) | kFieldCodes[field_bits] << xrd::kChunkCodeBits;
-    writer.append(codes, xrd::kChunkHeaderBits);
-    append_fields(writer);
-    writer.finish();
-    write_position_ = static_cast<std::size_t>(writer.byte() - buffer_.data());
-    bit_ = writer.used();
+    bits.append(log2_of(count) | kFieldCodes[field_bits] << xrd::kChunkCodeBits, xrd::kChunkHeaderBits);
+    append_fields(bits);
   }
 
-  // Writes the byte at the write position too, whether or not it holds any bits yet.
+  // The stream's end, to be set again after chunks are appended to a copy.
+  BitWriter end() const { return bits_; }
+  void set_end(const BitWriter& bits) { bits_ = bits; }
+
+  // Writes the last byte too, whether or not it holds any bits yet, and begins anew.
   template <typename Output>
   void flush(Output& output) {
-    begin();
-    if (bit_ == 0) buffer_[write_position_] = stale_[write_position_];
-    output.write(buffer_.data(), write_position_ + 1);
-    in_use_ = false;
+    bits_.finish();
+    const auto complete = static_cast<std::size_t>(bits_.byte() - buffer_.data());
+    if (bits_.used() == 0) buffer_[complete] = stale_[complete];
+    output.write(buffer_.data(), complete + 1);
+    bits_ = BitWriter(buffer_.data());
+    stale_.fill(0);
   }
 
  private:
   static constexpr std::size_t kBufferBytes = 8192;
   static constexpr std::size_t kFlushAt = kBufferBytes - 130 * sizeof(std::int32_t);
 
-  void begin() {
-    if (in_use_) return;
-    stale_.fill(0);
-    write_position_ = 0;
-    bit_ = 0;
-    in_use_ = true;
-  }
-
-  // Those that hold bits.
-  std::size_t used_bytes() const { return write_position_ + (bit_ > 0 ? 1 : 0); }
-
   static unsigned log2_of(unsigned count) { return static_cast<unsigned>(std::bit_width(count)) - 1; }
 
   std::array<unsigned char, kBufferBytes + sizeof(std::uint64_t)> buffer_{};  // the writer writes a word ahead
   std::array<unsigned char, kBufferBytes> stale_{};                           // what the bytes held before
-  std::size_t write_position_ = 0;
-  unsigned bit_ = 0;
-  bool in_use_ = false;
+  BitWriter bits_;
 };
 
 // A stretch of differences, and what its chunks are chosen by.
@@ -301,11 +299,12 @@ class Stretch {
 
   XRD_INLINE void pack_chunks(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
     fill_tables(differences_.data(), count, tables_);
+    BitWriter end = writer.end();
     for (std::size_t cursor = 0; cursor < count;) {
       const unsigned doublings = choose(cursor, count - 1 - cursor);
       const unsigned length = 1U << doublings;
       const unsigned field_bits = tables_.widths[doublings][cursor];
-      writer.append(length, field_bits, output, [&](BitWriter& bits) {
+      writer.append(end, length, field_bits, output, [&](BitWriter& bits) {
         if (field_bits <= 8) {
           append_narrow(bits, tables_.low_bytes.data() + cursor, length, field_bits);
         } else {
@@ -314,6 +313,7 @@ class Stretch {
       });
       cursor += length;
     }
+    writer.set_end(end);
   }
 
   // How often the chunk that begins at `cursor` is doubled: as long as wider fields cost less than the header that is
@@ -402,7 +402,10 @@ extern "C" void pack_chunk(int32_t* lng, int nmbr, int bitsize, FILE* stream) {
   } else if (nmbr >= 1 && nmbr <= kLargestChunk && bitsize >= 0 && bitsize <= 32) {
     const auto count = static_cast<unsigned>(nmbr);
     const auto field_bits = static_cast<unsigned>(bitsize);
-    writer.append(count, field_bits, output, [&](BitWriter& fields) { append_singly(fields, lng, count, field_bits); });
+    BitWriter end = writer.end();
+    writer.append(end, count, field_bits, output,
+                  [&](BitWriter& bits) { append_singly(bits, lng, count, field_bits); });
+    writer.set_end(end);
   }
 }
 

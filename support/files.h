@@ -1,6 +1,9 @@
 // Owning handle of a standard stream.
 #pragma once
 
+#include <sys/stat.h>
+
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 
@@ -15,6 +18,13 @@ using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 // Null when the file cannot be opened.
 inline FileHandle open_file(const char* path, const char* mode) {
   return FileHandle(std::fopen(path, mode));
+}
+
+// The size of a regular file; 0 for what is none, whose size nobody knows.
+inline std::uint64_t file_bytes(int descriptor) {
+  struct stat status {};
+  const bool known = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+  return known ? static_cast<std::uint64_t>(status.st_size) : 0;
 }
 
 }  // namespace xrd

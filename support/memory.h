@@ -27,7 +27,8 @@ MallocArray<T> allocate_zeroed(std::size_t count) {
 template <typename T>
 MallocArray<T> allocate_unset(std::size_t count) {
   static_assert(std::is_trivial_v<T>, "malloc'd memory holds plain values");
-  return MallocArray<T>(static_cast<T*>(std::malloc((count == 0 ? 1 : count) * sizeof(T))));
+  const std::size_t bytes = count * sizeof(T);
+  return MallocArray<T>(static_cast<T*>(std::malloc(bytes == 0 ? 1 : bytes)));
 }
 
 }  // namespace xrd

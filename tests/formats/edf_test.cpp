@@ -466,6 +466,12 @@ TEST(Edf, ShortDataAreFilledUpWithZeros) {
   EXPECT_EQ(read_bytes(header_of_bits("32")).bytes, test::zeros(24));
 }
 
+TEST(Edf, SmallFilesOfLargeImagesAreFilledUpWithZeros) {
+  const std::size_t bytes = std::size_t{300} * 200 * 4;
+  EXPECT_EQ(read_bytes("{\nDim_1 = 300 ;\nDim_2 = 200 ;\nBitsPerSample = 32 ;\n}\nABCDEFGH").bytes,
+            "ABCDEFGH" + test::zeros(bytes - 8));
+}
+
 TEST(Edf, HalfASampleAtTheEndIsZeroOrAsItStands) {
   const auto either = [](const std::string& bits, const std::string& whole, const std::string& part) {
     const std::string bytes = read_bytes(header_of_bits(bits) + whole + part).bytes;

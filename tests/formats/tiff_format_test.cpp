@@ -241,6 +241,16 @@ TEST(TiffReader, StripsThatTheTagsDoNotNameAreZeros) {
                {1, 32767, 4294934528, 0, 0, 0});
 }
 
+TEST(TiffReader, SmallFilesOfLargeImagesAreFilledUpWithZeros) {
+  std::string row;
+  std::vector<unsigned int> expected(std::size_t{300} * 200);
+  for (std::uint16_t i = 0; i < 300; ++i) {
+    row += little16(i);
+    expected[i] = i;
+  }
+  expect_image(read(TiffBuilder(300, 200).tag(test::kRowsPerStrip, 1).strip(row)), 300, 200, expected);
+}
+
 TEST(TiffReader, StripsThatDoNotDecodeLeaveZeros) {
   // Bytes of 0xFF are no zlib stream.
   const Reading reading =
