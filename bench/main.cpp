@@ -1,6 +1,6 @@
 // Measures the library's functions beside naive transcriptions and limits, as FRAME/ROW/library, plain and limit, and
 // the program. With --check, runs each function once on a small frame and compares results only. With --read [FRAME],
-// reads one frame, or none, and ends.
+// reads one frame, or none, and ends. With --peak COMMAND..., prints how many kilobytes of memory the command took.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
@@ -13,6 +13,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/peak.h"
 #include "bench/rows.h"
 #include "xrdimage.h"
 
@@ -57,7 +58,7 @@ void add_benchmarks(const Frame& frame, const Row& row) {
     auto* const added =
         benchmark::RegisterBenchmark(name.c_str(), [&row, run](benchmark::State& state) { measure(state, row, run); });
     added->UseManualTime()->Unit(benchmark::kMillisecond);
-    if (row.runs > 0) added->Iterations(row.runs);
+    if (row.runs > 0) added->Iterations(row.runs)->Repetitions(1);
   };
   add("library", row.library);
   add("plain", row.plain);
@@ -90,6 +91,13 @@ int read_once(const char* path) {
   return found == 1 ? 0 : 1;
 }
 
+int print_peak(char** command) {
+  const long peak = bench::peak_memory(command);
+  if (peak < 0) return 1;
+  std::printf("%ld\n", peak);
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -98,6 +106,7 @@ int main(int argc, char** argv) {
     const Frame frame = bench::make_frame(kSize);
     return check(frame, all_rows(frame)) == 0 ? 0 : 1;
   }
+  if (argc >= 3 && std::string_view(argv[1]) == "--peak") return print_peak(argv + 2);
   if (argc >= 2 && std::string_view(argv[1]) == "--read") return argc == 2 ? 0 : read_once(argv[2]);
   // New arrays are memory that the process has had before, as in a program that goes through many frames.
   mallopt(M_MMAP_THRESHOLD, std::numeric_limits<int>::max());

@@ -609,7 +609,7 @@ XRDIMAGE_API void make_short_cross(unsigned int *Daten, int width, int height, i
  *
  * A cyclic convolution by FFTW 2. The samples of the kernel are exp(-(dx/sigma_x)^2 - (dy/sigma_y)^2) / (2 pi sigma_x
  * sigma_y), half a pixel off the centre for even sizes, and sum to about one half: the smoothed image is half as
- * bright. To be called from one thread at a time, as FFTW 2 makes plans with shared state.
+ * bright. Larger images are smoothed in two threads, of which the second one gets no signals.
  * ------------------------------------------------------------------------------------------------------------ */
 
 /* The real number of FFTW 2. */

@@ -85,143 +85,165 @@ void in_two_parts(std::size_t values, Action action) {
   action(1);
 }
 
-// Columns of an image whose rows (columns of the image, that is) are transformed. A group of them at a time is laid out
-// column by column, so that the cache holds it; what is done to each one is the same as without that.
-class ColumnGroups {
+// A few columns of an array whose rows (columns of the image, that is) are transformed, laid out column by column, so
+// that the cache holds them; what is done to each one is the same as without that.
+class ColumnGroup {
  public:
-  // `columns` complex numbers in each of `rows` rows.
-  ColumnGroups(fftw_real* values, int rows, int row_values)
-      : values_(values),
-        rows_(static_cast<std::size_t>(rows)),
-        stride_(xrd::RealTransform::stride(row_values)),
-        columns_(std::min(kColumns, stride_ / 2)),
-        memory_(xrd::allocate_unset<fftw_real>(4 * columns_ * rows_)),
-        from_(memory_.get()),
-        to_(memory_.get() + 2 * columns_ * rows_) {}
+  static constexpr std::size_t kColumns = 8;
 
-  // Whether there is memory for a group.
+  explicit ColumnGroup(int rows)
+      : rows_(static_cast<std::size_t>(rows)),
+        memory_(xrd::allocate_unset<fftw_real>(4 * kColumns * rows_)),
+        from_(memory_.get()),
+        to_(memory_.get() + 2 * kColumns * rows_) {}
+
+  // Whether there is memory for it.
   bool ready() const { return memory_ != nullptr; }
 
-  // Calls action(first value of the group's first column, columns) for every other group, from the given one on, with
-  // its columns in from(), and takes them back from there.
-  template <typename Action>
-  void for_every_other(std::size_t group, Action action) {
-    for (std::size_t first = group * 2 * columns_; first < stride_; first += 4 * columns_) {
-      const std::size_t columns = std::min(columns_, (stride_ - first) / 2);
-      for (std::size_t row = 0; row < rows_; ++row) {
-        const fftw_real* const source = values_ + row * stride_ + first;
-        for (std::size_t i = 0; i < columns; ++i) std::copy_n(source + 2 * i, 2, at(from_, i, row));
-      }
-      action(first, columns);
-      for (std::size_t row = 0; row < rows_; ++row) {
-        fftw_real* const target = values_ + row * stride_ + first;
-        for (std::size_t i = 0; i < columns; ++i) std::copy_n(at(from_, i, row), 2, target + 2 * i);
-      }
+  // Takes `columns` complex numbers of each row, from the given value on; row(i) is where a row begins.
+  template <typename Row>
+  void load(Row row, std::size_t first, std::size_t columns) {
+    columns_ = columns;
+    for (std::size_t i = 0; i < rows_; ++i) {
+      const fftw_real* const source = row(i) + first;
+      for (std::size_t column = 0; column < columns; ++column)
+        std::copy_n(source + 2 * column, 2, at(from_, column, i));
     }
   }
 
-  void transform(const xrd::ComplexTransform& transform, std::size_t columns) {
-    for (std::size_t i = 0; i < columns; ++i) transform.run(at(from_, i, 0), at(to_, i, 0));
+  // Puts them back.
+  template <typename Row>
+  void store(Row row, std::size_t first) const {
+    for (std::size_t i = 0; i < rows_; ++i) {
+      fftw_real* const target = row(i) + first;
+      for (std::size_t column = 0; column < columns_; ++column)
+        std::copy_n(at(from_, column, i), 2, target + 2 * column);
+    }
+  }
+
+  void transform(const xrd::ComplexTransform& transform) {
+    for (std::size_t i = 0; i < columns_; ++i) transform.run(at(from_, i, 0), at(to_, i, 0));
     std::swap(from_, to_);
   }
 
-  // Multiplies by the transformed kernel; the image's values take part in single precision.
-  void multiply(const fftw_real* kernel, std::size_t first, std::size_t columns) {
-    for (std::size_t row = 0; row < rows_; ++row) {
-      const fftw_real* factor = kernel + row * stride_ + first;
-      for (std::size_t i = 0; i < columns; ++i, factor += 2) {
-        fftw_real* const value = at(from_, i, row);
-        const double re = rounded_to_single(value[0]);
-        const double im = rounded_to_single(value[1]);
-        value[0] = factor[0] * re - factor[1] * im;
-        value[1] = im * factor[0] + re * factor[1];
-      }
+  // Multiplies by a group of the transformed kernel; the image's values take part in single precision.
+  void multiply(const ColumnGroup& kernel) {
+    const fftw_real* factor = kernel.from_;
+    fftw_real* value = from_;
+    for (std::size_t i = 0; i < columns_ * rows_; ++i, factor += 2, value += 2) {
+      const double re = rounded_to_single(value[0]);
+      const double im = rounded_to_single(value[1]);
+      value[0] = factor[0] * re - factor[1] * im;
+      value[1] = im * factor[0] + re * factor[1];
     }
   }
 
  private:
-  static constexpr std::size_t kColumns = 8;
-
   fftw_real* at(fftw_real* columns, std::size_t column, std::size_t row) const {
     return columns + 2 * (column * rows_ + row);
   }
 
-  fftw_real* values_;
   std::size_t rows_;
-  std::size_t stride_;
-  std::size_t columns_;
+  std::size_t columns_ = 0;
   MallocArray<fftw_real> memory_;
   fftw_real* from_;
   fftw_real* to_;
 };
 
-// Calls action(groups, first, columns) for every group of columns of the x * (y + 2) values, half of them in another
-// thread; false without memory for it.
+// Calls action(part, first value, columns) for every group of columns of rows of y values, half of them in another
+// thread.
 template <typename Action>
-bool for_each_group(fftw_real* values, int x, int y, Action action) {
-  ColumnGroups first_half(values, x, y);
-  ColumnGroups second_half(values, x, y);
-  if (!first_half.ready() || !second_half.ready()) return false;
-  in_two_parts(*transform_values(x, y), [&](std::size_t part) {
-    ColumnGroups& groups = part == 0 ? first_half : second_half;
-    groups.for_every_other(part, [&](std::size_t first, std::size_t columns) { action(groups, first, columns); });
+void for_each_group(std::size_t values, int y, Action action) {
+  const std::size_t stride = xrd::RealTransform::stride(y);
+  constexpr std::size_t kGroup = 2 * ColumnGroup::kColumns;
+  in_two_parts(values, [&](std::size_t part) {
+    for (std::size_t first = part * kGroup; first < stride; first += 2 * kGroup) {
+      action(part, first, std::min(ColumnGroup::kColumns, (stride - first) / 2));
+    }
   });
-  return true;
+}
+
+// Calls action(first row, end) for both halves of the rows.
+template <typename Action>
+void for_each_half(std::size_t values, int rows, Action action) {
+  const auto half = static_cast<std::size_t>(rows) / 2;
+  in_two_parts(values, [&](std::size_t part) {
+    if (part == 0) {
+      action(std::size_t{0}, half);
+    } else {
+      action(half, static_cast<std::size_t>(rows));
+    }
+  });
 }
 
 bool is_zero(const fftw_real* values, std::size_t count) {
   return std::all_of(values, values + count, [](double value) { return value == 0.0 && !std::signbit(value); });
 }
 
-// Transforms rows of y values. Of those that hold zeros only, one is transformed for all.
-void transform_kernel_rows(const xrd::RealTransform& transform, fftw_real* row, int rows, int y) {
-  const std::size_t stride = xrd::RealTransform::stride(y);
-  const fftw_real* of_zeros = nullptr;
-  for (int i = 0; i < rows; ++i, row += stride) {
-    const bool zero = is_zero(row, static_cast<std::size_t>(y));
-    if (zero && of_zeros != nullptr) {
-      std::copy_n(of_zeros, stride, row);
-      continue;
-    }
-    transform.run(row, 1);
-    if (zero) of_zeros = row;
+// The kernel's samples, whose rows are transformed. Of the rows that hold zeros only, which are most of them, one is
+// transformed for all.
+class KernelRows {
+ public:
+  // Fills the kernel, which has x * (y + 2) values.
+  KernelRows(fftw_real* kernel, int x, int y, float sigma_x, float sigma_y)
+      : rows_(xrd::allocate_unset<fftw_real*>(static_cast<std::size_t>(x))) {
+    fill_gauss(kernel, x, y, sigma_x, sigma_y);
+    if (!ready()) return;
+    const xrd::RealTransform transform(y, Direction::kForward);
+    const std::size_t stride = xrd::RealTransform::stride(y);
+    for_each_half(*transform_values(x, y), x, [&](std::size_t first, std::size_t end) {
+      fftw_real* of_zeros = nullptr;
+      for (std::size_t i = first; i < end; ++i) {
+        rows_[i] = kernel + i * stride;
+        const bool zero = is_zero(rows_[i], static_cast<std::size_t>(y));
+        if (zero && of_zeros != nullptr) {
+          rows_[i] = of_zeros;
+        } else {
+          transform.run(rows_[i], 1);
+        }
+        if (zero) of_zeros = rows_[i];
+      }
+    });
   }
-}
 
-// Calls action(first row, rows) for both halves of the x * (y + 2) values.
-template <typename Action>
-void for_each_half(fftw_real* values, int x, int y, Action action) {
-  const int first_half = x / 2;
-  in_two_parts(*transform_values(x, y), [&](std::size_t part) {
-    if (part == 0) return action(values, first_half);
-    action(values + static_cast<std::size_t>(first_half) * xrd::RealTransform::stride(y), x - first_half);
+  // Whether there is memory for it.
+  bool ready() const { return rows_ != nullptr; }
+
+  const fftw_real* operator[](std::size_t row) const { return rows_[row]; }
+
+ private:
+  MallocArray<fftw_real*> rows_;
+};
+
+// Transforms the kernel's columns, too, to where its samples are; false without memory for it.
+bool transform_columns(fftw_real* kernel, const KernelRows& rows, int x, int y) {
+  ColumnGroup first_group(x);
+  ColumnGroup second_group(x);
+  if (!first_group.ready() || !second_group.ready()) return false;
+  const std::size_t stride = xrd::RealTransform::stride(y);
+  const xrd::ComplexTransform transform(x, Direction::kForward);
+  for_each_group(*transform_values(x, y), y, [&](std::size_t part, std::size_t first, std::size_t columns) {
+    ColumnGroup& group = part == 0 ? first_group : second_group;
+    group.load([&](std::size_t row) { return rows[row]; }, first, columns);
+    group.transform(transform);
+    group.store([&](std::size_t row) { return kernel + row * stride; }, first);
   });
+  return true;
 }
 
-// Transforms the kernel in place; false without memory for it. Most of its rows hold zeros only.
-bool transform_kernel(fftw_real* kernel, int x, int y) {
-  const xrd::RealTransform of_rows(y, Direction::kForward);
-  for_each_half(kernel, x, y, [&](fftw_real* first, int rows) { transform_kernel_rows(of_rows, first, rows, y); });
-  const xrd::ComplexTransform of_columns(x, Direction::kForward);
-  return for_each_group(kernel, x, y, [&](ColumnGroups& groups, std::size_t /*first*/, std::size_t columns) {
-    groups.transform(of_columns, columns);
-  });
+[[noreturn]] void fail_without_memory() {
+  xrd::fail_assertion("gauss=(fftw_real*)malloc(sizeof(fftw_real)*(x)*(y+2))", "gauss", 32, "init_gauss");
 }
 
-// The transformed kernel; null, with a message, for a size that cannot be.
-MallocArray<fftw_real> make_kernel(int x, int y, float sigma_x, float sigma_y) {
+// Zeros for the kernel of x * (y + 2) values; null, with a message, for a size that cannot be.
+MallocArray<fftw_real> allocate_kernel(int x, int y) {
   const auto values = transform_values(x, y);
   if (!values) {
     std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return nullptr;
   }
-  const auto fail = [] {
-    xrd::fail_assertion("gauss=(fftw_real*)malloc(sizeof(fftw_real)*(x)*(y+2))", "gauss", 32, "init_gauss");
-  };
   auto kernel = xrd::allocate_zeroed<fftw_real>(*values);
-  if (!kernel) fail();
-  fill_gauss(kernel.get(), x, y, sigma_x, sigma_y);
-  if (x > 0 && y > 0 && !transform_kernel(kernel.get(), x, y)) fail();
+  if (!kernel) fail_without_memory();
   return kernel;
 }
 
@@ -244,37 +266,59 @@ void for_each_tiled(int width, int height, Action action) {
   });
 }
 
+// What a thread works on.
+struct Groups {
+  ColumnGroup image;
+  ColumnGroup kernel;
+
+  explicit Groups(int rows) : image(rows), kernel(rows) {}
+  bool ready() const { return image.ready() && kernel.ready(); }
+};
+
 // Transforms the image, multiplies it by the transformed kernel and transforms it back; false without memory for it.
-// Between the rows' transforms, the three steps are made for a group of columns at once.
-bool convolve_values(fftw_real* image, const fftw_real* kernel, int x, int y) {
-  const auto transform_rows = [=](Direction direction) {
+// Between the rows' transforms, all is done for a group of columns at once.
+bool convolve_values(fftw_real* image, const KernelRows& kernel, int x, int y) {
+  Groups of_first(x);
+  Groups of_second(x);
+  if (!of_first.ready() || !of_second.ready()) return false;
+
+  const std::size_t values = *transform_values(x, y);
+  const std::size_t stride = xrd::RealTransform::stride(y);
+  const auto transform_rows = [&](Direction direction) {
     const xrd::RealTransform transform(y, direction);
-    for_each_half(image, x, y, [&](fftw_real* first, int rows) { transform.run(first, rows); });
+    for_each_half(values, x, [&](std::size_t first, std::size_t end) {
+      transform.run(image + first * stride, static_cast<int>(end - first));
+    });
   };
   transform_rows(Direction::kForward);
   const xrd::ComplexTransform forward(x, Direction::kForward);
   const xrd::ComplexTransform backward(x, Direction::kBackward);
-  const bool done = for_each_group(image, x, y, [&](ColumnGroups& groups, std::size_t first, std::size_t columns) {
-    groups.transform(forward, columns);
-    groups.multiply(kernel, first, columns);
-    groups.transform(backward, columns);
+  const auto image_row = [&](std::size_t row) { return image + row * stride; };
+  for_each_group(values, y, [&](std::size_t part, std::size_t first, std::size_t columns) {
+    Groups& groups = part == 0 ? of_first : of_second;
+    groups.kernel.load([&](std::size_t row) { return kernel[row]; }, first, columns);
+    groups.kernel.transform(forward);
+    groups.image.load(image_row, first, columns);
+    groups.image.transform(forward);
+    groups.image.multiply(groups.kernel);
+    groups.image.transform(backward);
+    groups.image.store(image_row, first);
   });
-  if (done) transform_rows(Direction::kBackward);
-  return done;
+  transform_rows(Direction::kBackward);
+  return true;
 }
 
 // Smooths the image, whose size is even. Without memory for it the image is left as it is, with a message.
 template <typename Pixel>
-void convolve(Pixel* image, int x, int y, const fftw_real* kernel) {
-  const std::size_t values = *transform_values(x, y);
-  const auto array = xrd::allocate_zeroed<fftw_real>(values);
+void convolve(Pixel* image, int x, int y, const KernelRows& kernel) {
+  const auto array = xrd::allocate_zeroed<fftw_real>(*transform_values(x, y));
   const std::ptrdiff_t stride = row_stride(y);
   fftw_real* const work = array.get();
   const auto fill_work = [&] {
     for_each_tiled(x, y, [&](std::ptrdiff_t i, std::ptrdiff_t j) { work[i * stride + j] = image[j * x + i]; });
     return true;
   };
-  if (work == nullptr || !fill_work() || !convolve_values(work, kernel, x, y)) {
+  if (work == nullptr || !kernel.ready() || !fill_work() || !convolve_values(work, kernel, x, y)) {
     std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return;
   }
@@ -286,15 +330,17 @@ void convolve(Pixel* image, int x, int y, const fftw_real* kernel) {
   });
 }
 
-// Smooths the image after making its size even. Returns the transformed kernel that it used, if it got that far.
+// Smooths the image after making its size even. Returns the kernel's memory, if it got that far.
 template <typename Pixel>
 MallocArray<fftw_real> smooth(const xrd::GridRef<Pixel>& image, int sigma_x, int sigma_y) {
   const auto even = [](int size) { return static_cast<int>(static_cast<unsigned>(size) + (size % 2 != 0 ? 1U : 0U)); };
   if (!xrd::fit_grid(image, even(*image.width), even(*image.height))) return nullptr;
   const int x = *image.width;
   const int y = *image.height;
-  auto kernel = make_kernel(x, y, static_cast<float>(sigma_x), static_cast<float>(sigma_y));
-  if (kernel && x > 0 && y > 0) convolve(*image.pixels, x, y, kernel.get());
+  auto kernel = allocate_kernel(x, y);
+  if (!kernel || x == 0 || y == 0) return kernel;
+  const KernelRows rows(kernel.get(), x, y, static_cast<float>(sigma_x), static_cast<float>(sigma_y));
+  convolve(*image.pixels, x, y, rows);
   return kernel;
 }
 
@@ -342,13 +388,19 @@ extern "C" void fill_gauss(fftw_real* gauss, int x, int y, float sigma_x, float 
 }
 
 extern "C" void init_gauss(fftw_real** gauss, int x, int y, float sigma_x, float sigma_y) {
-  if (auto kernel = make_kernel(x, y, sigma_x, sigma_y)) *gauss = kernel.release();
+  auto kernel = allocate_kernel(x, y);
+  if (!kernel) return;
+  if (x > 0 && y > 0) {
+    const KernelRows rows(kernel.get(), x, y, sigma_x, sigma_y);
+    if (!rows.ready() || !transform_columns(kernel.get(), rows, x, y)) fail_without_memory();
+  }
+  *gauss = kernel.release();
 }
 
 extern "C" void falte_gauss(unsigned int** Daten, int* x, int* y, int sigma_x, int sigma_y) {
   // Hosts rely on the kernel staying allocated after this function, unlike after its 16-bit twin.
   static_cast<void>(smooth(xrd::GridRef<unsigned int>{Daten, x, y}, sigma_x, sigma_y).release());
-}
+}  // NOLINT(clang-analyzer-unix.Malloc): the kernel, see above
 
 extern "C" void falte_short_gauss(unsigned short** Daten_ushort, int* x, int* y, int sigma_x, int sigma_y) {
   smooth(xrd::GridRef<unsigned short>{Daten_ushort, x, y}, sigma_x, sigma_y);
