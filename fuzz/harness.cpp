@@ -25,14 +25,19 @@ extern "C" const char* __asan_default_options() {
 
 namespace {
 
+std::size_t most_bytes = std::size_t{2} << 20;
 // While a target runs: the fuzzer's own calls end up here, too.
 bool is_limited = false;
 
 bool is_refused(std::size_t count, std::size_t size) {
-  return is_limited && size != 0 && count > fuzz::kMostMemory / size;
+  return is_limited && size != 0 && count > most_bytes / size;
 }
 
 }  // namespace
+
+void fuzz::limit_arrays(std::size_t bytes) {
+  most_bytes = bytes;
+}
 
 // The linker sends the calls in the library and in the program here (--wrap).
 extern "C" void* __real_malloc(std::size_t size);

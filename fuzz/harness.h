@@ -15,11 +15,12 @@ namespace fuzz {
 
 using Bytes = std::span<const unsigned char>;
 
-// What the target does with an input; each source defines it once. Memory beyond kMostMemory at a time is refused.
+// What the target does with an input; each source defines it once.
 void run(Bytes input);
 
-// Enough for 1200 x 1200 pixels of 32 bits. With more, the sizes that inputs state would set the pace.
-inline constexpr std::size_t kMostMemory = std::size_t{8} << 20;
+// Refuses arrays of more than `bytes`; before a target's first call, of more than 2 MiB. Otherwise the sizes that
+// inputs state would set the pace.
+void limit_arrays(std::size_t bytes);
 
 // Takes an input apart from its front on. What an input lacks is 0 or empty.
 class Input {

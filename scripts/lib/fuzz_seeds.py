@@ -204,11 +204,11 @@ def seeds():
     yield "readpack_word_c", "cut", packed(pixels, 11)[:60]
 
     yield "unpack_word", "narrow", bytes([11, 10]) + bit_stream(pixels, 11)
-    yield "unpack_word", "column", bytes([1, 20]) + bit_stream(pixels, 11)
+    yield "unpack_word", "column", bytes([1, 15]) + bit_stream(pixels, 11)
     wide = spotty(80 * 6)
     yield "unpack_word", "bands", bytes([80, 6]) + bit_stream(wide, 80)
-    flat = [5] * 80 * 40
-    yield "unpack_word", "flat", bytes([80, 40]) + bit_stream(flat, 80)
+    flat = [5] * 80 * 12
+    yield "unpack_word", "flat", bytes([80, 12]) + bit_stream(flat, 80)
 
     text = mar345("<", True, [], 1, [])[128:128 + len(MAR345_TEXT)]
     yield "read_marheader", "whole", text
@@ -227,7 +227,7 @@ def seeds():
     yield "format_text", "wide", b"\xff%300d%.200f%5000.4990d"
 
     yield "pack_wordimage_c", "noise", bytes([10, 0]) + words([p & 65535 for p in spotty(110)])
-    yield "pack_wordimage_c", "long", bytes([79, 31]) + words([p & 65535 for p in spotty(800)])
+    yield "pack_wordimage_c", "long", bytes([79, 255]) + words([p & 65535 for p in spotty(800)])
     yield "pack_wordimage_c", "row", bytes([255, 0]) + words(SAMPLES)
 
     def chunk(count_code, width_code, values):
