@@ -28,7 +28,6 @@ class Input {
   explicit Input(Bytes bytes) : rest_(bytes) {}
 
   unsigned byte() { return static_cast<unsigned>(number(1)); }
-  std::int32_t int32() { return static_cast<std::int32_t>(number(4)); }
   std::uint32_t number(std::size_t bytes);  // little-endian
   std::string line();                       // without its line feed, which is stepped over
   Bytes take(std::size_t bytes);

@@ -1,5 +1,5 @@
 // pack_chunk, pack_longs and bits: what naive functions write and count. An input is a sequence of chunks: a byte of
-// count and width codes, as in the format, then 32-bit differences.
+// count and width codes, as in the format, then the first difference and the step from each to the next.
 #include <array>
 #include <vector>
 
@@ -18,7 +18,12 @@ struct Chunk {
 Chunk chunk_of(fuzz::Input& input) {
   const unsigned codes = input.byte();
   Chunk chunk{naive::Differences(std::size_t{1} << (codes & 7)), xrd::kFieldBits[codes >> 3 & 7]};
-  for (std::int32_t& difference : chunk.differences) difference = input.int32();
+  std::uint32_t value = input.number(4);
+  const std::uint32_t step = input.number(4);
+  for (std::int32_t& difference : chunk.differences) {
+    difference = static_cast<std::int32_t>(value);
+    value += step;
+  }
   return chunk;
 }
 

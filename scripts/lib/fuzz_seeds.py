@@ -230,10 +230,11 @@ def seeds():
     yield "pack_wordimage_c", "long", bytes([79, 255]) + words([p & 65535 for p in spotty(800)])
     yield "pack_wordimage_c", "row", bytes([255, 0]) + words(SAMPLES)
 
-    def chunk(count_code, width_code, values):
-        return bytes([count_code | width_code << 3]) + words(values, kind="i")
-    yield "pack_chunk", "widths", b"".join(chunk(1, code, [3, -3]) for code in range(8))
-    yield "pack_chunk", "counts", b"".join(chunk(code, 5, [-100 + 3 * i for i in range(1 << code)]) for code in range(8))
+    def chunk(count_code, width_code, first, step):
+        return bytes([count_code | width_code << 3]) + words([first, step], kind="i")
+    yield "pack_chunk", "widths", b"".join(chunk(1, code, 3, -6) for code in range(8))
+    yield "pack_chunk", "counts", b"".join(chunk(code, 5, -100, 3) for code in range(8))
+    yield "pack_chunk", "long", b"".join(chunk(7, 7, i, 65536) for i in range(20))
 
     yield "write_edf", "rows", bytes([3]) + words(range(12), kind="I")
     yield "write_edf", "large", bytes([0]) + words([4294967295, 65536, 40000], kind="I")
