@@ -52,12 +52,23 @@ std::vector<unsigned char> read_all(std::FILE* stream) {
   return bytes;
 }
 
-// What the two compression libraries, whose interfaces are alike, call differently.
+// Whether the texts agree as far as both go: files may be cut anywhere.
+bool agree(std::string_view one, std::string_view other) {
+  const std::size_t length = std::min(one.size(), other.size());
+  return one.substr(0, length) == other.substr(0, length);
+}
+
+// What the two compression libraries, whose interfaces are alike, call differently. The marks alone could as well be
+// the first pixels of a raw frame, so that what follows them has a say.
 struct Gzip {
   using Stream = z_stream;
   using Byte = Bytef;
   static constexpr std::string_view kMark = "\x1F\x8B";
   static constexpr const char* kDamage = "is a damaged gzip file";
+  // The method, of which there is one, and flags with three bits that are always 0.
+  static bool follows_mark(std::string_view text) {
+    return agree(text, "\x08") && (text.size() < 2 || (static_cast<unsigned char>(text[1]) & 0xE0) == 0);
+  }
   static constexpr int kRunning = Z_OK;
   static constexpr int kEnd = Z_STREAM_END;
   static bool begin(Stream& stream) { return inflateInit2(&stream, 16 + MAX_WBITS) == Z_OK; }  // 16: of gzip files
@@ -70,6 +81,12 @@ struct Bzip2 {
   using Byte = char;
   static constexpr std::string_view kMark = "BZh";
   static constexpr const char* kDamage = "is a damaged bzip2 file";
+  // The size of blocks, and the mark of the first one or, where there is none, of the end.
+  static bool follows_mark(std::string_view text) {
+    if (text.empty()) return true;
+    const std::string_view block = text.substr(1);
+    return text[0] >= '1' && text[0] <= '9' && (agree(block, "1AY&SY") || agree(block, "\x17rE8P\x90"));
+  }
   static constexpr int kRunning = BZ_OK;
   static constexpr int kEnd = BZ_STREAM_END;
   static bool begin(Stream& stream) { return BZ2_bzDecompressInit(&stream, 0, 0) == BZ_OK; }
@@ -115,7 +132,8 @@ class Decompression {
 
 template <typename Method>
 bool is_compressed(Bytes file) {
-  return text_of(file).starts_with(Method::kMark);
+  const std::string_view text = text_of(file);
+  return text.starts_with(Method::kMark) && Method::follows_mark(text.substr(Method::kMark.size()));
 }
 
 // All members of the file, which may be several in a row; anything else behind them is padding.

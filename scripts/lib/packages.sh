@@ -10,6 +10,9 @@ export TEST_PACKAGES=(libgtest-dev binutils bzip2 groff-base zsh imagemagick lib
 # What the benchmarks use, gtest for the tests' naive functions.
 export BENCH_PACKAGES=(libbenchmark-dev libgtest-dev python3)
 
+# For builds with sanitizers and fuzzing; llvm-14 names source lines in reports.
+export CLANG_PACKAGES=(clang-14 libclang-rt-14-dev llvm-14)
+
 # For XRDIMAGE_FFT=fftw3.
 export FFTW3_PACKAGES=(libfftw3-dev pkg-config)
 

@@ -10,6 +10,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 // Bytes that do not repeat soon; 100000 of them are more than every buffer.
 std::string varied_bytes(std::size_t count) {
   std::string bytes;
@@ -81,6 +83,20 @@ TEST(FrameBytes, CompressedMembersFollowOneAnother) {
 TEST(FrameBytes, PaddingBehindCompressedDataIsIgnored) {
   EXPECT_EQ(read(test::gzip("frame") + std::string(512, '\0')), "frame");
   EXPECT_EQ(read(test::bzip2("frame") + std::string(512, '\0')), "frame");
+}
+
+TEST(FrameBytes, PixelsThatBeginLikeCompressedDataAreNone) {
+  for (const std::string& bytes :
+       {"\x1F\x8B\x07"s, "\x1F\x8B\x08\x20"s, "\x1F\x8B\x09\x00 pixels"s, "\x1F\x8B\x08\xFFpixels"s, "BZh0"s,
+        "BZh:1AY&SY"s, "BZh91AY&SX"s, "BZh9\x17rE8P\x91"s, "BZhpixels"s}) {
+    EXPECT_EQ(read(bytes), bytes);
+    EXPECT_EQ(read(test::gzip("frame") + bytes), "frame");
+  }
+}
+
+TEST(FrameBytes, EmptyFilesAreDecompressed) {
+  EXPECT_EQ(read(test::gzip("")), "");
+  EXPECT_EQ(read(test::bzip2("")), "");
 }
 
 TEST(FrameBytes, EveryCutOfCompressedDataIsDamage) {
