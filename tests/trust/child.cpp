@@ -1,5 +1,6 @@
 #include "tests/trust/child.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -34,6 +35,9 @@ bool has_leaks() {
   alarm(kSeconds);
   dup2(fileno(out), STDOUT_FILENO);
   dup2(fileno(err), STDERR_FILENO);
+  const int nothing = open("/dev/null", O_RDONLY);
+  dup2(nothing, STDIN_FILENO);
+  close(nothing);
   int status = 0;
   try {
     const std::string text = action();

@@ -163,6 +163,8 @@ Outcomes outcomes_of_display(const std::string& function, const Ending& with_mem
           message(dumped + no_command, "returned=-1\ncommands=0\n" + told.substr(files), shift)};
 }
 
+constexpr const char* kNotReleased = "blocks not released";
+
 // How the call may end when it lacks memory; none for functions that allocate nothing.
 Outcomes outcomes_without_memory(const std::string& function, const Ending& with_memory) {
   Outcomes all;
@@ -208,7 +210,7 @@ Result run(const Call& call, std::size_t failing, Lack lack) {
       if (expected == 1) std::free(trust::memory::any_outstanding());
     }
     const std::size_t left = trust::memory::outstanding();
-    if (left != 0) scene.tell("blocks not released", left);
+    if (left != 0) scene.tell(kNotReleased, left);
     return scene.story();
   });
   const bool failed = !ending.is_normal() || std::filesystem::exists(directory.path(reached));
@@ -248,6 +250,7 @@ TEST_P(LackOfMemory, EndsAsDocumentedAtEveryAllocation) {
   const Call& call = GetParam();
   const Result with_memory = run(call, 0, Lack::kOfOne);
   ASSERT_TRUE(with_memory.ending.is_normal()) << shown(with_memory.ending);
+  EXPECT_EQ(with_memory.ending.told.find(kNotReleased), std::string::npos) << shown(with_memory.ending);
   const Outcomes outcomes = outcomes_without_memory(call.function, with_memory.ending);
   std::set<std::size_t> seen;
   for (const Lack lack : {Lack::kOfOne, Lack::kFromThereOn}) {
