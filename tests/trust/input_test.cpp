@@ -206,4 +206,132 @@ TEST_P(LeavingStreamsOpen, FilesCannotBeOpenedAnyMoreWhenDescriptorsRunOut) {
   }
 }
 
+// Pipes.
+namespace {
+
+// The readers that go through a file once, from its beginning on.
+std::vector<Reader> readers_of_pipes() {
+  std::vector<Reader> some;
+  const std::set<std::string_view> kOthers{"read_tiff", "read_mar_ccd", "read_pck",    "new_read_pck",
+                                           "gethead",   "int_getpck",   "read_mar_ccd"};
+  for (const Reader& reader : trust::readers()) {
+    if (!kOthers.contains(reader.function)) some.push_back(reader);
+  }
+  return some;
+}
+
+// A process that writes the bytes to a named pipe, a few at a time with pauses between them.
+class SlowWriter {
+ public:
+  SlowWriter(const char* path, const std::string& bytes, std::size_t pieces) {
+    // For reading and writing, so that neither this nor the reader waits for the other when it opens the pipe.
+    const int descriptor = open(path, O_RDWR);
+    process_ = fork();
+    if (process_ == 0) {
+      const std::size_t piece = bytes.size() / pieces + 1;
+      for (std::size_t first = 0; first < bytes.size(); first += piece) {
+        const std::string part = bytes.substr(first, piece);
+        if (write(descriptor, part.data(), part.size()) < 0) break;
+        usleep(1000);
+      }
+      // Bytes that nobody has read yet are lost when no end of the pipe is open.
+      usleep(100000);
+      _exit(0);
+    }
+    close(descriptor);
+  }
+  SlowWriter(const SlowWriter&) = delete;
+  SlowWriter& operator=(const SlowWriter&) = delete;
+  ~SlowWriter() { waitpid(process_, nullptr, 0); }
+
+ private:
+  pid_t process_ = -1;
+};
+
+volatile std::sig_atomic_t alarms = 0;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+
+void count_alarm(int /*signal*/) {
+  alarms = alarms + 1;
+}
+
+// Signals every 0.2 ms that interrupt system calls.
+void start_alarms() {
+  struct sigaction action {};
+  action.sa_handler = count_alarm;  // without SA_RESTART
+  sigaction(SIGALRM, &action, nullptr);
+  const itimerval every{{0, 200}, {0, 200}};
+  setitimer(ITIMER_REAL, &every, nullptr);
+}
+
+void stop_alarms() {
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &never, nullptr);
+}
+
+class PipeReading : public Reading {};
+
+}  // namespace
+
+TEST_P(PipeReading, PipesThatEndEarlyAreShortFiles) {
+  mkfifo("pipe", 0600);
+  const std::size_t header = GetParam().sample.header;
+  for (const std::size_t length : {header / 2, header + (bytes().size() - header) / 3, bytes().size() - 1}) {
+    trust::write_file("cut", bytes().substr(0, length));
+    const Ending of_cut = reading(GetParam(), "cut");
+    Ending ending = trust::in_child([&] {
+      const SlowWriter writer("pipe", bytes().substr(0, length), 1);
+      Scene scene;
+      GetParam().read(scene, "pipe");
+      return scene.story();
+    });
+    for (std::string* text : {&ending.out, &ending.told}) {
+      if (const std::size_t at = text->find("pipe"); at != std::string::npos) text->replace(at, 4, "cut");
+    }
+    expect_same(ending, of_cut, std::to_string(length));
+  }
+}
+
+TEST_P(PipeReading, NothingIsLostWhenSignalsInterruptReads) {
+  mkfifo("pipe", 0600);
+  const Ending of_whole = reading(GetParam(), "frame");
+  Ending ending = trust::in_child([&] {
+    const SlowWriter writer("pipe", bytes(), 30);
+    Scene scene;
+    scene.begin = start_alarms;
+    scene.end = stop_alarms;
+    GetParam().read(scene, "pipe");
+    stop_alarms();
+    if (alarms < 20) return std::string("no alarms came");
+    return scene.story();
+  });
+  for (std::string* text : {&ending.out, &ending.told}) {
+    if (const std::size_t at = text->find("pipe"); at != std::string::npos) text->replace(at, 4, "frame");
+  }
+  expect_same(ending, of_whole, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(, PipeReading, testing::ValuesIn(readers_of_pipes()), reader_name);
+
 INSTANTIATE_TEST_SUITE_P(, LeavingStreamsOpen, testing::ValuesIn(readers_that_leave_streams_open()), reader_name);
+
+TEST(SlowAnswers, AreAwaitedWhenSignalsComeMeanwhile) {
+  test::TemporaryDirectory directory;
+  directory.enter();
+  mkfifo("answer", 0600);
+  trust::write_file("frame", trust::raw_sample().bytes);
+  const Ending ending = trust::in_child([] {
+    const SlowWriter user("answer", "12 9\n", 5);
+    const int descriptor = open("answer", O_RDONLY);
+    dup2(descriptor, STDIN_FILENO);
+    start_alarms();
+    unsigned int* array = nullptr;
+    int width = 0;
+    int height = 0;
+    read_raw("frame", &array, &width, &height);
+    stop_alarms();
+    std::free(array);
+    return std::to_string(width) + "x" + std::to_string(height);
+  });
+  EXPECT_TRUE(ending.is_normal());
+  EXPECT_EQ(ending.told, "12x9");
+}
