@@ -1,7 +1,10 @@
 #include "tests/trust/calls.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+
+#include "tests/trust/memory.h"
 
 namespace {
 
@@ -44,7 +47,19 @@ void Scene::tell(const Outputs& outputs) {
     tell("array", "untouched");
     return;
   }
-  tell_all("array", outputs.array, static_cast<std::size_t>(outputs.width) * static_cast<std::size_t>(outputs.height));
+  if (outputs.width < 0 || outputs.height < 0) {
+    tell("array", "wrong");
+    return;
+  }
+  const std::size_t pixels = static_cast<std::size_t>(outputs.width) * static_cast<std::size_t>(outputs.height);
+  // 0 unless memory was watched. Empty images are allocated too.
+  const std::size_t bytes = memory::size_of(outputs.array);
+  const std::size_t needed = pixels * sizeof(unsigned int);
+  if (bytes != 0 && (bytes < needed || bytes > std::max(needed, sizeof(unsigned int)))) {
+    tell("array", "wrong");
+    return;
+  }
+  tell_all("array", outputs.array, pixels);
   std::free(outputs.array);
 }
 

@@ -1,6 +1,9 @@
 #include "tests/trust/readers.h"
 
+#include <sys/mman.h>
+
 #include <array>
+#include <cstdlib>
 
 #include "tests/host_environment.h"
 #include "xrdimage.h"
@@ -87,16 +90,32 @@ void summary(Scene& scene, const char* path) {
   tell(scene, info);
 }
 
-// Room for what a damaged header line may say at most, and no more for the image.
-constexpr std::size_t kPackedRoom = std::size_t{9999} * 9999;
+// Room for what a damaged header line may say at most; pages come when they are written.
+class PackedRoom {
+ public:
+  PackedRoom()
+      : pages_(mmap(nullptr, kBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0)) {
+    if (pages_ == MAP_FAILED) std::abort();
+  }
+  PackedRoom(const PackedRoom&) = delete;
+  PackedRoom& operator=(const PackedRoom&) = delete;
+  ~PackedRoom() { munmap(pages_, kBytes); }
+
+  short* image() const { return static_cast<short*>(pages_); }
+
+ private:
+  static constexpr std::size_t kBytes = std::size_t{9999} * 9999 * sizeof(short);
+
+  void* pages_;
+};
+
 constexpr std::size_t kPackedPixels = 1400;
 
 template <typename Function>
 void packed_call(Scene& scene, Function function) {
-  auto* const image = static_cast<short*>(std::calloc(kPackedRoom, sizeof(short)));  // pages come when written
-  const auto owner = test::own(image);
-  scene.call([&] { function(image); });
-  scene.tell_all("image", image, kPackedPixels);
+  const PackedRoom room;
+  scene.call([&] { function(room.image()); });
+  scene.tell_all("image", room.image(), kPackedPixels);
 }
 
 void packed_file(Scene& scene, const char* path) {
