@@ -49,6 +49,7 @@ bool has_leaks() {
     std::fprintf(stderr, "exception: %s\n", exception.what());
     status = kExceptionStatus;
   }
+  if (status == 0 && testing::Test::HasFailure()) status = kFailureStatus;
   if (status == 0 && has_leaks()) status = kLeakStatus;
   std::fflush(nullptr);
   _exit(status);

@@ -17,9 +17,11 @@ struct Ending {
 };
 
 // Runs the action in a copy of this process, which gets as much time as a test may take at most. An exception that
-// leaves the action, and a leak under LeakSanitizer, end the process with a status of their own.
+// leaves the action, a failed expectation in it, and a leak under LeakSanitizer, end the process with a status of their
+// own.
 Ending in_child(const std::function<std::string()>& action);
 
+inline constexpr int kFailureStatus = 96;
 inline constexpr int kExceptionStatus = 97;
 inline constexpr int kLeakStatus = 98;
 

@@ -1,20 +1,17 @@
 // What writers do when there is no room, and every function when nobody listens.
 #include <fcntl.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <filesystem>
 
 #include "tests/host_environment.h"
 #include "tests/trust/calls.h"
 #include "tests/trust/child.h"
 #include "tests/trust/readers.h"
+#include "tests/trust/small_disk.h"
 #include "xrdimage.h"
 
 namespace {
@@ -115,15 +112,6 @@ class FullDisk : public testing::TestWithParam<Writer> {
   test::TemporaryDirectory directory_;
 };
 
-const std::string kNotAllowed = "no file system can be mounted here: ";
-
-// A file system of 1 MiB for this process alone, on the folder. False, with an error, where that is not allowed.
-bool mount_small_disk(const char* folder) {
-  const int own_users = geteuid() == 0 ? 0 : CLONE_NEWUSER;
-  return unshare(own_users | CLONE_NEWNS) == 0 && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-         mount("tmpfs", folder, "tmpfs", 0, "size=1m") == 0;
-}
-
 }  // namespace
 
 TEST_P(FullDisk, DeviceThatIsAlwaysFullChangesNothingForTheCaller) {
@@ -153,14 +141,14 @@ TEST_P(FullDisk, FullFileSystemIsSurvivedAndUsedAgainWhenThereIsRoom) {
   const std::string whole = whole_file();
   fs::create_directory("small");
   const Ending ending = trust::in_child([]() -> std::string {
-    if (!mount_small_disk("small")) return kNotAllowed + std::strerror(errno);
+    if (std::string error = trust::mount_small_disk("small"); !error.empty()) return error;
     GetParam().write("small/file");
     std::string written = test::read_file("small/file");
     fs::remove("small/file");
     trust::write_file("small/next", "there is room");
     return written + test::read_file("small/next");
   });
-  if (ending.told.starts_with(kNotAllowed)) GTEST_SKIP() << ending.told;
+  if (ending.told.starts_with(trust::kNotAllowed)) GTEST_SKIP() << ending.told;
   ASSERT_TRUE(ending.is_normal()) << ending.err;
   const std::string room = "there is room";
   ASSERT_TRUE(ending.told.ends_with(room)) << ending.told.size();
