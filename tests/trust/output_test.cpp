@@ -124,7 +124,7 @@ TEST_P(FullDisk, DeviceThatIsAlwaysFullChangesNothingForTheCaller) {
 
 TEST_P(FullDisk, FileThatMayNotGrowEndsAtTheLimit) {
   const std::string whole = whole_file();
-  for (const rlim_t size : {rlim_t{200}, rlim_t{1000}}) {
+  for (const std::size_t size : {200U, 1000U}) {
     const Ending ending = trust::in_child([=] {
       std::signal(SIGXFSZ, SIG_IGN);  // its default action ends the process
       const rlimit limit{size, size};
