@@ -14,6 +14,7 @@
 #include "support/memory.h"
 #include "support/message.h"
 #include "support/prompt.h"
+#include "support/reading.h"
 #include "xrdimage.h"
 
 namespace {
@@ -38,7 +39,7 @@ bool bits_from_data_type(std::string_view data_type, int* bits) {
 // only its first part, and wider ones than a pixel only as far as the image goes. Returns how many bytes were read.
 std::size_t read_samples(std::span<unsigned int> image, int bits, std::FILE* stream) {
   const int sample_bytes = std::clamp(bits / 8, 0, static_cast<int>(sizeof(unsigned int)));
-  return std::fread(image.data(), 1, image.size() * static_cast<std::size_t>(sample_bytes), stream);
+  return xrd::read_bytes(image.data(), image.size() * static_cast<std::size_t>(sample_bytes), stream);
 }
 
 void write_edf(const char* filename, const unsigned int* data, int width, int height, const char* data_type, int bits) {

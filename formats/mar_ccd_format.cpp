@@ -10,6 +10,7 @@
 #include "formats/tiff_strips.h"
 #include "support/format_text.h"
 #include "support/message.h"
+#include "support/reading.h"
 #include "xrdimage.h"
 
 namespace {
@@ -25,8 +26,8 @@ class MarCcdHeader {
   // Reads it from the start of the file; false, with a message, when it is not whole.
   bool read(std::FILE* stream) {
     std::array<char, mar_ccd::kHeaderBegin> skipped;  // NOLINT: read and discarded
-    static_cast<void>(std::fread(skipped.data(), 1, skipped.size(), stream));
-    if (std::fread(bytes_.data(), bytes_.size(), 1, stream) == 1) return true;
+    xrd::read_bytes(skipped.data(), skipped.size(), stream);
+    if (xrd::read_bytes(bytes_.data(), bytes_.size(), stream) == bytes_.size()) return true;
     std::puts("Not read correctly! Abandoning.");
     return false;
   }

@@ -8,6 +8,7 @@
 #include "support/memory.h"
 #include "support/message.h"
 #include "support/pixels.h"
+#include "support/reading.h"
 #include "xrdimage.h"
 
 namespace {
@@ -33,7 +34,7 @@ std::size_t scan_records(std::FILE* stream, int* ncols, int* nrows) {
   const xrd::HeaderKey* const closing = std::end(keys) - 1;
   std::array<char, kRecordBytes + 1> record{};
   std::size_t bytes = 0;
-  while (std::fread(record.data(), kRecordBytes, 1, stream) == 1) {
+  while (xrd::read_bytes(record.data(), kRecordBytes, stream) == kRecordBytes) {
     bytes += kRecordBytes;
     if (xrd::match_header_line(record.data(), keys) == closing) break;
   }
@@ -45,7 +46,7 @@ std::size_t scan_records(std::FILE* stream, int* ncols, int* nrows) {
 extern "C" int read_saint_header(FILE* stream, int* ncols, int* nrows) {
   const std::size_t bytes = scan_records(stream, ncols, nrows);
   std::array<char, kHeaderBytes> rest;  // NOLINT: read and discarded
-  if (bytes < kHeaderBytes) static_cast<void>(std::fread(rest.data(), 1, kHeaderBytes - bytes, stream));
+  if (bytes < kHeaderBytes) xrd::read_bytes(rest.data(), kHeaderBytes - bytes, stream);
   return 0;
 }
 

@@ -7,6 +7,7 @@
 #include "support/arithmetic.h"
 #include "support/files.h"
 #include "support/format_text.h"
+#include "support/reading.h"
 #include "support/text_field.h"
 #include "xrdimage.h"
 
@@ -48,7 +49,7 @@ bool read_text(HeaderText& text, const char* path) {
   const xrd::FileHandle stream = xrd::open_file(path, "r");
   if (!stream) return false;
   std::array<char, kHeaderBytes> header{};
-  static_cast<void>(std::fread(header.data(), 1, header.size(), stream.get()));
+  xrd::read_bytes(header.data(), header.size(), stream.get());
   std::memcpy(text.data(), header.data() + kTextBegin, kTextBytes);
   return true;
 }

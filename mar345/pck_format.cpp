@@ -12,6 +12,7 @@
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/pixels.h"
+#include "support/reading.h"
 #include "xrdimage.h"
 
 namespace {
@@ -87,7 +88,7 @@ class RecordReader {
     const int records = std::min(unread_, kBlockRecords);
     unread_ -= records;
     position_ = 0;
-    available_ = std::fread(block_.data(), 1, static_cast<std::size_t>(records) * kRecordBytes, stream_);
+    available_ = xrd::read_bytes(block_.data(), static_cast<std::size_t>(records) * kRecordBytes, stream_);
   }
 
   std::FILE* stream_;
@@ -129,7 +130,7 @@ void read_and_merge(const SignedImage& image, int* record, const char* path, std
 extern "C" int gethead(int* new_layout, FILE* stream, int* size, int* swapped, int* overflow_count) {
   namespace mar345 = xrd::mar345;
   mar345::Words words{};
-  if (std::fread(words.data(), sizeof words[0], words.size(), stream) < words.size()) {
+  if (xrd::read_bytes(words.data(), sizeof words, stream) < sizeof words) {
     std::printf("ERROR> Cannot read header\n");
   }
   *swapped = mar345::is_swapped(words) ? 1 : 0;

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "support/image_size.h"
+#include "support/reading.h"
 #include "xrdimage.h"
 
 namespace {
@@ -14,7 +15,7 @@ constexpr int kCorrectionValues = 1187;
 
 // Reads 4-byte values as they stand; `file` names the source in the message for a short read. Returns how many came.
 int read_values(void* buffer, std::size_t count, std::FILE* stream, const char* file) {
-  const std::size_t values = std::fread(buffer, kValueBytes, count, stream);
+  const std::size_t values = xrd::read_bytes(buffer, kValueBytes * count, stream) / kValueBytes;
   if (values != count) {
     std::printf("ERROR> Wrong number of bytes in %s: %d \n", file, static_cast<int>(values));
   }

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "support/reading.h"
+
 namespace xrd {
 
 namespace {
@@ -79,7 +81,7 @@ ChunkReader::~ChunkReader() {
 }
 
 std::size_t ChunkReader::read_bytes(unsigned char* target, std::size_t count) {
-  if (stream_ != nullptr) return fread_unlocked(target, 1, count, stream_);
+  if (stream_ != nullptr) return xrd::read_bytes(target, count, stream_);
   const auto bytes = memory_.first(std::min(count, memory_.size()));
   std::ranges::copy(bytes, target);
   memory_ = memory_.subspan(bytes.size());

@@ -12,6 +12,7 @@
 #include "pack/prediction.h"
 #include "support/files.h"
 #include "support/image_size.h"
+#include "support/reading.h"
 #include "xrdimage.h"
 
 namespace {
@@ -48,7 +49,7 @@ class HeaderLineSearch {
   // the end of the file.
   bool read_line(std::FILE* stream, Size& size) {
     for (std::size_t position = 1; position < kBufferBytes; ++position) {
-      const int byte = getc_unlocked(stream);
+      const int byte = xrd::next_byte(stream);
       if (byte == EOF) return false;
       buffer_[position] = static_cast<char>(byte);
       if (byte == '\n') {

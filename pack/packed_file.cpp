@@ -7,6 +7,7 @@
 #include "support/files.h"
 #include "support/memory.h"
 #include "support/message.h"
+#include "support/reading.h"
 #include "xrdimage.h"
 
 namespace {
@@ -19,7 +20,7 @@ static_assert(sizeof(PackedFileHeader) == 2400);
 
 PackedFileHeader read_header(std::FILE* stream) {
   PackedFileHeader header{};
-  static_cast<void>(std::fread(&header, 1, sizeof header, stream));
+  xrd::read_bytes(&header, sizeof header, stream);
   return header;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/format_text.h"
+#include "support/reading.h"
 
 namespace xrd {
 
@@ -46,7 +47,7 @@ const HeaderKey* match_header_line(const char* line, std::span<const HeaderKey> 
 
 void read_braced_header(std::FILE* stream, std::span<const HeaderKey> keys) {
   HeaderWord line{};
-  while (std::fgets(line.data(), static_cast<int>(line.size()), stream) != nullptr && line[0] != '}') {
+  while (read_line(line, stream) && line[0] != '}') {
     match_header_line(line.data(), keys);
   }
 }

@@ -10,6 +10,8 @@
 #include <cstring>
 #include <span>
 
+#include "support/reading.h"
+
 namespace xrd {
 
 static_assert(std::endian::native == std::endian::little, "samples are taken in the processor's order");
@@ -20,7 +22,7 @@ template <typename T>
 std::size_t read_zero_padded(std::span<T> array, std::size_t bytes, std::FILE* stream) {
   if (array.empty()) return 0;
   auto* first = reinterpret_cast<unsigned char*>(array.data());
-  const std::size_t read = std::fread(first, 1, bytes, stream);
+  const std::size_t read = read_bytes(first, bytes, stream);
   std::memset(first + read, 0, array.size_bytes() - read);
   return read;
 }

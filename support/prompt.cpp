@@ -3,13 +3,15 @@
 #include <array>
 #include <cstdio>
 
+#include "support/reading.h"
+
 namespace xrd {
 
 DetectorSize ask_detector_size(DetectorSize by_default) {
   std::printf("# Detector x y [%d %d]> ", by_default.width, by_default.height);
   std::fflush(stdout);  // the question has no line feed, and the user waits for it
   std::array<char, 256> line{};
-  if (std::fgets(line.data(), static_cast<int>(line.size()), stdin) == nullptr) return by_default;
+  if (!read_line(line, stdin)) return by_default;
   DetectorSize size{};
   return std::sscanf(line.data(), "%d %d", &size.width, &size.height) == 2 ? size : by_default;
 }
