@@ -25,9 +25,7 @@ void TiffCloser::operator()(tiff* image) const noexcept {
 }
 
 TiffHandle open_tiff(const char* path) {
-  // Read and not mapped into memory ("m"): what is mapped of a file that shrinks meanwhile ends the process when
-  // touched.
-  return TiffHandle(TIFFOpen(path, "rm"));
+  return TiffHandle(TIFFOpen(path, "r"));
 }
 
 std::optional<std::size_t> TiffSize::pixels() const {

@@ -113,7 +113,9 @@ std::string told_size(const std::string& told) {
 
 }  // namespace
 
-TEST_P(FileReading, FilesThatShrinkMeanwhileEndThere) {
+class ShrinkingFile : public Reading {};
+
+TEST_P(ShrinkingFile, EndsWhereItEndsNow) {
   const Ending of_whole = reading(GetParam(), "frame");
   for (std::size_t number = 1; number <= 4; ++number) {
     for (const std::size_t length : {std::size_t{0}, GetParam().sample.header, bytes().size() - 20}) {
@@ -127,6 +129,22 @@ TEST_P(FileReading, FilesThatShrinkMeanwhileEndThere) {
     }
   }
 }
+
+namespace {
+
+// libtiff maps files into memory, where touching what has vanished ends the process.
+std::vector<Reader> readers_without_libtiff() {
+  std::vector<Reader> some = trust::file_readers();
+  std::erase_if(some, [](const Reader& reader) {
+    const std::string_view function = reader.function;
+    return function == "read_tiff" || function == "read_mar_ccd";
+  });
+  return some;
+}
+
+}  // namespace
+
+INSTANTIATE_TEST_SUITE_P(, ShrinkingFile, testing::ValuesIn(readers_without_libtiff()), reader_name);
 
 // Descriptors.
 namespace {
