@@ -57,6 +57,7 @@ bool read_text(HeaderText& text, const char* path) {
 // The date is always rewritten; words that are missing are empty, and long ones are cut.
 void parse_date(const char* text, char (&date)[256]) {
   std::array<Word, 5> words{};
+  // cppcheck-suppress invalidscanf ; each word has room for the whole text
   static_cast<void>(std::sscanf(text, "DATE %s %s %s %s %s\n", words[0].data(), words[1].data(), words[2].data(),
                                 words[3].data(), words[4].data()));
   std::snprintf(date, sizeof date, "%.31s %.31s %.31s %.31s %.31s", words[0].data(), words[1].data(), words[2].data(),
@@ -66,8 +67,10 @@ void parse_date(const char* text, char (&date)[256]) {
 int parse_text(const HeaderText& text, Mar345Header& header) {
   Cursor cursor(text);
   Word word{};
+  // cppcheck-suppress invalidscanf ; likewise
   if (std::sscanf(cursor.seek('P'), "PROGRAM %s\n", word.data()) == 1) xrd::copy_cut(header.program, word.data());
   parse_date(cursor.seek('D'), header.date);
+  // cppcheck-suppress invalidscanf ; likewise
   if (std::sscanf(cursor.seek('F'), "FORMAT %s\n", word.data()) == 1) xrd::copy_cut(header.format, word.data());
   static_cast<void>(std::sscanf(cursor.seek('H'), "HIGH %d\n", &header.high));
   static_cast<void>(std::sscanf(cursor.seek('L'), "LENGTH %d HEIGHT %d\n", &header.pixel_length, &header.pixel_height));

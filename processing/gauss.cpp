@@ -95,7 +95,7 @@ class ColumnGroup {
       : rows_(static_cast<std::size_t>(rows)),
         memory_(xrd::allocate_unset<fftw_real>(4 * kColumns * rows_)),
         from_(memory_.get()),
-        to_(memory_.get() + 2 * kColumns * rows_) {}
+        to_(memory_ == nullptr ? nullptr : memory_.get() + 2 * kColumns * rows_) {}
 
   // Whether there is memory for it.
   bool ready() const { return memory_ != nullptr; }
