@@ -52,8 +52,8 @@ void print_cannot_allocate(const Size& size, const char* path) {
 }
 
 // Decodes the packed image of the file into `image`, as much of it as fits. Returns how many pixels that are.
-std::size_t read_packed(std::span<short> image, const char* path) {
-  const auto pixels = xrd::unpack_file(path, image);
+std::size_t read_packed(std::span<short> image, const char* path, xrd::Held held) {
+  const auto pixels = xrd::unpack_file(path, image, held);
   if (!pixels) std::printf("ERROR> %s does not exist.", path);
   return pixels.value_or(0);
 }
@@ -117,7 +117,7 @@ void read_and_merge(const SignedImage& image, int* record, const char* path, std
   const Size& size = image.size;
   const std::span<int> pixels(image.pixels, static_cast<std::size_t>(size.pixels()));
   const std::span<short> samples = xrd::sample_half(pixels);
-  std::ranges::fill(samples.subspan(read_packed(samples, path)), short{0});
+  std::ranges::fill(samples.subspan(read_packed(samples, path, xrd::Held::kNothing)), short{0});
   xrd::widen_samples(pixels, [limit = layout.limit, saturated = layout.shown(-1)](int sample) {
     return sample < limit ? sample : saturated;
   });
@@ -144,7 +144,7 @@ extern "C" int gethead(int* new_layout, FILE* stream, int* size, int* swapped, i
 }
 
 extern "C" void readpck(short* image, const char* path) {
-  read_packed(xrd::unbounded(image), path);
+  read_packed(xrd::unbounded(image), path, xrd::Held::kCallers);
 }
 
 extern "C" void int_getpck(int* image, int* record, short /*unused1*/, int /*unused2*/, const char* path,

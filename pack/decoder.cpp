@@ -113,12 +113,13 @@ bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<s
   return !chunks.past_memory();
 }
 
-std::optional<std::size_t> unpack_file(const char* path, std::span<short> img) {
+std::optional<std::size_t> unpack_file(const char* path, std::span<short> img, Held held) {
   const FileHandle stream = open_file(path, "r");
   if (!stream) return std::nullopt;
   HeaderLineSearch search;
   const auto [width, height] = search.find(stream.get());
   const std::size_t pixels = std::min(caller_pixels(width, height, sizeof(short)), img.size());
+  if (held == Held::kNothing && width == 1) std::ranges::fill(img.first(pixels), short{0});
   unpack_pixels(stream.get(), width, img.first(pixels));
   return pixels;
 }

@@ -17,10 +17,14 @@ void unpack_pixels(std::FILE* stream, int width, std::span<short> img);
 // of the image is left as it was.
 bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<short> img);
 
+// What `img` holds before. Predictions in an image of one column take pixels from there that are not decoded yet: those
+// of the caller, as hosts know it, or 0 where nobody has set any.
+enum class Held { kCallers, kNothing };
+
 // Opens the file, finds the header line and decodes the image behind it, cut to img.size() pixels. Nothing is written
 // when there is no header line or its size cannot be. Returns how many pixels were written; nothing when the file
 // cannot be opened.
-std::optional<std::size_t> unpack_file(const char* path, std::span<short> img);
+std::optional<std::size_t> unpack_file(const char* path, std::span<short> img, Held held = Held::kCallers);
 
 // An `img` whose caller vouches that it is as large as the header line says.
 inline std::span<short> unbounded(short* img) {

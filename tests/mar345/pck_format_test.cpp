@@ -775,3 +775,19 @@ TEST(IntGetpck, OpensNothingForGood) {
   run(small_merge({true, false}, {{2, 500}}));
   EXPECT_EQ(test::open_descriptors(), before);
 }
+
+TEST(NewReadPck, ImagesOfOneColumnAreDecodedOverZeros) {
+  // Their predictions take in pixels that are not decoded yet.
+  naive::Random random(151);
+  const Pixels column = naive::random_image(random, 1, 30);
+  const std::string packed = naive::pack(column, 1, 30);
+  const test::TemporaryDirectory directory;
+  std::vector<short> over_zeros(30);
+  readpack_word_c(over_zeros.data(), directory.write("column", packed).c_str());
+
+  std::string bytes = Frame{{true, false}, 6, {}, naive::filled(6, 6, 1)}.bytes();
+  bytes.replace(4096, std::string::npos, packed);
+  std::vector<unsigned> expected(36);
+  std::ranges::transform(over_zeros, expected.begin(), [](short word) { return static_cast<std::uint16_t>(word); });
+  EXPECT_EQ(pixels_of(bytes, 6), expected);
+}
