@@ -43,7 +43,7 @@ TEST(Rearranged, PixelsComeFromWhereTheyAreSaidToBe) {
 TEST(Rearranged, WhereAllIsKnownItStaysSo) {
   frames::Frame frame = full_frame();
   frame.unknown.clear();
-  EXPECT_TRUE(host::rearranged(frame, 1, 1, [](std::size_t, std::size_t) { return 5; }).unknown.empty());
+  EXPECT_TRUE(host::rearranged(frame, 1, 1, [](std::size_t, std::size_t) { return std::size_t{5}; }).unknown.empty());
 }
 
 TEST(ScaledGeometry, CentresOfPixelsHaveWholeCoordinates) {
