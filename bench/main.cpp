@@ -82,7 +82,7 @@ int check(const Frame& frame, const Rows& rows) {
   return failed;
 }
 
-int read_once(const char* path) {
+int read_and_end(const char* path) {
   unsigned int* pixels = nullptr;
   int width = 0;
   int height = 0;
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
     return check(frame, all_rows(frame)) == 0 ? 0 : 1;
   }
   if (argc >= 3 && std::string_view(argv[1]) == "--peak") return print_peak(argv + 2);
-  if (argc >= 2 && std::string_view(argv[1]) == "--read") return argc == 2 ? 0 : read_once(argv[2]);
+  if (argc >= 2 && std::string_view(argv[1]) == "--read") return argc == 2 ? 0 : read_and_end(argv[2]);
   // New arrays are memory that the process has had before, as in a program that goes through many frames.
   mallopt(M_MMAP_THRESHOLD, std::numeric_limits<int>::max());
   mallopt(M_TRIM_THRESHOLD, std::numeric_limits<int>::max());

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <utility>
@@ -14,6 +13,7 @@
 #include "bench/rows.h"
 #include "support/files.h"
 #include "support/memory.h"
+#include "tests/formats/saint_header.h"
 #include "xrdimage.h"
 
 namespace bench {
@@ -106,16 +106,11 @@ Row read_raw_row(const Frame& frame) {
   return row;
 }
 
-std::string saint_header(const Frame& frame) {
-  const std::string records[] = {"NCOLS  : " + std::to_string(frame.width), "NROWS  : " + std::to_string(frame.height),
-                                 "   ENDING2: 1"};
-  std::string header(7680, ' ');
-  for (std::size_t i = 0; i < std::size(records); ++i) header.replace(80 * i, records[i].size(), records[i]);
-  return header;
-}
-
 Row read_saint_row(const Frame& frame) {
-  const FileState file = write_file(frame.name + ".saint", saint_header(frame), low_words(frame));
+  const FileState file = write_file(frame.name + ".saint",
+                                    test::saint_header({"NCOLS  : " + std::to_string(frame.width),
+                                                        "NROWS  : " + std::to_string(frame.height), "   ENDING2: 1"}),
+                                    low_words(frame));
   return reader_row(
       "read_saint", file,
       [=] {

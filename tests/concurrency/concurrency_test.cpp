@@ -16,6 +16,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/corpus/run.h"
+#include "tests/formats/saint_header.h"
 #include "tests/formats/tiff_builder.h"
 #include "tests/host_environment.h"
 #include "xrdimage.h"
@@ -56,15 +58,6 @@ Bytes bytes_of(const std::vector<Value>& values) {
   return bytes_of(std::span<const Value>(values));
 }
 
-// 96 records of 80 bytes.
-Bytes saint_header() {
-  Bytes header(7680, ' ');
-  const std::array<std::string, 3> records{"NROWS  : " + std::to_string(kHeight), "NCOLS  : " + std::to_string(kWidth),
-                                           "ENDING2: 1"};
-  for (std::size_t i = 0; i < records.size(); ++i) header.replace(80 * i, records[i].size(), records[i]);
-  return header;
-}
-
 // A square frame of kHeight pixels with two overflow records.
 Bytes mar345_frame(const Material& material) {
   Bytes bytes = test::little32(1234) + test::little32(kHeight) + test::little32(2) + Bytes(116, '\0');
@@ -72,13 +65,7 @@ Bytes mar345_frame(const Material& material) {
   bytes.resize(4096, ' ');
   for (const unsigned value : {10U, 70000U, 20U, 80000U}) bytes += test::little32(value);
   std::vector<short> square(material.words.begin(), material.words.begin() + std::ptrdiff_t{kHeight} * kHeight);
-  const auto stream = test::stream_of("");
-  pack_wordimage_c(square.data(), kHeight, kHeight, stream.get());
-  std::rewind(stream.get());
-  for (int byte = std::fgetc(stream.get()); byte != EOF; byte = std::fgetc(stream.get())) {
-    bytes.push_back(static_cast<char>(byte));
-  }
-  return bytes;
+  return bytes + corpus::written([&](std::FILE* stream) { pack_wordimage_c(square.data(), kHeight, kHeight, stream); });
 }
 
 Material::Material(unsigned seed) : pixels(kPixels), words(kPixels) {
@@ -91,7 +78,9 @@ Material::Material(unsigned seed) : pixels(kPixels), words(kPixels) {
   const std::string size = "SIZE1=" + std::to_string(kWidth) + ";\nSIZE2=" + std::to_string(kHeight) + ";\n";
   directory.write("a.raw", samples);
   directory.write("a.img", "{\n" + size + "BYTE_ORDER=little_endian;\nDATE=Mon Jan 12 10:11:12 2004;\n}\n" + samples);
-  directory.write("a.sfrm", saint_header() + samples);
+  directory.write("a.sfrm", test::saint_header({"NROWS  : " + std::to_string(kHeight),
+                                                "NCOLS  : " + std::to_string(kWidth), "ENDING2: 1"}) +
+                                samples);
   const Bytes tiff = test::TiffBuilder(kWidth, kHeight).strip(samples).bytes();
   directory.write("a.tif", tiff);
   directory.write("a.mar2300", mar345_frame(*this));

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "tests/corpus/run.h"
+#include "tests/exported_functions.h"
 #include "tests/host_environment.h"
 
 namespace {
@@ -40,16 +41,6 @@ std::map<std::string, std::string> listed_digests() {
   return digests;
 }
 
-// The names between "global:" and "local:".
-std::set<std::string> exported_functions() {
-  std::istringstream words(test::read_file(XRDIMAGE_SOURCE "/exports.map"));
-  std::set<std::string> names;
-  for (std::string word; words >> word && word != "local:";) {
-    if (word.back() == ';') names.insert(word.substr(0, word.size() - 1));
-  }
-  return names;
-}
-
 class Corpus : public testing::TestWithParam<Function> {};
 
 }  // namespace
@@ -59,7 +50,7 @@ TEST(CorpusList, CoversEveryExportedFunction) {
   for (const Function& function : all_functions()) covered.insert(function.name);
   std::set<std::string> listed;
   for (const auto& [name, digest] : listed_digests()) listed.insert(name);
-  EXPECT_EQ(covered, exported_functions());
+  EXPECT_EQ(covered, test::exported_functions());
   EXPECT_EQ(listed, covered);
   EXPECT_EQ(covered.size(), 63U);
 }

@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "tests/corpus/run.h"
+#include "tests/formats/saint_header.h"
 #include "tests/host_environment.h"
 #include "xrdimage.h"
 
@@ -12,6 +13,7 @@ namespace {
 
 using test::little16;
 using test::little32;
+using test::saint_header;
 
 void image_types(Run& run) {
   // grep finds its word in the path.
@@ -111,17 +113,6 @@ void read_edf_headers(Run& run) {
     run.record([&] { return read_edf_header(stream.get(), &width, &height, &bits); });
     run.digest.add_all(width, height, bits, std::ftell(stream.get()));
   }
-}
-
-// 96 records of 80 bytes.
-std::string saint_header(const std::vector<std::string>& records) {
-  std::string header;
-  for (std::string record : records) {
-    record.resize(80, ' ');
-    header += record;
-  }
-  header.resize(96 * std::size_t{80}, '.');
-  return header;
 }
 
 std::vector<std::string> saint_headers() {

@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "tests/exported_functions.h"
 #include "tests/host_environment.h"
 #include "tests/trust/calls.h"
 #include "tests/trust/child.h"
@@ -226,15 +227,6 @@ std::string shown(const Ending& ending) {
   return text.str();
 }
 
-std::set<std::string> exported_functions() {
-  std::istringstream words(test::read_file(XRDIMAGE_SOURCE "/exports.map"));
-  std::set<std::string> names;
-  for (std::string word; words >> word && word != "local:";) {
-    if (word.back() == ';') names.insert(word.substr(0, word.size() - 1));
-  }
-  return names;
-}
-
 class LackOfMemory : public testing::TestWithParam<Call> {};
 
 }  // namespace
@@ -242,7 +234,7 @@ class LackOfMemory : public testing::TestWithParam<Call> {};
 TEST(Calls, AreThereForEveryExportedFunction) {
   std::set<std::string> names;
   for (const Call& call : trust::calls()) names.insert(call.function);
-  EXPECT_EQ(names, exported_functions());
+  EXPECT_EQ(names, test::exported_functions());
   EXPECT_EQ(names.size(), 63U);
 }
 

@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "tests/corpus/run.h"
+#include "tests/formats/saint_header.h"
 #include "tests/formats/tiff_builder.h"
 #include "tests/mar345/mar345_file.h"
 #include "tests/pack/naive_pack.h"
@@ -72,14 +73,9 @@ Sample edf_sample() {
 }
 
 Sample saint_sample() {
-  std::string header;
-  for (std::string record :
-       {"FORMAT :  86", "CREATED:12-Jan-2004 10:11:12", "NROWS  :  6", "NCOLS  :  11", "START  :  1.5", "INCREME: 0.3",
-        "DISTANC: 6.0", "WAVELEN: 0.71073", "ELAPSDR: 10.0", "ENDING2: 1"}) {
-    record.resize(80, ' ');
-    header += record;
-  }
-  header.resize(7680, '.');
+  const std::string header = test::saint_header({"FORMAT :  86", "CREATED:12-Jan-2004 10:11:12", "NROWS  :  6",
+                                                 "NCOLS  :  11", "START  :  1.5", "INCREME: 0.3", "DISTANC: 6.0",
+                                                 "WAVELEN: 0.71073", "ELAPSDR: 10.0", "ENDING2: 1"});
   return with_header(header, noise(std::size_t{11} * 6 * 2));
 }
 

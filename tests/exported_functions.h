@@ -1,0 +1,22 @@
+// What exports.map lists. Needs XRDIMAGE_SOURCE, the folder of the sources.
+#pragma once
+
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "tests/host_environment.h"
+
+namespace test {
+
+// The names between "global:" and "local:".
+inline std::set<std::string> exported_functions() {
+  std::istringstream words(read_file(XRDIMAGE_SOURCE "/exports.map"));
+  std::set<std::string> names;
+  for (std::string word; words >> word && word != "local:";) {
+    if (word.back() == ';') names.insert(word.substr(0, word.size() - 1));
+  }
+  return names;
+}
+
+}  // namespace test
