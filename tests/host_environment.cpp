@@ -23,12 +23,6 @@ extern "C" const char* __asan_default_options();
 extern "C" const char* __asan_default_options() {  // NOLINT: the sanitizer looks for this name
   return "allocator_may_return_null=1:max_allocation_size_mb=256";
 }
-
-// falte_gauss leaves its kernel allocated, as hosts know it.
-extern "C" const char* __lsan_default_suppressions();
-extern "C" const char* __lsan_default_suppressions() {  // NOLINT: the sanitizer looks for this name
-  return "leak:falte_gauss\n";
-}
 #endif
 
 namespace test {

@@ -15,10 +15,7 @@ Result Workplace::run(const std::string& command, std::string_view input) const 
   const std::string in = streams.write("in", input);
   const std::string out = streams.path("out");
   const std::string err = streams.path("err");
-  // The library leaves the smoothing kernel allocated; hosts know it so.
-  const std::string leaks = streams.write("leaks", "leak:falte_gauss\n");
-  const std::string script = "export LSAN_OPTIONS=print_suppressions=0:suppressions=" + leaks +
-                             "; unset DISPLAY WAYLAND_DISPLAY; xrdimage='" XRDIMAGE_PROGRAM
+  const std::string script = "unset DISPLAY WAYLAND_DISPLAY; xrdimage='" XRDIMAGE_PROGRAM
                              "'; companions='" XRDIMAGE_COMPANIONS "'; " +
                              command;
   const std::string script_file = streams.write("script", script);
