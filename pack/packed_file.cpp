@@ -1,5 +1,5 @@
 // Packed files: a header of 2400 bytes, whose first two words are the size, and a CCP4-packed image.
-#include <array>
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -46,7 +46,7 @@ extern "C" int read_pck(const char* filename, unsigned int** Daten, int* x, int*
   }
   if (!xrd::unpack_file(filename, {words.get(), kPixels})) std::printf("# %s does not exist.", filename);
   // Hosts rely on the sign extension: values from 32768 on become large numbers.
-  for (std::size_t i = 0; i < kPixels; ++i) image[i] = static_cast<unsigned int>(words[i]);
+  std::copy_n(words.get(), kPixels, image.get());
   *x = kEdge;
   *y = kEdge;
   *Daten = image.release();

@@ -1,6 +1,5 @@
 #include "tests/trust/memory.h"
 
-#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdlib>
@@ -29,35 +28,36 @@ struct Block {
   std::size_t size = 0;
 };
 
-// Blocks under watch, in memory of its own.
+// Blocks under watch, in memory of its own, without gaps: most blocks that are released are none of these.
 class Blocks {
  public:
   void add(void* address, std::size_t size) {
     const std::scoped_lock lock(mutex_);
-    *find(nullptr) = {address, size};
+    blocks_[used_++] = {address, size};
   }
   void remove(const void* address) {
     const std::scoped_lock lock(mutex_);
-    if (Block* const block = find(address); block != blocks_.end()) *block = {};
+    if (Block* const block = find(address); block != nullptr) *block = blocks_[--used_];
   }
   std::size_t size_of(const void* address) {
     const std::scoped_lock lock(mutex_);
     const Block* const block = find(address);
-    return block != blocks_.end() ? block->size : 0;
+    return block != nullptr ? block->size : 0;
   }
-  std::size_t count() {
-    return blocks_.size() - static_cast<std::size_t>(std::ranges::count(blocks_, nullptr, &Block::address));
-  }
-  void* any() {
-    const auto* const block = std::ranges::find_if(blocks_, [](const Block& each) { return each.address != nullptr; });
-    return block != blocks_.end() ? block->address : nullptr;
-  }
+  std::size_t count() const { return used_; }
+  void* any() const { return used_ > 0 ? blocks_[0].address : nullptr; }
 
  private:
-  Block* find(const void* address) { return std::ranges::find(blocks_, address, &Block::address); }
+  Block* find(const void* address) {
+    for (std::size_t i = 0; i < used_; ++i) {
+      if (blocks_[i].address == address) return &blocks_[i];
+    }
+    return nullptr;
+  }
 
   std::mutex mutex_;
   std::array<Block, 1024> blocks_{};  // more than that would be written past its end, which sanitizers see
+  std::size_t used_ = 0;
 };
 
 // NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables)
