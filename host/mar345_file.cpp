@@ -28,6 +28,7 @@ constexpr std::int32_t kUnknownRecord = -1;
 // Lines of 64 characters, the keyword in the first fifteen.
 class HeaderText {
  public:
+  // NOLINTNEXTLINE(cert-dcl50-cpp): the compiler checks the arguments against the format
   [[gnu::format(printf, 3, 4)]] void add(const char* keyword, const char* format, ...) {
     std::array<char, kLineBytes> values{};
     va_list arguments;

@@ -39,7 +39,7 @@ void leave_unflushed(png_structp /*png*/) {}
 // libpng jumps back here when something is wrong: nothing in this function has a destructor, and nothing that it
 // changes is looked at afterwards. False with an error's text.
 bool encode(png_structp png, png_infop info, const Picture& picture, std::FILE* stream) {
-  if (setjmp(png_jmpbuf(png)) != 0) return false;
+  if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT(cert-err52-cpp): it is what libpng has
   png_set_write_fn(png, stream, write_to_stream, leave_unflushed);
   // Noisy pixels have no repetitions to look for, but differ little from their neighbours: of a real frame this makes
   // smaller files than the best of the levels, in a tenth of its time.

@@ -224,7 +224,7 @@ TEST(Binning, EmptyImagesStayEmpty) {
 }
 
 TEST(Binning, RandomImages) {
-  std::mt19937 random(101);  // NOLINT(cert-msc51-cpp): the same images in each run
+  std::mt19937 random(101);  // the same images in each run
   const auto output = test::capture([&] {
     for (int factor = 1; factor <= 9; ++factor) {
       for (int width = 1; width <= 60; ++width) {
@@ -245,7 +245,7 @@ TEST(Binning, RandomImages) {
 }
 
 TEST(Binning, LargerRandomImages) {
-  std::mt19937 random(103);  // NOLINT(cert-msc51-cpp): the same images in each run
+  std::mt19937 random(103);  // the same images in each run
   for (const auto& [width, height, factor] :
        {std::array{701, 503, 2}, {512, 512, 4}, {1000, 333, 37}, {300, 2000, 99}}) {
     const auto image = test::random_image<unsigned int>(random, width, height, 4);
@@ -375,7 +375,7 @@ TEST(ShortBinning, ImagesSmallerThanABlockBecomeEmpty) {
 }
 
 TEST(ShortBinning, RandomImages) {
-  std::mt19937 random(107);  // NOLINT(cert-msc51-cpp): the same images in each run
+  std::mt19937 random(107);  // the same images in each run
   const auto output = test::capture([&] {
     for (int factor = 1; factor <= 9; ++factor) {
       for (int width = 1; width <= 60; ++width) {
@@ -391,7 +391,7 @@ TEST(ShortBinning, RandomImages) {
 }
 
 TEST(ShortBinning, LargerRandomImages) {
-  std::mt19937 random(109);  // NOLINT(cert-msc51-cpp): the same images in each run
+  std::mt19937 random(109);  // the same images in each run
   for (const auto& [width, height, factor] :
        {std::array{701, 503, 2}, {512, 512, 4}, {1000, 333, 37}, {300, 2000, 99}}) {
     const auto image = test::random_image<unsigned short>(random, width, height, 0);

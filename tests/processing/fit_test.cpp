@@ -162,7 +162,7 @@ TYPED_TEST(FitToNewDimension, EqualSizesGiveACopy) {
 }
 
 TYPED_TEST(FitToNewDimension, GrowsAndShrinksAlongBothSides) {
-  std::mt19937 random(113);  // NOLINT(cert-msc51-cpp): the same images in each run
+  std::mt19937 random(113);  // the same images in each run
   for (int width = 0; width <= 5; ++width) {
     for (int height = 0; height <= 5; ++height) {
       const auto image = test::random_image<TypeParam>(random, width, height, 0);
@@ -182,7 +182,7 @@ TYPED_TEST(FitToNewDimension, GrowsAndShrinksAlongBothSides) {
 }
 
 TYPED_TEST(FitToNewDimension, LargerRandomImages) {
-  std::mt19937 random(127);  // NOLINT(cert-msc51-cpp): the same images in each run
+  std::mt19937 random(127);  // the same images in each run
   const auto image = test::random_image<TypeParam>(random, 211, 157, 0);
   for (const int new_width : {1, 128, 210, 211, 212, 300}) {
     for (const int new_height : {1, 100, 156, 157, 158, 400}) {

@@ -258,7 +258,7 @@ TEST(FillGauss, EverySampleInEveryBit) {
 }
 
 TEST(FillGauss, RandomSigmas) {
-  std::mt19937 random(131);  // NOLINT(cert-msc51-cpp): the same sigmas in each run
+  std::mt19937 random(131);  // the same sigmas in each run
   for (int round = 0; round < 500; ++round) {
     const auto sigma = [&] { return static_cast<float>(1 + random() % 1000000) / 50000.0F; };
     const int x = 1 + static_cast<int>(random() % 40);
@@ -425,7 +425,7 @@ TYPED_TEST(Smoothing, OddSizesGrowByOne) {
 }
 
 TYPED_TEST(Smoothing, RandomImagesAgreeWithTheDirectConvolution) {
-  std::mt19937 random(137);  // NOLINT(cert-msc51-cpp): the same images in each run
+  std::mt19937 random(137);  // the same images in each run
   for (const auto& [width, height] : {std::pair{2, 2}, {2, 10}, {6, 8}, {16, 10}, {30, 22}, {44, 4}}) {
     for (const auto& [sigma_x, sigma_y] : {std::pair{1, 1}, {2, 3}, {5, 1}, {9, 30}}) {
       expect_within_one_count(test::random_image<TypeParam>(random, width, height, 16), sigma_x, sigma_y);
@@ -435,7 +435,7 @@ TYPED_TEST(Smoothing, RandomImagesAgreeWithTheDirectConvolution) {
 }
 
 TYPED_TEST(Smoothing, EveryPixelInEveryBit) {
-  std::mt19937 random(139);  // NOLINT(cert-msc51-cpp): the same images in each run
+  std::mt19937 random(139);  // the same images in each run
   for (const auto& [width, height] : {std::pair{2, 2}, {4, 66}, {16, 10}, {60, 44}, {72, 90}, {150, 62}, {300, 230}}) {
     for (const auto& [sigma_x, sigma_y] : {std::pair{1, 1}, {2, 3}, {5, 1}, {20, 20}, {-2, 3}, {1000, 1000}}) {
       const auto image = test::random_image<TypeParam>(random, width, height, 0);
@@ -447,7 +447,7 @@ TYPED_TEST(Smoothing, EveryPixelInEveryBit) {
 }
 
 TEST(SmoothingOfBrightImages, TheProductTakesBothPartsInSinglePrecision) {
-  std::mt19937 random(149);  // NOLINT(cert-msc51-cpp): the same image in each run
+  std::mt19937 random(149);  // the same image in each run
   const auto image = test::random_image<unsigned int>(random, 128, 96, 0);
   const Image32 expected = naive::smoothed(image, 2, 2);
   // Without either of the two roundings other counts come out.
@@ -459,7 +459,7 @@ TEST(SmoothingOfBrightImages, TheProductTakesBothPartsInSinglePrecision) {
 
 TEST(SmoothingOfBrightImages, NegativeRingingComesOutAsItsMagnitude) {
   // The rounding of the product leaves traces of several counts, of either sign, on the dark side of a bright image.
-  std::mt19937 random(149);  // NOLINT(cert-msc51-cpp): the same image in each run
+  std::mt19937 random(149);  // the same image in each run
   auto image = test::random_image<unsigned int>(random, 64, 64, 0);
   for (int x = 32; x < 64; ++x) {
     for (int y = 0; y < 64; ++y) image.at(x, y) = 0;
@@ -484,7 +484,7 @@ TYPED_TEST(Smoothing, ANegativeImageComesOutAsItsMagnitude) {
 }
 
 TYPED_TEST(Smoothing, ANegativeSigmaChangesNothing) {
-  std::mt19937 random(151);  // NOLINT(cert-msc51-cpp): the same image in each run
+  std::mt19937 random(151);  // the same image in each run
   const auto image = test::random_image<TypeParam>(random, 24, 20, 16);
   const auto expected = smoothed(image, 2, 3).image;
   EXPECT_EQ(smoothed(image, -2, 3).image, expected);
