@@ -36,6 +36,18 @@ need_packages() {
     say "this is not Debian 12, whose packages are needed: $*"
     return 1
   fi
+  # Scripts that run at the same time wait for each other's lists of packages.
+  mkdir -p "$(dirname "$log")"
+  local lock
+  exec {lock}>"$log.lock"
+  flock "$lock"
+  install_missing "$log" "$@"
+  exec {lock}>&-
+}
+
+install_missing() {
+  local log=$1
+  shift
   local -a missing
   mapfile -t missing < <(missing_packages "$@" | sort -u)
   [ "${#missing[@]}" -gt 0 ] || return 0
