@@ -16,6 +16,10 @@ export CLANG_PACKAGES=(clang-14 libclang-rt-14-dev llvm-14)
 # For XRDIMAGE_FFT=fftw3.
 export FFTW3_PACKAGES=(libfftw3-dev pkg-config)
 
+# For making Debian packages; lintian checks them, and their test makes a clean system.
+export PACKAGE_PACKAGES=(dpkg-dev file)
+export ROOT_PACKAGES=(debootstrap debian-archive-keyring)
+
 # Those of the packages that are not installed.
 missing_packages() {
   local package
