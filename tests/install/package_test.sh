@@ -54,6 +54,13 @@ for host in shared static; do
   if ./$host README.md; then fail "$host takes README.md for a frame"; fi
 done
 cc -Wall -Wextra -Werror /usr/share/doc/libxrdimage-dev/examples/process.c -lxrdimage -o process
+{
+  printf '{\nDim_1 = 4 ;\nDim_2 = 4 ;\nDataType = UnsignedInteger ;\n}\n'
+  printf '\1\0\0\0%.0s' {1..16}
+} >frame.edf
+# Its last step needs zimg and xv, which are in the program's package.
+PATH=$PATH:/usr/libexec/xrdimage ./process frame.edf binned.edf || [ ! -x /usr/bin/xrdimage ]
+[ "$(tail -c 16 binned.edf | od -An -tu4 | tr -s ' ')" = " 4 4 4 4" ]
 
 # What is installed is what was packaged, and all of it goes.
 [ -z "$(dpkg --verify "${names[@]}")" ] || fail "installed files are not as they were packaged"
