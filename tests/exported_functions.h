@@ -15,7 +15,7 @@ inline std::set<std::string> exported_functions() {
   std::set<std::string> names;
   bool global = false;
   for (std::string word; words >> word;) {
-    if (word.back() == ':') global = word == "global:";
+    if (word.back() == ':' || word == "}") global = word == "global:";
     if (global && word.back() == ';') names.insert(word.substr(0, word.size() - 1));
   }
   return names;
