@@ -1,7 +1,7 @@
 /*
  * xrdimage: two-dimensional X-ray diffraction detector images.
  *
- * This is the library's one public header; it serves C (C11) and C++ alike.
+ * This is the library's one public header; it serves C (from C89 on, where <stdint.h> is) and C++ alike.
  *
  * Images
  *   An image is a `Daten` array: unsigned 32-bit pixel values, row by row; the pixel of column x and row y is

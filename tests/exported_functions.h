@@ -9,12 +9,14 @@
 
 namespace test {
 
-// The names between "global:" and "local:".
+// The names between "global:" and "local:", of each version.
 inline std::set<std::string> exported_functions() {
   std::istringstream words(read_file(XRDIMAGE_SOURCE "/exports.map"));
   std::set<std::string> names;
-  for (std::string word; words >> word && word != "local:";) {
-    if (word.back() == ';') names.insert(word.substr(0, word.size() - 1));
+  bool global = false;
+  for (std::string word; words >> word;) {
+    if (word.back() == ':' || word == "}") global = word == "global:";
+    if (global && word.back() == ';') names.insert(word.substr(0, word.size() - 1));
   }
   return names;
 }

@@ -6,7 +6,7 @@ export BUILD_PACKAGES=(g++ cmake ninja-build libtiff-dev fftw-dev libpng-dev lib
 # What the library calls at run time.
 export RUN_PACKAGES=(file)
 # What the tests use: among them programs that read what this one writes.
-export TEST_PACKAGES=(libgtest-dev binutils bzip2 groff-base zsh imagemagick libtiff-tools python3-numpy)
+export TEST_PACKAGES=(libgtest-dev binutils bzip2 groff-base zsh imagemagick libtiff-tools python3-numpy pkg-config)
 # What the benchmarks use, gtest for the tests' naive functions.
 export BENCH_PACKAGES=(libbenchmark-dev libgtest-dev python3)
 
@@ -15,6 +15,10 @@ export CLANG_PACKAGES=(clang-14 libclang-rt-14-dev llvm-14)
 
 # For XRDIMAGE_FFT=fftw3.
 export FFTW3_PACKAGES=(libfftw3-dev pkg-config)
+
+# For making Debian packages; lintian checks them, and their test makes a clean system.
+export PACKAGE_PACKAGES=(dpkg-dev file)
+export ROOT_PACKAGES=(debootstrap debian-archive-keyring)
 
 # Those of the packages that are not installed.
 missing_packages() {

@@ -1,6 +1,6 @@
 #!/bin/sh
-# The shared library exports the functions that exports.map lists, no more and no fewer, and the public header declares
-# each of them and nothing else.
+# The shared library exports the functions that exports.map lists, no more and no fewer, each in the version that the
+# map gives it, and the public header declares each of them and nothing else.
 # Usage: exports_test.sh LIBRARY EXPORTS_MAP HEADER
 set -eu
 
@@ -12,10 +12,16 @@ work=$(mktemp -d)
 trap 'rm -r "$work"' EXIT
 status=0
 
-# The names between "global:" and "local:".
-sed -n '/global:/,/local:/ s/^ *\([A-Za-z_][A-Za-z0-9_]*\);.*/\1/p' "$exports_map" | sort >"$work/listed"
+# name@@version: the names between "global:" and "local:", and the version that stands before the brace.
+awk '/[{]/ { version = $1 }
+     /global:/ { global = 1 }
+     /local:/ { global = 0 }
+     global && match($1, /^[A-Za-z_][A-Za-z0-9_]*;/) { print substr($1, 1, RLENGTH - 1) "@@" version }' "$exports_map" |
+  sort >"$work/listed-versions"
+sed 's/@.*//' "$work/listed-versions" | sort >"$work/listed"
 
-nm -D --defined-only "$library" | awk '{ sub(/@.*/, "", $3); print $3 }' | sort >"$work/exported"
+# The versions themselves are symbols, too: absolute ones.
+nm -D --defined-only "$library" | awk '$2 != "A" { print $3 }' | sort >"$work/exported-versions"
 
 # Declarations may span lines; comments are none. The name stands before the first parenthesis.
 sed 's|/\*.*\*/||; /^#/d; \|/\*|,\|\*/|d' "$header" | tr '\n' ' ' | tr ';' '\n' |
@@ -34,7 +40,7 @@ if ! [ -s "$work/listed" ]; then
   echo "$exports_map lists nothing"
   status=1
 fi
-compare listed exported "exports.map (<) and the library's dynamic symbols (>) differ"
+compare listed-versions exported-versions "exports.map (<) and the library's dynamic symbols (>) differ"
 compare listed declared "exports.map (<) and the functions that the header declares (>) differ"
 
 if ! readelf -d "$library" | grep -q 'SONAME.*\[libxrdimage\.so\.1\]'; then

@@ -1,0 +1,59 @@
+/*
+ * A host of the library: reads a frame of whatever type, bins it 2 x 2, writes it as EDF and shows it.
+ *
+ *     cc process.c $(pkg-config --cflags --libs xrdimage) -o process
+ *     ./process FRAME binned.edf
+ */
+#include <stdio.h>
+#include <stdlib.h>
+#include <xrdimage.h>
+
+/* The frame's pixels, which the caller frees; NULL after the library's message, or for types that are not read here. */
+static unsigned int *read_frame(const char *path, int *width, int *height) {
+  unsigned int *pixels = NULL;
+  int bits = -1; /* as the header says */
+  double distance, wavelength, start, range, time;
+  switch (get_image_type(path)) {
+    case IMAGE_TYPE_MAR2300:
+    case IMAGE_TYPE_MAR2000:
+      new_read_pck(path, &pixels, width, height);
+      break;
+    case IMAGE_TYPE_IMG:
+      read_bnl(path, 0, &pixels, width, height, &distance, &wavelength, &start, &range, &time);
+      break;
+    case IMAGE_TYPE_EDF:
+      read_edf(path, &pixels, &bits, width, height);
+      break;
+    case IMAGE_TYPE_TIFF:
+      read_tiff(path, &pixels, 0, width, height);
+      break;
+  }
+  return pixels;
+}
+
+static int exists(const char *path) {
+  FILE *file = fopen(path, "rb");
+  return file != NULL && fclose(file) == 0;
+}
+
+static int fail(const char *what, const char *path) {
+  fprintf(stderr, "process: %s: %s\n", path, what);
+  return EXIT_FAILURE;
+}
+
+int main(int argc, char **argv) {
+  unsigned int *pixels;
+  int width = 0, height = 0, shown;
+  if (argc != 3) return fail("usage: process FRAME OUT.edf", "arguments");
+
+  pixels = read_frame(argv[1], &width, &height);
+  if (pixels == NULL) return fail("cannot be read", argv[1]);
+  /* A smaller array takes the place of the old one. The result is the largest sum. */
+  if (binning(&pixels, 2, &width, &height) == 0) return fail("has no counts", argv[1]);
+  remove(argv[2]); /* what is there afterwards is new: the writer tells of failures on standard output only */
+  edf32_write(argv[2], pixels, width, height);
+  shown = view("process", pixels, width, height, 4); /* process.png; full colour is a quarter of the largest pixel */
+  free(pixels);
+  if (!exists(argv[2])) return fail("cannot be written", argv[2]);
+  return shown == 0 ? EXIT_SUCCESS : fail("cannot be shown", "process.png");
+}

@@ -1,0 +1,190 @@
+#!/usr/bin/env bash
+# install_test.sh SOURCES BUILD VERSION LIBDIR CC CXX [program]: installs the build to a folder of its own and builds
+# hosts against that, by pkg-config and by CMake, with the shared and the static library; then once more where the folder
+# was moved to. Folders have blanks in their names.
+set -euo pipefail
+
+sources=$1
+build=$2
+version=$3
+libdir=$4
+export CC=$5 CXX=$6
+with_program=${7-}
+
+work=$(mktemp -d)
+trap 'rm -r "$work"' EXIT
+cd "$work"
+unset LD_LIBRARY_PATH DISPLAY WAYLAND_DISPLAY
+
+fail() {
+  echo "$*"
+  exit 1
+}
+
+# quietly COMMAND...: its output is shown when it fails.
+quietly() {
+  "$@" >log 2>&1 || {
+    cat log
+    fail "failed: $*"
+  }
+}
+
+# Exactly the files that are expected, where the GNU conventions have them.
+check_layout() {
+  {
+    cat <<EOF
+include/xrdimage.h
+$libdir/cmake/xrdimage/xrdimageConfig.cmake
+$libdir/cmake/xrdimage/xrdimageConfigVersion.cmake
+$libdir/cmake/xrdimage/xrdimageStaticTargets-release.cmake
+$libdir/cmake/xrdimage/xrdimageStaticTargets.cmake
+$libdir/cmake/xrdimage/xrdimageTargets-release.cmake
+$libdir/cmake/xrdimage/xrdimageTargets.cmake
+$libdir/libxrdimage.a
+$libdir/libxrdimage.so
+$libdir/libxrdimage.so.${version%%.*}
+$libdir/libxrdimage.so.$version
+$libdir/pkgconfig/xrdimage.pc
+share/doc/xrdimage/CHANGELOG.md
+share/doc/xrdimage/LICENSE
+share/doc/xrdimage/README.md
+share/doc/xrdimage/examples/CMakeLists.txt
+share/doc/xrdimage/examples/process.c
+EOF
+    [ -z "$with_program" ] || cat <<EOF
+bin/xrdimage
+libexec/xrdimage/xv
+libexec/xrdimage/zimg
+share/bash-completion/completions/xrdimage
+share/man/man1/xrdimage.1
+share/zsh/site-functions/_xrdimage
+EOF
+  } | LC_ALL=C sort >expected
+  (cd "$1" && find . ! -type d ! -name FindFFTW2.cmake) | sed 's|^\./||' | LC_ALL=C sort >installed
+  diff expected installed || fail "other files are installed (>) than expected (<)"
+  if readelf -d "$1/$libdir/libxrdimage.so" "$1"/bin/* 2>/dev/null | grep -E 'R(UN)?PATH'; then
+    fail "something installed has a path of its own to look for libraries"
+  fi
+}
+
+# flags OPTION...: an array of what pkg-config says. Its quoting is that of the shell.
+flags() {
+  eval "flags=($(pkg-config "$@" xrdimage))"
+}
+
+# check_host shared|static HOST PREFIX: it runs, and with the library that it was to be linked with.
+check_host() {
+  local uses
+  uses=$(LD_LIBRARY_PATH="$3/$libdir" ldd "$2" | grep libxrdimage || true)
+  case $1 in
+    shared) [[ $uses == *"$3/$libdir/libxrdimage.so.${version%%.*} "* ]] || fail "$2 does not use $3: $uses" ;;
+    static) [ -z "$uses" ] || fail "$2 is linked with a shared library: $uses" ;;
+  esac
+  LD_LIBRARY_PATH="$3/$libdir" quietly "$2"
+}
+
+# by_pkg_config PREFIX SOURCE COMPILER...: a host, by the compiler with its options.
+by_pkg_config() {
+  local prefix=$1 source=$2 flags
+  shift 2
+  export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
+  [ "$(pkg-config --modversion xrdimage)" = "$version" ] || fail "xrdimage.pc has another version than $version"
+  flags --cflags
+  quietly "$@" -I"$sources" -c "$source" "${flags[@]}" -o host.o
+  flags --libs
+  quietly "$1" host.o "${flags[@]}" -o shared
+  check_host shared ./shared "$prefix"
+  # Where both libraries are, -l takes the shared one.
+  flags --static --libs
+  quietly "$1" host.o "${flags[@]/#-lxrdimage/-l:libxrdimage.a}" -o static
+  check_host static ./static "$prefix"
+}
+
+# by_cmake PREFIX LANGUAGE HOST...
+by_cmake() {
+  local prefix=$1 language=$2 host
+  shift 2
+  rm -rf by_cmake
+  quietly cmake -G Ninja -S "$sources/tests/install/hosts" -B by_cmake -DLANGUAGE="$language" -DVERSION="$version" \
+    -DCMAKE_PREFIX_PATH="$prefix"
+  quietly cmake --build by_cmake
+  for host; do
+    check_host shared "by_cmake/${host}_xrdimage" "$prefix"
+    check_host static "by_cmake/${host}_static" "$prefix"
+  done
+}
+
+# The example is built as its own files say, and takes a 4 x 4 frame to one of 2 x 2.
+check_example() {
+  local prefix=$1 examples=$1/share/doc/xrdimage/examples flags status=0
+  export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
+  [ "$(wc -l <"$examples/process.c")" -lt 60 ] || fail "the example has grown"
+  flags --cflags --libs
+  mkdir example
+  quietly "$CC" -Wall -Wextra -Werror "$examples/process.c" "${flags[@]}" -o example/process
+  quietly cmake -G Ninja -S "$examples" -B by_cmake_too -DCMAKE_PREFIX_PATH="$prefix"
+  quietly cmake --build by_cmake_too
+
+  # What view() runs: the program's own stand-ins, or ones that note what they are asked for.
+  if [ -n "$with_program" ]; then
+    local companions=$prefix/libexec/xrdimage
+  else
+    local companions=$PWD/companions
+    mkdir companions
+    printf '#!/bin/sh\necho zimg "$@"; echo picture >process.png\n' >companions/zimg
+    printf '#!/bin/sh\necho xv: "$@"\n' >companions/xv
+    chmod +x companions/*
+  fi
+  {
+    printf '{\nDim_1 = 4 ;\nDim_2 = 4 ;\nDataType = UnsignedInteger ;\n}\n'
+    printf '\1\0\0\0%.0s' {1..15}
+    printf '\0\1\0\0'
+  } >example/frame.edf
+  (
+    cd example
+    export PATH=$PATH:$companions LD_LIBRARY_PATH=$prefix/$libdir
+    ./process frame.edf binned.edf >said 2>&1 || status=$?
+    if [ $status -ne 0 ] || ! grep -q '^xv: .*process.png' said || [ ! -s process.png ]; then
+      cat said
+      fail "the example ends with status $status, and nothing was shown"
+    fi
+    tail -c 16 binned.edf | od -An -tu4 | tr -s ' ' >counts
+    [ "$(cat counts)" = " 4 4 4 259" ] || fail "the example binned to$(cat counts) instead of 4 4 4 259"
+    ../by_cmake_too/process frame.edf again.edf >said 2>&1 || fail "the example, built by CMake, fails"
+    cmp binned.edf again.edf
+
+    ! ./process missing.edf out.edf >said 2>&1 || fail "the example does not see that the frame is missing"
+    ! ./process frame.edf missing/out.edf >said 2>&1 || fail "the example does not see that nothing was written"
+    ! PATH=/usr/bin:/bin ./process frame.edf out.edf >said 2>&1 || fail "the example does not see that nothing was shown"
+  )
+}
+
+# The program finds zimg beside itself.
+check_program() {
+  "$1/bin/xrdimage" --version | grep -qxF "xrdimage $version" || fail "xrdimage --version tells another version"
+  quietly "$1/bin/xrdimage" sample sample.mar2300 --size 1200
+  quietly "$1/bin/xrdimage" view --classic sample.mar2300
+  [ -s sample.mar2300.png ] || [ -s sample.png ] || fail "the program did not find its zimg"
+  rm sample*
+}
+
+prefix="$work/a prefix"
+quietly cmake --install "$build" --prefix "$prefix"
+check_layout "$prefix"
+by_pkg_config "$prefix" "$sources/tests/header/c_host.c" "$CC" -std=c11
+by_pkg_config "$prefix" "$sources/tests/header/cpp_host.cpp" "$CXX" -std=c++20
+by_pkg_config "$prefix" "$sources/tests/install/hosts/c89_host.c" "$CC" -std=c89 -pedantic-errors -Wall -Wextra -Werror
+by_cmake "$prefix" C c_host c89_host
+by_cmake "$prefix" CXX cpp_host
+[ -z "$with_program" ] || check_program "$prefix"
+
+mkdir moved
+mv "$prefix" "moved/another prefix"
+prefix="$work/moved/another prefix"
+by_pkg_config "$prefix" "$sources/tests/header/c_host.c" "$CC" -std=c11
+by_cmake "$prefix" C c_host c89_host
+check_example "$prefix"
+[ -z "$with_program" ] || check_program "$prefix"
+if grep -rlF "$work/a prefix" "$prefix"; then
+  fail "these files name the prefix to which they were installed first"
+fi
