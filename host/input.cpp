@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kGroup = "Reading";
+constexpr const char* kReadingGroup = "Reading";
 
 // Opening a pipe would wait for a writer, and a device may never end.
 void check_readable(const std::string& path) {
@@ -41,7 +41,7 @@ CLI::Option* add_parsed(CLI::App& command, const std::string& name, const char* 
       .add_option_function<std::string>(
           name, [&value, parse, name](const std::string& text) { value = parse(name, text); }, help)
       ->type_name(type)
-      ->group(kGroup);
+      ->group(kReadingGroup);
 }
 
 double above_zero(const std::string& option, const std::string& text) {
@@ -72,12 +72,12 @@ void add_input_options(CLI::App& command, InputOptions& options) {
   command.add_option("--depth", loading.depth, "Bits per raw pixel: 8, 16 or 32 (default: 16)")
       ->type_name("BITS")
       ->check(CLI::IsMember({8, 16, 32}))
-      ->group(kGroup);
-  command.add_flag("--big-endian", loading.big_endian, "Raw pixels have their high byte first")->group(kGroup);
+      ->group(kReadingGroup);
+  command.add_flag("--big-endian", loading.big_endian, "Raw pixels have their high byte first")->group(kReadingGroup);
   command.add_option("--skip", loading.skip, "Bytes in front of raw pixels that are left out")
       ->type_name("BYTES")
       ->check(CLI::NonNegativeNumber.description(""))
-      ->group(kGroup);
+      ->group(kReadingGroup);
   const std::string formats = CLI::detail::join(frames::format_keywords(), ", ");
   add_parsed(command, "--format", "NAME", ("Take the file for a frame of this format: " + formats).c_str(),
              loading.format,
@@ -93,9 +93,10 @@ void add_input_options(CLI::App& command, InputOptions& options) {
              above_zero);
   add_parsed(command, "--pixel", "MM[,MM]", "Size of a pixel in mm, instead of the header's", options.pixel_size,
              parse_pixel_size);
-  command.add_flag("--force", loading.force, "Go on with what there is of a truncated or damaged frame")->group(kGroup);
+  command.add_flag("--force", loading.force, "Go on with what there is of a truncated or damaged frame")
+      ->group(kReadingGroup);
   command.add_flag("--classic", options.classic, "Take what the library's functions return, not the true counts")
-      ->group(kGroup);
+      ->group(kReadingGroup);
 }
 
 frames::Frame load_input(const std::string& path, const InputOptions& options, const Settings& settings,

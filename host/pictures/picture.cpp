@@ -18,7 +18,7 @@ namespace host {
 
 namespace {
 
-constexpr const char* kGroup = "Pictures";
+constexpr const char* kPictureGroup = "Pictures";
 
 const std::map<std::string, Scale> kScales{{"linear", Scale::kLinear}, {"sqrt", Scale::kSqrt}, {"log", Scale::kLog}};
 const std::map<std::string, ColorMap> kColorMaps{{"classic", ColorMap::kClassic},
@@ -79,27 +79,27 @@ void add_picture_options(CLI::App& command, PictureOptions& options) {
           "How colours follow counts: linear, sqrt or log; linear if not told")
       ->type_name("SCALE")
       ->check(CLI::IsMember(kScales))
-      ->group(kGroup);
+      ->group(kPictureGroup);
   command
       .add_option_function<std::string>(
           "--range", [&](const std::string& text) { options.range = parse_range(text); },
           "Counts of the first and the last colour; otherwise 1 % of the pixels are below and 0.5 % above")
       ->type_name("LO-HI")
-      ->group(kGroup);
+      ->group(kPictureGroup);
   command
       .add_option_function<std::string>(
           "--colors", [&](const std::string& name) { options.colors = kColorMaps.at(name); },
           "classic, grey, inverse (as on film) or viridis; classic if not told")
       ->type_name("MAP")
       ->check(CLI::IsMember(kColorMaps))
-      ->group(kGroup);
+      ->group(kPictureGroup);
   command
       .add_option_function<std::string>(
           "--rings", [&](const std::string& text) { options.rings = parse_rings(text); },
           "Draw the resolution rings of these spacings, in angstrom")
       ->type_name("D[,D...]")
-      ->group(kGroup);
-  command.add_flag("--bar", options.bar, "Show below the picture what the colours mean")->group(kGroup);
+      ->group(kPictureGroup);
+  command.add_flag("--bar", options.bar, "Show below the picture what the colours mean")->group(kPictureGroup);
 }
 
 CountRange chosen_range(const frames::Frame& frame, const PictureOptions& options, Remarks& remarks) {
