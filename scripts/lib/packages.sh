@@ -20,6 +20,9 @@ export FFTW3_PACKAGES=(libfftw3-dev pkg-config)
 export PACKAGE_PACKAGES=(dpkg-dev file)
 export ROOT_PACKAGES=(debootstrap debian-archive-keyring)
 
+# For the commands in the documents, besides what the scripts among them need.
+export DOCUMENT_PACKAGES=(parallel python3 lintian "${PACKAGE_PACKAGES[@]}")
+
 # Those of the packages that are not installed.
 missing_packages() {
   local package

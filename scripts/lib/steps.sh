@@ -31,3 +31,16 @@ build() {
   shift
   quietly "$directory.log" cmake --build "$directory" -- "$@"
 }
+
+# take_objects FROM TO: what was compiled in one build directory serves in another that is new, where the command would be
+# the same: ninja looks at that.
+take_objects() {
+  local from=$1 to=$2 part
+  [ ! -d "$to" ] && [ -f "$from/.ninja_deps" ] || return 0
+  mkdir "$to"
+  for part in .ninja_log .ninja_deps CMakeFiles/xrdimage_objects.dir host; do
+    if [ -e "$from/$part" ]; then
+      (cd "$from" && cp -a --parents "$part" "$to")
+    fi
+  done
+}
