@@ -129,7 +129,8 @@ struct FromPython {
   }
   template <std::size_t size>
   static void read(const py::object& value, char (&text)[size]) {
-    const auto bytes = value.cast<py::str>().attr("encode")("latin-1", "replace").cast<std::string>();
+    if (!py::isinstance<py::str>(value)) throw py::cast_error();
+    const auto bytes = value.attr("encode")("latin-1", "replace").cast<std::string>();
     xrd::copy_cut(text, bytes);
   }
   template <std::size_t size>

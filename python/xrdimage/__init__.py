@@ -35,6 +35,7 @@ __all__ = [
     "FrameError",
     "FrameWarning",
     "Header",
+    "__version__",
     "classic",
     "load",
     "readable_formats",

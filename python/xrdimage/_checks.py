@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import errno
 import io
+import numbers
 import operator
 import os
 import stat
@@ -42,6 +43,12 @@ def integer(value: SupportsIndex, name: str, bits: int = 32) -> int:
     if not -(2 ** (bits - 1)) <= number < 2 ** (bits - 1):
         raise ValueError(f"{name} does not fit {bits} bits: {number}")
     return number
+
+
+def real(value: float, name: str) -> float:
+    if not isinstance(value, numbers.Real):
+        raise TypeError(f"{name} is a number, not {type(value).__name__}")
+    return float(value)
 
 
 def size(value: Optional[Tuple[int, int]]) -> Optional[Tuple[int, int]]:

@@ -31,7 +31,7 @@ import numpy as np
 import numpy.typing as npt
 
 from . import _checks, _core
-from ._checks import Path, Stream, array, image, integer, readable, size as _size, writable, writable_image
+from ._checks import Path, Stream, array, image, integer, readable, real, size as _size, writable, writable_image
 
 Image = npt.NDArray[np.uint32]
 ShortImage = npt.NDArray[np.uint16]
@@ -357,7 +357,7 @@ def read_mar_ccd(path: Path, distance: float = -999.0) -> MarCcdFrame:
     >>> read_mar_ccd("frame.tif", distance=100.0).image
     array([[     1, 256001]], dtype=uint32)
     """
-    return MarCcdFrame(*_core.read_mar_ccd(readable(path), distance))
+    return MarCcdFrame(*_core.read_mar_ccd(readable(path), real(distance, "distance")))
 
 
 # ----------------------------------------------------------------------------------------------------------------------
@@ -954,7 +954,7 @@ def fill_gauss(x: int, y: int, sigma_x: float, sigma_y: float) -> Reals:
     array([[0.0965, 0.0965, 0.    , 0.    ],
            [0.0965, 0.0965, 0.    , 0.    ]])
     """
-    return _core.fill_gauss(integer(x, "x"), integer(y, "y"), float(sigma_x), float(sigma_y))
+    return _core.fill_gauss(integer(x, "x"), integer(y, "y"), real(sigma_x, "sigma_x"), real(sigma_y, "sigma_y"))
 
 
 def init_gauss(x: int, y: int, sigma_x: float, sigma_y: float) -> Reals:
@@ -964,7 +964,7 @@ def init_gauss(x: int, y: int, sigma_x: float, sigma_y: float) -> Reals:
     array([[0.3861+0.j, 0.    +0.j],
            [0.    +0.j, 0.    +0.j]])
     """
-    return _core.init_gauss(integer(x, "x"), integer(y, "y"), float(sigma_x), float(sigma_y))
+    return _core.init_gauss(integer(x, "x"), integer(y, "y"), real(sigma_x, "sigma_x"), real(sigma_y, "sigma_y"))
 
 
 def falte_gauss(Daten: Image, sigma_x: int, sigma_y: int) -> Image:
