@@ -32,7 +32,7 @@ struct NewImage {
   int height = 0;
 
   // To be called once.
-  py::array take() {
+  py::array take() const {
     xrd::MallocArray<unsigned int> pixels(daten);
     if (!pixels) raise_frame_error("the frame cannot be read");
     return owning_image(std::move(pixels), width, height);

@@ -218,8 +218,8 @@ void sample(const std::string& path, int size, std::uint64_t seed) {
 }
 
 std::vector<std::string> writable_formats() {
-  std::vector<std::string> formats;
-  for (const Writer& writer : kWriters) formats.emplace_back(writer.format);
+  std::vector<std::string> formats(kWriters.size());
+  std::ranges::transform(kWriters, formats.begin(), &Writer::format);
   return formats;
 }
 

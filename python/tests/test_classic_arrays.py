@@ -469,6 +469,8 @@ def test_wrong_types_are_type_errors(call: Callable[[], Any]) -> None:
         lambda: classic.binning(np.zeros((2, 2), np.uint32), -(2**31)),
         lambda: classic.binning(np.zeros((2, 2), np.uint32), 2**31),
         lambda: classic.binning(np.zeros(4, np.uint32), 1),
+        lambda: classic.binning(np.zeros((2**31, 0), np.uint32), 1),
+        lambda: classic.invert_data(np.zeros((0, 2**31), np.uint32)),
         lambda: classic.short_binning(np.zeros((2, 2), np.uint16), -1),
         lambda: classic.fit_to_new_dimension(np.zeros((2, 2), np.uint32), -1, 5),
         lambda: classic.fit_to_new_dimension(np.zeros((2, 2), np.uint32), 2**20, 2**20),
