@@ -96,7 +96,7 @@ py::array counts_of(frames::Frame& frame) {
 py::array mask_of(const frames::Frame& frame) {
   const std::size_t pixels = static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height);
   auto mask = zeros<bool>(pixels);
-  {
+  if (!frame.unknown.empty()) {
     const py::gil_scoped_release unlocked;
     std::ranges::copy(frame.unknown, mask.get());
   }
