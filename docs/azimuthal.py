@@ -50,8 +50,8 @@ wavelength, distance, pixel_width, pixel_height, beam_x, beam_y = geometry
 
 # %% [markdown]
 # ## Binning
-# Blocks of 2 x 2 pixels become one. A block is left out when the count of one of its pixels is unknown, or when one lies
-# beside the round image plate, where scanners store 0.
+# Blocks of 2 x 2 pixels become one. A block is left out when the count of one of its pixels is unknown, or when one
+# lies beside the round image plate, where scanners store 0.
 
 # %%
 FACTOR = 2

@@ -179,9 +179,9 @@ def save(
     bits: 16 or 32 per pixel, where the format has both.
     header: in the place of the frame's own; what the format has no place for is left out.
 
-    Warns (FrameWarning) when counts do not fit the format, and of what is written for unknown ones. Raises OSError for a
-    file that cannot be written, FrameError (a ValueError) for a frame that the format cannot hold, TypeError for arrays
-    of other types.
+    Warns (FrameWarning) when counts do not fit the format, and of what is written for unknown ones. Raises OSError for
+    a file that cannot be written, FrameError (a ValueError) for a frame that the format cannot hold, TypeError for
+    arrays of other types.
 
     >>> save("new.tif", np.array([[1, 2], [3, 70000]]), header=Header(distance_mm=100.0))
     Traceback (most recent call last):

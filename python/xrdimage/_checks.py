@@ -93,7 +93,7 @@ def writable_image(values: Any, dtype: npt.DTypeLike = np.uint32) -> npt.NDArray
 class Stream:
     """Hands the descriptor of an open binary file to the library, and takes the position that it leaves there.
 
-    Python's file has a buffer of its own: what is read ahead is given back before, and what is to be written is written.
+    Python's file has a buffer of its own: first what is read ahead is given back, and what is to be written is written.
     """
 
     def __init__(self, file: IO[bytes], writing: bool = False) -> None:

@@ -736,8 +736,8 @@ def filerewind(
 
 
 def filedelete() -> int:
-    """Removes the file "tmp.image" of the working directory, by the system shell's "/bin/rm". Returns the command's wait
-    status, 0 when it has succeeded.
+    """Removes the file "tmp.image" of the working directory, by the system shell's "/bin/rm". Returns the command's
+    wait status, 0 when it has succeeded.
 
     >>> open("tmp.image", "wb").close()
     >>> filedelete()
@@ -897,7 +897,9 @@ def to_short(Daten: Image, maximum: int) -> ShortImage:
 # ----------------------------------------------------------------------------------------------------------------------
 
 
-def make_short_box(Daten: Image, centre: Sequence[SupportsIndex], box: Sequence[SupportsIndex], divisor: int = 1) -> None:
+def make_short_box(
+    Daten: Image, centre: Sequence[SupportsIndex], box: Sequence[SupportsIndex], divisor: int = 1
+) -> None:
     """Draws the outline of a rectangle in place, in the largest pixel divided by `divisor`: around `centre` (column,
     row), `box` pixels to the left, up, to the right and down.
 
@@ -968,8 +970,8 @@ def init_gauss(x: int, y: int, sigma_x: float, sigma_y: float) -> Reals:
 
 
 def falte_gauss(Daten: Image, sigma_x: int, sigma_y: int) -> Image:
-    """Smooths the image by a cyclic convolution, after enlarging an odd width or height by one. The kernel sums to about
-    one half, so that the smoothed image is half as bright. Its memory is freed, unlike in C.
+    """Smooths the image by a cyclic convolution, after enlarging an odd width or height by one. The kernel sums to
+    about one half, so that the smoothed image is half as bright. Its memory is freed, unlike in C.
 
     >>> falte_gauss(np.full((64, 64), 1000, np.uint32), 3, 3)[32, 32]
     499
