@@ -9,8 +9,14 @@ namespace host {
 // Something is wrong with a file; the message is the line that the user reads.
 class Failure : public std::runtime_error {
  public:
-  Failure(const std::string& path, const std::string& what_is_wrong)
-      : std::runtime_error(path + ": " + what_is_wrong) {}
+  Failure(const std::string& path, const std::string& what_is_wrong, int error = 0)
+      : std::runtime_error(path + ": " + what_is_wrong), error_(error) {}
+
+  // The system's number of the error; 0 where it is none of the system's.
+  int error() const { return error_; }
+
+ private:
+  int error_;
 };
 
 }  // namespace host

@@ -7,19 +7,11 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <string_view>
-#include <vector>
 
+#include "host/library_report.h"
 #include "host/program.h"
 
 namespace host {
-
-// What a call printed, without colours and in UTF-8.
-struct LibraryReport {
-  std::vector<std::string> lines;
-  std::vector<std::string> errors;    // texts of the ERROR lines
-  std::vector<std::string> warnings;  // texts of the WARNING lines
-};
 
 struct LibraryCall {
   // Given to a call that asks on standard input, instead of asking the user.
@@ -30,10 +22,5 @@ struct LibraryCall {
 
 // Runs the call. Questions that it asks appear on standard error. With --verbose its lines are printed afterwards.
 LibraryReport run_library(const Settings& settings, const LibraryCall& options, const std::function<void()>& call);
-
-LibraryReport parse_library_output(std::string_view output);
-
-// The errors as one text, short of what the user knows already: the path of the file in question.
-std::string joined_errors(const LibraryReport& report, const std::string& path);
 
 }  // namespace host

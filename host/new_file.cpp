@@ -41,7 +41,7 @@ void remove_on_interrupt(const std::string& path) {
 
 // Makes a file whose name is not taken, as it may be by a process of this number on another computer, or by what a
 // killed one has left. Returns its descriptor, or -1 with an error.
-int open_temporary(const fs::path& folder, std::string& path) {
+int open_temporary(const fs::path& folder, std::string& path, Interrupts interrupts) {
   constexpr int kMostAttempts = 1000;
   const std::string prefix = ".xrdimage-" + std::to_string(getpid()) + "-";
   int descriptor = -1;
@@ -53,33 +53,38 @@ int open_temporary(const fs::path& folder, std::string& path) {
     if (descriptor < 0 && errno != EEXIST) break;
   }
   const int error = errno;
-  if (descriptor >= 0) remove_on_interrupt(path);
+  if (descriptor >= 0 && interrupts == Interrupts::kRemoveFile) remove_on_interrupt(path);
   errno = error;
   return descriptor;
 }
 
 }  // namespace
 
-NewFile::NewFile(const std::string& path) : path_(path) {
+NewFile::NewFile(const std::string& path, Interrupts interrupts) : interrupts_(interrupts), path_(path) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
-  if (fs::is_directory(status)) throw Failure(path, "is a directory");
+  if (fs::is_directory(status)) throw Failure(path, "is a directory", EISDIR);
   // Renaming would put a file in the place of a device.
-  if (fs::exists(status) && !fs::is_regular_file(status)) throw Failure(path, "is not a regular file");
+  if (fs::exists(status) && !fs::is_regular_file(status)) throw Failure(path, "is not a regular file", EINVAL);
   const fs::path target = fs::exists(status) ? fs::canonical(path) : fs::path(path);
   target_path_ = target.string();
-  const int descriptor = open_temporary(target.parent_path(), temporary_path_);
-  if (descriptor < 0) throw Failure(path, std::strerror(errno));
+  const int descriptor = open_temporary(target.parent_path(), temporary_path_, interrupts);
+  if (descriptor < 0) throw Failure(path, std::strerror(errno), errno);
   stream_.reset(fdopen(descriptor, "w+b"));
 }
 
 NewFile::~NewFile() {
   if (!temporary_path_.empty()) unlink(temporary_path_.c_str());
-  has_interrupted_file = 0;
+  forget();
+}
+
+// Interrupts have nothing to take away any more.
+void NewFile::forget() const {
+  if (interrupts_ == Interrupts::kRemoveFile) has_interrupted_file = 0;
 }
 
 void NewFile::fail(int error) const {
-  throw Failure(path_, std::string("cannot be written: ") + std::strerror(error));
+  throw Failure(path_, std::string("cannot be written: ") + std::strerror(error), error);
 }
 
 void NewFile::commit() {
@@ -89,7 +94,7 @@ void NewFile::commit() {
   if (std::fclose(stream_.release()) != 0) fail(errno);
   if (std::rename(temporary_path_.c_str(), target_path_.c_str()) != 0) fail(errno);
   temporary_path_.clear();
-  has_interrupted_file = 0;
+  forget();
 }
 
 }  // namespace host

@@ -8,12 +8,15 @@
 
 namespace host {
 
+// Whether the signals that interrupt a program are the file's to handle, or those of the process that it is written in.
+enum class Interrupts { kRemoveFile, kAreLeftAlone };
+
 // Written under a temporary name in the folder of `path`, and renamed by commit(). A file that is not committed
-// vanishes, also when the program is interrupted. What an existing `path` holds stays untouched until then. One at a
-// time.
+// vanishes, with kRemoveFile also when the program is interrupted; then there is one at a time. What an existing `path`
+// holds stays untouched until then.
 class NewFile {
  public:
-  explicit NewFile(const std::string& path);
+  explicit NewFile(const std::string& path, Interrupts interrupts = Interrupts::kRemoveFile);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
@@ -25,7 +28,9 @@ class NewFile {
 
  private:
   [[noreturn]] void fail(int error) const;
+  void forget() const;
 
+  Interrupts interrupts_;
   std::string path_;         // as the user gave it
   std::string target_path_;  // behind symbolic links
   std::string temporary_path_;

@@ -24,10 +24,7 @@ constexpr std::size_t kBufferedDifferences = 16384;
 // and longer lines left there: the pattern may match into it.
 class HeaderLineSearch {
  public:
-  struct Size {
-    int width = 0;
-    int height = 0;
-  };
+  using Size = xrd::PackedSize;
 
   // Leaves the stream behind the header line. At the end of the file the size is 0 x 0.
   Size find(std::FILE* stream) {
@@ -111,6 +108,12 @@ bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<s
   ChunkReader chunks(stream);
   unpack_chunks(chunks, width, img);
   return !chunks.past_memory();
+}
+
+std::optional<PackedSize> packed_file_size(const char* path) {
+  const FileHandle stream = open_file(path, "r");
+  if (!stream) return std::nullopt;
+  return HeaderLineSearch().find(stream.get());
 }
 
 std::optional<std::size_t> unpack_file(const char* path, std::span<short> img, Held held) {

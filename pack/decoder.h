@@ -17,6 +17,15 @@ void unpack_pixels(std::FILE* stream, int width, std::span<short> img);
 // of the image is left as it was.
 bool unpack_pixels(std::span<const unsigned char> stream, int width, std::span<short> img);
 
+struct PackedSize {
+  int width = 0;
+  int height = 0;
+};
+
+// What the header line in the file states, be it possible or not; 0 x 0 where there is none. Nothing when the file
+// cannot be opened.
+std::optional<PackedSize> packed_file_size(const char* path);
+
 // What `img` holds before. Predictions in an image of one column take pixels from there that are not decoded yet: those
 // of the caller, as hosts know it, or 0 where nobody has set any.
 enum class Held { kCallers, kNothing };

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "processing/fft.h"
+#include "processing/gauss.h"
 #include "processing/grid.h"
 #include "support/arithmetic.h"
 #include "support/assertion.h"
@@ -346,6 +347,14 @@ MallocArray<fftw_real> smooth(const xrd::GridRef<Pixel>& image, int sigma_x, int
 
 }  // namespace
 
+namespace xrd {
+
+MallocArray<double> smooth_grid(const GridRef<unsigned int>& image, int sigma_x, int sigma_y) {
+  return smooth(image, sigma_x, sigma_y);
+}
+
+}  // namespace xrd
+
 extern "C" void fill_gauss(fftw_real* gauss, int x, int y, float sigma_x, float sigma_y) {
   if (x < 1 || y < 1) return;
   constexpr float kTwoPi = 6.2831855F;
@@ -399,7 +408,7 @@ extern "C" void init_gauss(fftw_real** gauss, int x, int y, float sigma_x, float
 
 extern "C" void falte_gauss(unsigned int** Daten, int* x, int* y, int sigma_x, int sigma_y) {
   // Hosts rely on the kernel staying allocated after this function, unlike after its 16-bit twin.
-  static_cast<void>(smooth(xrd::GridRef<unsigned int>{Daten, x, y}, sigma_x, sigma_y).release());
+  static_cast<void>(xrd::smooth_grid({Daten, x, y}, sigma_x, sigma_y).release());
 }  // NOLINT(clang-analyzer-unix.Malloc): the kernel, see above
 
 extern "C" void falte_short_gauss(unsigned short** Daten_ushort, int* x, int* y, int sigma_x, int sigma_y) {

@@ -147,7 +147,7 @@ Frame load_frame(const std::string& path, const LoadOptions& options) {
     if (file.empty()) throw LoadError("is empty");
     return loader_of(format_of(file, path, options)).load(file, options);
   } catch (const std::bad_alloc&) {
-    throw LoadError("needs more memory than there is");
+    throw NoMemoryError();
   }
 }
 

@@ -87,6 +87,12 @@ class LoadError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// For want of memory, whatever the frame is.
+class NoMemoryError : public LoadError {
+ public:
+  NoMemoryError() : LoadError("needs more memory than there is") {}
+};
+
 // Reads the frame in the file, which may be compressed by gzip or bzip2. The content decides the format, the name where
 // the content says nothing. Throws LoadError.
 Frame load_frame(const std::string& path, const LoadOptions& options = {});

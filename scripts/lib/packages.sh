@@ -13,6 +13,10 @@ export BENCH_PACKAGES=(libbenchmark-dev libgtest-dev python3)
 # For builds with sanitizers and fuzzing; llvm-14 names source lines in reports.
 export CLANG_PACKAGES=(clang-14 libclang-rt-14-dev llvm-14)
 
+# For XRDIMAGE_PYTHON; and for its tests, of which one runs docs/azimuthal.py.
+export PYTHON_PACKAGES=(pybind11-dev python3-dev python3-numpy)
+export PYTHON_TEST_PACKAGES=("${PYTHON_PACKAGES[@]}" python3-pytest python3-matplotlib python3-pil mypy binutils)
+
 # For XRDIMAGE_FFT=fftw3.
 export FFTW3_PACKAGES=(libfftw3-dev pkg-config)
 

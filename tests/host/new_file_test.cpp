@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 
@@ -34,6 +35,32 @@ TEST(NewFile, AppearsUnderItsNameWhenCommitted) {
   file.commit();
   EXPECT_EQ(test::read_file("out"), "bytes");
   EXPECT_EQ(place.files(), Names{"out"});
+}
+
+TEST(NewFile, LeavesSignalsToTheProcessThatWantsThem) {
+  const test::Workplace place;
+  const auto before = std::signal(SIGTERM, SIG_DFL);
+  {
+    NewFile file("out", host::Interrupts::kAreLeftAlone);
+    EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), SIG_DFL);
+  }
+  EXPECT_TRUE(place.files().empty());
+  std::signal(SIGTERM, before);
+}
+
+TEST(NewFile, TellsTheSystemsErrors) {
+  const test::Workplace place;
+  fs::create_directory("folder");
+  const auto error_of = [](const std::string& path) {
+    try {
+      const NewFile file(path);
+    } catch (const Failure& failure) {
+      return failure.error();
+    }
+    return 0;
+  };
+  EXPECT_EQ(error_of("folder"), EISDIR);
+  EXPECT_EQ(error_of("no/folder/out"), ENOENT);
 }
 
 TEST(NewFile, VanishesWithoutACommit) {

@@ -1,0 +1,22 @@
+// What the library's printed lines tell.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace host {
+
+// What a call printed, without colours and in UTF-8.
+struct LibraryReport {
+  std::vector<std::string> lines;
+  std::vector<std::string> errors;    // texts of the ERROR lines
+  std::vector<std::string> warnings;  // texts of the WARNING lines
+};
+
+LibraryReport parse_library_output(std::string_view output);
+
+// The errors as one text, short of what the user knows already: the path of the file in question.
+std::string joined_errors(const LibraryReport& report, const std::string& path);
+
+}  // namespace host

@@ -1,0 +1,253 @@
+// Loading and saving whole frames: the true counts.
+#include <pybind11/stl.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "arrays.h"
+#include "bindings.h"
+#include "errors.h"
+#include "host/failure.h"
+#include "host/frames/frame.h"
+#include "host/new_file.h"
+#include "host/synthetic_frame.h"
+#include "host/writers/writers.h"
+#include "library_call.h"
+
+namespace python {
+
+namespace {
+
+// ------------------------------------------------------------------------------------------------------------------
+// Headers, as dictionaries with the names that `xrdimage info --json` has
+// ------------------------------------------------------------------------------------------------------------------
+
+py::object text_or_none(const std::optional<std::string>& text) {
+  return text ? py::object(text_of(*text)) : py::object(py::none());
+}
+
+py::dict dict_of(const frames::Header& header) {
+  const auto x = [](const auto& point) { return point ? std::optional(point->x) : std::nullopt; };
+  const auto y = [](const auto& point) { return point ? std::optional(point->y) : std::nullopt; };
+  py::dict fields;
+  fields["wavelength_angstrom"] = header.wavelength;
+  fields["distance_mm"] = header.distance;
+  fields["oscillation_start_degrees"] = header.oscillation_start;
+  fields["oscillation_range_degrees"] = header.oscillation_range;
+  fields["exposure_seconds"] = header.exposure_time;
+  fields["pixel_width_mm"] = x(header.pixel_size);
+  fields["pixel_height_mm"] = y(header.pixel_size);
+  fields["beam_x_pixels"] = x(header.beam_centre);
+  fields["beam_y_pixels"] = y(header.beam_centre);
+  fields["saturation_counts"] = header.saturation;
+  fields["date"] = text_or_none(header.date);
+  fields["detector"] = text_or_none(header.detector);
+  return fields;
+}
+
+template <typename Value>
+std::optional<Value> field_of(const py::dict& fields, const char* name) {
+  try {
+    return fields[name].cast<std::optional<Value>>();
+  } catch (const py::cast_error&) {
+    throw py::type_error(std::string(name) + " of the header cannot have this value");
+  }
+}
+
+std::optional<frames::Point> point_of(const py::dict& fields, const char* x_name, const char* y_name) {
+  const auto x = field_of<double>(fields, x_name);
+  const auto y = field_of<double>(fields, y_name);
+  return x && y ? std::optional(frames::Point{*x, *y}) : std::nullopt;
+}
+
+frames::Header header_of(const py::dict& fields) {
+  frames::Header header;
+  header.wavelength = field_of<double>(fields, "wavelength_angstrom");
+  header.distance = field_of<double>(fields, "distance_mm");
+  header.oscillation_start = field_of<double>(fields, "oscillation_start_degrees");
+  header.oscillation_range = field_of<double>(fields, "oscillation_range_degrees");
+  header.exposure_time = field_of<double>(fields, "exposure_seconds");
+  header.pixel_size = point_of(fields, "pixel_width_mm", "pixel_height_mm");
+  header.beam_centre = point_of(fields, "beam_x_pixels", "beam_y_pixels");
+  header.saturation = field_of<double>(fields, "saturation_counts");
+  header.date = field_of<std::string>(fields, "date");
+  header.detector = field_of<std::string>(fields, "detector");
+  return header;
+}
+
+// ------------------------------------------------------------------------------------------------------------------
+// Loading
+// ------------------------------------------------------------------------------------------------------------------
+
+// The counts' memory belongs to the array from here on.
+py::array counts_of(frames::Frame& frame) {
+  auto counts = owning_image(frame.counts.release(), frame.width, frame.height);
+  return frame.is_signed ? py::array(counts.attr("view")(py::dtype::of<std::int32_t>())) : py::array(counts);
+}
+
+py::array mask_of(const frames::Frame& frame) {
+  const std::size_t pixels = static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height);
+  auto mask = zeros<bool>(pixels);
+  if (!frame.unknown.empty()) {
+    const py::gil_scoped_release unlocked;
+    std::ranges::copy(frame.unknown, mask.get());
+  }
+  return owning_image(std::move(mask), frame.width, frame.height);
+}
+
+frames::LoadOptions options_of(const std::optional<std::string>& format, const std::optional<std::pair<int, int>>& size,
+                               std::optional<int> depth, bool big_endian, std::size_t skip, bool force) {
+  frames::LoadOptions options;
+  if (format) {
+    options.format = frames::format_of_keyword(*format);
+    if (!options.format) throw py::value_error("there is no format " + *format);
+  }
+  if (size) options.size = {size->first, size->second};
+  options.depth = depth;
+  options.big_endian = big_endian;
+  options.skip = skip;
+  options.force = force;
+  return options;
+}
+
+py::tuple load(const std::string& path, const std::optional<std::string>& format,
+               const std::optional<std::pair<int, int>>& size, std::optional<int> depth, bool big_endian,
+               std::size_t skip, bool force) {
+  const frames::LoadOptions options = options_of(format, size, depth, big_endian, skip, force);
+  frames::Frame frame;
+  try {
+    const py::gil_scoped_release unlocked;
+    frame = frames::load_frame(path, options);
+  } catch (const frames::NoMemoryError&) {
+    throw std::bad_alloc();
+  } catch (const frames::LoadError& error) {
+    raise_frame_error(error.what());
+  }
+  py::list notes;
+  for (const std::string& note : frame.notes) notes.append(text_of(note));
+  const py::array mask = mask_of(frame);
+  return py::make_tuple(counts_of(frame), mask, dict_of(frame.header), frames::format_keyword(frame.format), notes);
+}
+
+// ------------------------------------------------------------------------------------------------------------------
+// Saving
+// ------------------------------------------------------------------------------------------------------------------
+
+struct Writer {
+  const char* format;
+  void (*write)(const frames::Frame& frame, const host::WriteOptions& options, std::FILE* stream,
+                host::Remarks& remarks);
+};
+
+constexpr std::array<Writer, 7> kWriters{{
+    {"edf", host::write_edf},
+    {"tif", host::write_tiff},
+    {"img", host::write_adsc},
+    {"mar", host::write_mar345},
+    {"pck", host::write_packed},
+    {"raw", host::write_raw},
+    {"npy", host::write_npy},
+}};
+
+const Writer& writer_of(const std::string& format) {
+  const auto* const found = std::ranges::find(kWriters, format, &Writer::format);
+  if (found == kWriters.end()) throw py::value_error("there is no format " + format);
+  return *found;
+}
+
+// `write` gets a stream; the file appears under its name when that has succeeded.
+template <typename Write>
+void write_new_file(const std::string& path, Write write) {
+  std::optional<int> error;
+  std::string failure;
+  try {
+    const py::gil_scoped_release unlocked;
+    // Python deals with signals.
+    host::NewFile file(path, host::Interrupts::kAreLeftAlone);
+    write(file.stream());
+    file.commit();
+    return;
+  } catch (const host::Failure& failed) {
+    error = failed.error() == 0 ? EIO : failed.error();
+  } catch (const std::system_error& failed) {
+    error = failed.code().value();
+  } catch (const std::runtime_error& refusal) {
+    failure = refusal.what();
+  }
+  if (error) raise_os_error(*error, path);
+  raise_frame_error(failure);
+}
+
+py::list save(const std::string& path, const Image& counts, bool is_signed, const std::optional<Array<bool>>& mask,
+              const std::string& format, std::optional<int> bits, const py::dict& header) {
+  const Writer& writer = writer_of(format);
+  const auto [width, height] = size_of(counts);
+  const std::size_t pixels = pixels_of(width, height);
+  if (pixels == 0) throw py::value_error("the frame has no pixels");
+  frames::Frame frame;
+  frame.width = width;
+  frame.height = height;
+  frame.is_signed = is_signed;
+  frame.counts = frames::Counts(copy_of(counts), pixels);
+  frame.header = header_of(header);
+  if (mask) {
+    if (size_of(*mask).width != width || size_of(*mask).height != height) {
+      throw py::value_error("the mask is not of the frame's size");
+    }
+    const bool* const first = mask->data();
+    if (std::find(first, first + pixels, true) != first + pixels) frame.unknown.assign(first, first + pixels);
+  }
+  host::Remarks remarks;
+  write_new_file(path, [&](std::FILE* stream) { writer.write(frame, {.bits = bits}, stream, remarks); });
+  py::list warnings;
+  for (const std::string& warning : remarks.warnings) warnings.append(text_of(warning));
+  return warnings;
+}
+
+void sample(const std::string& path, int size, std::uint64_t seed) {
+  if (size < 64 || size > 4096) throw py::value_error("size is from 64 to 4096");
+  write_new_file(path, [&](std::FILE* stream) { host::write_mar345(host::make_synthetic_frame(size, seed), stream); });
+}
+
+std::vector<std::string> writable_formats() {
+  std::vector<std::string> formats(kWriters.size());
+  std::ranges::transform(kWriters, formats.begin(), &Writer::format);
+  return formats;
+}
+
+PyObject* frame_error_class = nullptr;
+
+}  // namespace
+
+PyObject* frame_error() {
+  return frame_error_class;
+}
+
+}  // namespace python
+
+PYBIND11_MODULE(_core, module) {
+  using namespace python;
+  frame_error_class = PyErr_NewExceptionWithDoc("xrdimage.FrameError",
+                                                "A frame cannot be read, processed or written: what is wrong with it.",
+                                                PyExc_ValueError, nullptr);
+  if (frame_error_class == nullptr) throw py::error_already_set();
+  module.attr("FrameError") = py::handle(frame_error_class);
+  module.attr("version") = XRDIMAGE_VERSION;
+  module.attr("readable_formats") = py::tuple(py::cast(frames::format_keywords()));
+  module.attr("writable_formats") = py::tuple(py::cast(writable_formats()));
+  module.def("load", load);
+  module.def("save", save, py::arg(), py::arg().noconvert(), py::arg(), py::arg().noconvert(), py::arg(), py::arg(),
+             py::arg());
+  module.def("sample", sample);
+  define_files(module);
+  define_streams(module);
+  define_operations(module);
+}

@@ -1,0 +1,89 @@
+// Calls of the library's flat functions, which print what they have to say and leave streams open.
+#pragma once
+
+#include <pybind11/pybind11.h>
+
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/library_report.h"
+#include "support/prompt.h"
+
+namespace python {
+
+namespace py = pybind11;
+
+// While it lives, what the library prints in this thread is gathered here instead, in this extension module only: the
+// linker puts the functions of library_call.cpp in the place of the standard library's (see CMakeLists.txt). The
+// process' standard output, which belongs to Python, is left alone, and so are other threads.
+class LibraryCall {
+ public:
+  // `answer` is what a function that asks for an image's size is told; without one it takes its default.
+  explicit LibraryCall(std::optional<xrd::DetectorSize> answer = std::nullopt);
+  LibraryCall(const LibraryCall&) = delete;
+  LibraryCall& operator=(const LibraryCall&) = delete;
+  // Closes the streams that the call opened and left open: Python's processes live long.
+  ~LibraryCall();
+
+  // The call of this thread; null when there is none.
+  static LibraryCall* current();
+
+  std::string printed;
+  int open_error = 0;            // why the last file could not be opened
+  std::vector<std::FILE*> open;  // streams that the call opened
+  std::FILE* closed = nullptr;   // the last stream that it closed
+  std::optional<xrd::DetectorSize> answer;
+
+ private:
+  LibraryCall* outer_;
+};
+
+// Raises Python's OSError, or the class under it that suits the error.
+[[noreturn]] void raise_os_error(int error, const std::string& path);
+[[noreturn]] void raise_frame_error(const std::string& text);
+
+py::str text_of(const std::string& utf8);
+
+// Sends lines to Python's logging, as messages of the logger "xrdimage".
+void log_lines(const std::vector<std::string>& lines);
+
+struct CallOptions {
+  const std::string* path = nullptr;  // the file that the function opens
+  std::optional<xrd::DetectorSize> answer = std::nullopt;
+  bool errors_are_results = false;  // the returned value tells of failures
+};
+
+struct CallOutcome {
+  host::LibraryReport report;
+  int open_error = 0;
+};
+
+// Raises what the outcome of a call tells, or else logs its lines.
+void finish_call(const CallOutcome& outcome, const CallOptions& options);
+
+// Runs the function without Python's lock.
+template <typename Function>
+CallOutcome run_call(const CallOptions& options, Function function) {
+  std::string printed;
+  CallOutcome outcome;
+  {
+    const py::gil_scoped_release unlocked;
+    LibraryCall call(options.answer);
+    function();
+    printed = call.printed;
+    outcome.open_error = call.open_error;
+  }
+  outcome.report = host::parse_library_output(printed);
+  return outcome;
+}
+
+// The same, and raises or logs what it printed: a file that could not be opened is an OSError, an ERROR line a
+// FrameError.
+template <typename Function>
+void call_library(const CallOptions& options, Function function) {
+  finish_call(run_call(options, function), options);
+}
+
+}  // namespace python

@@ -1,0 +1,31 @@
+// The library's streams on the descriptors of Python's files.
+#pragma once
+
+#include <cstdio>
+
+namespace python {
+
+// A stream on a copy of the descriptor, which shares its position. Afterwards the descriptor stands where the stream
+// stood.
+class Stream {
+ public:
+  // No descriptor, below 0, is no stream. Raises OSError for one that does not suit the mode.
+  Stream(int descriptor, const char* mode);
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+  ~Stream();
+
+  operator std::FILE*() const { return stream_; }
+
+  // Raises OSError when what was written did not get through.
+  void finish();
+
+  // The stream has been closed by somebody else.
+  void forget() { stream_ = nullptr; }
+
+ private:
+  int descriptor_;
+  std::FILE* stream_ = nullptr;
+};
+
+}  // namespace python

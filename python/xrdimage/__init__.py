@@ -1,0 +1,231 @@
+"""Two-dimensional X-ray diffraction frames for NumPy.
+
+`load` reads a frame of any format with its true counts, `save` writes one. `xrdimage.classic` has the C library's flat
+functions, with the results that its hosts have always had.
+
+>>> import xrdimage
+>>> xrdimage.sample("frame.mar2300", size=600)
+>>> frame = xrdimage.load("frame.mar2300")
+>>> frame.counts.shape, frame.counts.dtype, frame.header.distance_mm
+((600, 600), dtype('uint32'), 120.0)
+>>> xrdimage.save("frame.edf", frame)
+
+What the C library prints goes to the logger "xrdimage" of Python's `logging`; its errors are exceptions.
+"""
+
+from __future__ import annotations
+
+import os
+import re
+import stat
+import warnings
+from dataclasses import asdict, dataclass, field
+from typing import Any, Optional, Tuple, Union
+
+import numpy as np
+import numpy.typing as npt
+
+from . import _checks, _core, classic
+from ._checks import Path
+from ._core import FrameError, readable_formats, writable_formats
+from ._core import version as __version__
+
+__all__ = [
+    "Frame",
+    "FrameError",
+    "FrameWarning",
+    "Header",
+    "__version__",
+    "classic",
+    "load",
+    "readable_formats",
+    "sample",
+    "save",
+    "writable_formats",
+]
+
+
+class FrameWarning(UserWarning):
+    """A frame was written, but not all that it holds."""
+
+
+@dataclass(frozen=True)
+class Header:
+    """What a frame's header tells, named as `xrdimage info --json` does; None where it does not tell.
+
+    >>> Header(distance_mm=120.0).wavelength_angstrom is None
+    True
+    """
+
+    format: str = "raw"
+    """One of `readable_formats`."""
+    wavelength_angstrom: Optional[float] = None
+    distance_mm: Optional[float] = None
+    """From the crystal to the detector."""
+    oscillation_start_degrees: Optional[float] = None
+    oscillation_range_degrees: Optional[float] = None
+    exposure_seconds: Optional[float] = None
+    pixel_width_mm: Optional[float] = None
+    pixel_height_mm: Optional[float] = None
+    beam_x_pixels: Optional[float] = None
+    """The beam's centre: columns from the left edge of the first pixel."""
+    beam_y_pixels: Optional[float] = None
+    """Rows from the upper edge of the first pixel."""
+    saturation_counts: Optional[float] = None
+    """The largest count that the detector can tell."""
+    date: Optional[str] = None
+    detector: Optional[str] = None
+    notes: Tuple[str, ...] = field(default=())
+    """What you should know: a guessed size, data that end early (with `force`)."""
+
+
+@dataclass(eq=False)
+class Frame:
+    """A frame, as `load` gives it: a pixel in row y and column x is `counts[y, x]`.
+
+    >>> frame = Frame(np.array([[1, 2], [3, 4]], np.uint32))
+    >>> frame.mask.any(), frame.header.format
+    (False, 'raw')
+    """
+
+    counts: npt.NDArray[Any]
+    """uint32, or int32 where the file's counts have a sign."""
+    mask: npt.NDArray[np.bool_] = None  # type: ignore[assignment]
+    """True where the count is unknown because the pixel overflowed."""
+    header: Header = field(default_factory=Header)
+
+    def __post_init__(self) -> None:
+        if self.mask is None:
+            self.mask = np.zeros(np.shape(self.counts), np.bool_)
+
+
+# The program's options that its messages name, and what they are called here.
+_OPTIONS = {
+    "--size WxH": "size=(width, height)",
+    "--bits 32": "bits=32",
+    "--depth": "depth",
+    "--format": "format",
+}
+_OPTION = re.compile("|".join(_OPTIONS))
+
+
+def _in_python(message: str) -> str:
+    return _OPTION.sub(lambda match: _OPTIONS[match.group()], message)
+
+
+def load(
+    path: Path,
+    *,
+    format: Optional[str] = None,
+    size: Optional[Tuple[int, int]] = None,
+    depth: Optional[int] = None,
+    big_endian: bool = False,
+    skip: int = 0,
+    force: bool = False,
+) -> Frame:
+    """Reads the frame in the file, which may be compressed by gzip or bzip2. Its content decides what format it has.
+
+    The array of counts owns the memory that the library filled: nothing is copied.
+
+    format: take the file for a frame of this one of the `readable_formats`.
+    size: (width, height) of raw frames, and of EDF frames without dimensions; a raw file's length decides without it.
+    depth, big_endian, skip: bits per raw pixel (8, 16 or 32; 16 if not told), high byte first, bytes in front.
+    force: take a damaged frame as far as it goes; `header.notes` says what is wrong.
+
+    Raises OSError for a file that cannot be read, FrameError (a ValueError) for what is no frame or a damaged one.
+
+    >>> np.arange(6, dtype="<u2").tofile("counts.raw")
+    >>> load("counts.raw", size=(3, 2)).counts
+    array([[0, 1, 2],
+           [3, 4, 5]], dtype=uint32)
+    >>> load("counts.raw", size=(3, 3))
+    Traceback (most recent call last):
+    xrdimage.FrameError: counts.raw: is truncated: has 6 of 9 pixels
+    """
+    name = _checks.readable(path)
+    shown = os.fsdecode(path)
+    if not stat.S_ISREG(os.stat(path).st_mode):
+        raise FrameError(f"{shown}: is not a regular file")
+    if skip < 0:
+        raise ValueError("skip is negative")
+    try:
+        counts, mask, fields, found, notes = _core.load(
+            name, format, _checks.size(size), depth, big_endian, skip, force
+        )
+    except FrameError as error:
+        raise FrameError(f"{shown}: {_in_python(str(error))}") from None
+    return Frame(counts, mask, Header(format=found, notes=tuple(map(_in_python, notes)), **fields))
+
+
+def _bits_of(counts: npt.NDArray[Any]) -> npt.NDArray[np.uint32]:
+    if counts.dtype.kind == "u":
+        return np.ascontiguousarray(counts, np.uint32)
+    return np.ascontiguousarray(counts, np.int32).view(np.uint32)
+
+
+def save(
+    path: Path,
+    frame: Union[Frame, npt.ArrayLike],
+    *,
+    format: Optional[str] = None,
+    bits: Optional[int] = None,
+    header: Optional[Header] = None,
+) -> None:
+    """Writes a frame, or an array of integers of up to 32 bits, as `xrdimage convert` does.
+
+    The file appears under its name only when it is complete; until then one of that name stays as it is.
+
+    format: one of the `writable_formats`; without it the name's ending decides.
+    bits: 16 or 32 per pixel, where the format has both.
+    header: in the place of the frame's own; what the format has no place for is left out.
+
+    Warns (FrameWarning) when counts do not fit the format, and of what is written for unknown ones. Raises OSError for
+    a file that cannot be written, FrameError (a ValueError) for a frame that the format cannot hold, TypeError for
+    arrays of other types.
+
+    >>> save("new.tif", np.array([[1, 2], [3, 70000]]), header=Header(distance_mm=100.0))
+    Traceback (most recent call last):
+    TypeError: counts are integers of up to 32 bits, not int64
+    >>> save("new.edf", np.array([[1, 2], [3, 70000]], np.uint32), header=Header(distance_mm=100.0))
+    >>> load("new.edf").counts[1, 1], load("new.edf").header.distance_mm
+    (70000, 100.0)
+    """
+    name = _checks.path(path)
+    shown = os.fsdecode(path)
+    if not isinstance(frame, Frame):
+        frame = Frame(np.asarray(frame))
+    counts = np.asarray(frame.counts)
+    if counts.dtype.kind not in "iu" or counts.dtype.itemsize > 4:
+        raise TypeError(f"counts are integers of up to 32 bits, not {counts.dtype}")
+    mask = np.asarray(frame.mask)
+    if mask.dtype != np.bool_:
+        raise TypeError(f"a mask is of bool, not {mask.dtype}")
+    if bits not in (None, 16, 32):
+        raise ValueError(f"bits is 16 or 32, not {bits}")
+    if format is None:
+        format = os.path.splitext(shown)[1][1:].lower()
+        if format not in writable_formats:
+            endings = ", ".join("." + ending for ending in writable_formats)
+            raise ValueError(f"{shown}: the name must end in one of {endings}, or format be stated")
+    fields = asdict(frame.header if header is None else header)
+    try:
+        remarks = _core.save(
+            name, _bits_of(counts), counts.dtype.kind == "i", np.ascontiguousarray(mask), format, bits, fields
+        )
+    except FrameError as error:
+        raise FrameError(f"{shown}: {_in_python(str(error))}") from None
+    for remark in remarks:
+        warnings.warn(f"{shown}: {_in_python(remark)}", FrameWarning, stacklevel=2)
+
+
+def sample(path: Path, *, size: int = 2300, seed: int = 1) -> None:
+    """Writes a synthetic mar345 frame of size x size pixels (64 to 4096), the same for the same seed, as `xrdimage
+    sample` does: powder rings of lanthanum hexaboride and crystal spots, at 1.54179 angstrom and 120 mm.
+
+    >>> sample("synthetic.mar2300", size=64, seed=7)
+    >>> load("synthetic.mar2300").counts.shape
+    (64, 64)
+    """
+    if seed < 0 or seed >= 2**64:
+        raise ValueError("seed is from 0 to 18446744073709551615")
+    _core.sample(_checks.path(path), _checks.integer(size, "size"), seed)
