@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# install_test.sh SOURCES BUILD VERSION LIBDIR CC CXX [program]: installs the build to a folder of its own and builds
+# install_test.sh SOURCES BUILD VERSION LIBDIR CC CXX [program] [python]: installs the build to a folder of its own and builds
 # hosts against that, by pkg-config and by CMake, with the shared and the static library; then once more where the folder
 # was moved to. Folders have blanks in their names.
 set -euo pipefail
@@ -9,7 +9,10 @@ build=$2
 version=$3
 libdir=$4
 export CC=$5 CXX=$6
-with_program=${7-}
+shift 6
+with_program=
+with_python=
+for part; do declare "with_$part=yes"; done
 
 work=$(mktemp -d)
 trap 'rm -r "$work"' EXIT
@@ -59,6 +62,8 @@ share/bash-completion/completions/xrdimage
 share/man/man1/xrdimage.1
 share/zsh/site-functions/_xrdimage
 EOF
+    [ -z "$with_python" ] || printf 'lib/python3/dist-packages/xrdimage/%s\n' \
+      __init__.py _checks.py _core.pyi "$(basename "$build"/python/xrdimage/_core.*.so)" classic.py py.typed
   } | LC_ALL=C sort >expected
   (cd "$1" && find . ! -type d ! -name FindFFTW2.cmake) | sed 's|^\./||' | LC_ALL=C sort >installed
   diff expected installed || fail "other files are installed (>) than expected (<)"
@@ -168,6 +173,13 @@ check_program() {
   rm sample*
 }
 
+# The Python package needs nothing but itself and NumPy.
+check_python() {
+  [ "$(PYTHONPATH="$1/lib/python3/dist-packages" PYTHONDONTWRITEBYTECODE=1 /usr/bin/python3 -c \
+    'import xrdimage; print(xrdimage.__version__, xrdimage.__file__)')" = \
+    "$version $1/lib/python3/dist-packages/xrdimage/__init__.py" ] || fail "Python does not find the package in $1"
+}
+
 prefix="$work/a prefix"
 quietly cmake --install "$build" --prefix "$prefix"
 check_layout "$prefix"
@@ -184,6 +196,7 @@ prefix="$work/moved/another prefix"
 by_pkg_config "$prefix" "$sources/tests/header/c_host.c" "$CC" -std=c11
 by_cmake "$prefix" C c_host c89_host
 check_example "$prefix"
+[ -z "$with_python" ] || check_python "$prefix"
 [ -z "$with_program" ] || check_program "$prefix"
 if grep -rlF "$work/a prefix" "$prefix"; then
   fail "these files name the prefix to which they were installed first"
