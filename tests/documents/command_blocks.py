@@ -4,8 +4,8 @@
 command_blocks.py CHECKOUT DOCUMENT...
 
 Command blocks are indented by four spaces, or fenced and marked "bash". Fenced blocks marked "c" become example.c,
-those marked "cmake" the end of a project of that host. Blocks of other kinds have tests of their own. What the commands
-change stays: scripts/test runs this in a system that is thrown away.
+those marked "cmake" the end of a project of that host, those marked "python" a script. Blocks of other kinds have tests
+of their own. What the commands change stays: scripts/test runs this in a system that is thrown away.
 """
 import os
 import re
@@ -74,6 +74,9 @@ def script_of(kind, block):
         return "".join(line + "\n" for line in block.splitlines() if not is_elsewhere(line))
     if kind == "c":
         write("example.c", block)
+    if kind == "python":
+        write("example.py", block)
+        return "PYTHONPATH=$(scripts/python) /usr/bin/python3 example.py"
     if kind == "cmake":
         write("project/CMakeLists.txt", PROJECT + block)
         return "cmake -S project -B project/build && cmake --build project/build && project/build/host build/sample.mar2300"

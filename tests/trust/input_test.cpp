@@ -1,11 +1,12 @@
 // What readers do with files that cannot be read, that end early or late, and when signals come in between.
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <filesystem>
 #include <map>
@@ -238,19 +239,33 @@ std::vector<Reader> readers_of_pipes() {
   return some;
 }
 
-// A process that writes the bytes to a named pipe, a few at a time with pauses between them.
+// How often the reader was interrupted; in memory that it shares with the writer.
+volatile std::sig_atomic_t* alarms = nullptr;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+
+void count_alarm(int /*signal*/) {
+  *alarms = *alarms + 1;
+}
+
+// A process that writes the bytes to a named pipe, some at a time. In between, while the reader waits for more, it
+// sends a signal that interrupts system calls, and goes on when that has come.
 class SlowWriter {
  public:
   SlowWriter(const char* path, const std::string& bytes, std::size_t pieces) {
+    void* const shared = mmap(nullptr, sizeof *alarms, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    alarms = static_cast<volatile std::sig_atomic_t*>(shared);
+    struct sigaction action {};
+    action.sa_handler = count_alarm;  // without SA_RESTART
+    sigaction(SIGALRM, &action, nullptr);
     // For reading and writing, so that neither this nor the reader waits for the other when it opens the pipe.
     const int descriptor = open(path, O_RDWR);
+    const pid_t reader = getpid();
     process_ = fork();
     if (process_ == 0) {
       const std::size_t piece = bytes.size() / pieces + 1;
       for (std::size_t first = 0; first < bytes.size(); first += piece) {
+        if (first > 0) interrupt(reader);
         const std::string part = bytes.substr(first, piece);
         if (write(descriptor, part.data(), part.size()) < 0) break;
-        usleep(1000);
       }
       // Bytes that nobody has read yet are lost when no end of the pipe is open.
       usleep(100000);
@@ -260,31 +275,21 @@ class SlowWriter {
   }
   SlowWriter(const SlowWriter&) = delete;
   SlowWriter& operator=(const SlowWriter&) = delete;
-  ~SlowWriter() { waitpid(process_, nullptr, 0); }
+  ~SlowWriter() {
+    while (waitpid(process_, nullptr, 0) < 0 && errno == EINTR) {
+    }
+  }
 
  private:
+  static void interrupt(pid_t reader) {
+    usleep(1000);  // in which it takes what is there
+    const std::sig_atomic_t before = *alarms;
+    if (kill(reader, SIGALRM) != 0) return;
+    for (int wait = 0; *alarms == before && wait < 100000; ++wait) usleep(100);
+  }
+
   pid_t process_ = -1;
 };
-
-volatile std::sig_atomic_t alarms = 0;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
-
-void count_alarm(int /*signal*/) {
-  alarms = alarms + 1;
-}
-
-// Signals every 0.2 ms that interrupt system calls.
-void start_alarms() {
-  struct sigaction action {};
-  action.sa_handler = count_alarm;  // without SA_RESTART
-  sigaction(SIGALRM, &action, nullptr);
-  const itimerval every{{0, 200}, {0, 200}};
-  setitimer(ITIMER_REAL, &every, nullptr);
-}
-
-void stop_alarms() {
-  const itimerval never{};
-  setitimer(ITIMER_REAL, &never, nullptr);
-}
 
 class PipeReading : public Reading {};
 
@@ -315,11 +320,8 @@ TEST_P(PipeReading, NothingIsLostWhenSignalsInterruptReads) {
   Ending ending = trust::in_child([&] {
     const SlowWriter writer("pipe", bytes(), 30);
     Scene scene;
-    scene.begin = start_alarms;
-    scene.end = stop_alarms;
     GetParam().read(scene, "pipe");
-    stop_alarms();
-    if (alarms < 20) return std::string("no alarms came");
+    if (*alarms == 0) return std::string("no alarms came");
     return scene.story();
   });
   for (std::string* text : {&ending.out, &ending.told}) {
@@ -341,12 +343,10 @@ TEST(SlowAnswers, AreAwaitedWhenSignalsComeMeanwhile) {
     const SlowWriter user("answer", "12 9\n", 5);
     const int descriptor = open("answer", O_RDONLY);
     dup2(descriptor, STDIN_FILENO);
-    start_alarms();
     unsigned int* array = nullptr;
     int width = 0;
     int height = 0;
     read_raw("frame", &array, &width, &height);
-    stop_alarms();
     std::free(array);
     return std::to_string(width) + "x" + std::to_string(height);
   });
