@@ -10,6 +10,7 @@
 
 #include "host/batch.h"
 #include "host/failure.h"
+#include "host/frames/header_values.h"
 #include "host/input.h"
 #include "host/print.h"
 #include "host/statistics.h"
@@ -31,11 +32,6 @@ struct InfoOptions {
 // The values
 // ------------------------------------------------------------------------------------------------------------------
 
-template <typename Value>
-Json json_of(const std::optional<Value>& value) {
-  return value ? Json(*value) : Json();
-}
-
 // Text of headers may be in any encoding; what is no UTF-8 is replaced.
 Json text_of(const std::optional<std::string>& text) {
   if (!text) return {};
@@ -43,26 +39,28 @@ Json text_of(const std::optional<std::string>& text) {
   return Json::parse(valid);
 }
 
+// Null for what a header does not tell.
+struct ToJson {
+  Json& values;
+
+  void operator()(const char* name, const std::optional<double>& number) const {
+    values[name] = number ? Json(*number) : Json();
+  }
+  void operator()(const char* name, const std::optional<std::string>& text) const { values[name] = text_of(text); }
+  void operator()(const char* x_name, const char* y_name, const std::optional<frames::Point>& point) const {
+    values[x_name] = point ? Json(point->x) : Json();
+    values[y_name] = point ? Json(point->y) : Json();
+  }
+};
+
 Json values_of(const std::string& path, const frames::Frame& frame, const Remarks& remarks) {
-  const frames::Header& header = frame.header;
   const Statistics statistics = statistics_of(frame);
   Json values;
   values["file"] = text_of(path);
   values["format"] = frames::format_keyword(frame.format);
   values["width"] = frame.width;
   values["height"] = frame.height;
-  values["wavelength_angstrom"] = json_of(header.wavelength);
-  values["distance_mm"] = json_of(header.distance);
-  values["oscillation_start_degrees"] = json_of(header.oscillation_start);
-  values["oscillation_range_degrees"] = json_of(header.oscillation_range);
-  values["exposure_seconds"] = json_of(header.exposure_time);
-  values["pixel_width_mm"] = header.pixel_size ? Json(header.pixel_size->x) : Json();
-  values["pixel_height_mm"] = header.pixel_size ? Json(header.pixel_size->y) : Json();
-  values["beam_x_pixels"] = header.beam_centre ? Json(header.beam_centre->x) : Json();
-  values["beam_y_pixels"] = header.beam_centre ? Json(header.beam_centre->y) : Json();
-  values["saturation_counts"] = json_of(header.saturation);
-  values["date"] = text_of(header.date);
-  values["detector"] = text_of(header.detector);
+  frames::visit_header(frame.header, ToJson{values});
   const bool any_known = statistics.known > 0;
   values["minimum_counts"] = any_known ? Json(statistics.minimum) : Json();
   values["maximum_counts"] = any_known ? Json(statistics.maximum) : Json();

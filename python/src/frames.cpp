@@ -17,6 +17,7 @@
 #include "errors.h"
 #include "host/failure.h"
 #include "host/frames/frame.h"
+#include "host/frames/header_values.h"
 #include "host/new_file.h"
 #include "host/synthetic_frame.h"
 #include "host/writers/writers.h"
@@ -30,58 +31,39 @@ namespace {
 // Headers, as dictionaries with the names that `xrdimage info --json` has
 // ------------------------------------------------------------------------------------------------------------------
 
-py::object text_or_none(const std::optional<std::string>& text) {
-  return text ? py::object(text_of(*text)) : py::object(py::none());
-}
+// None for what a header does not tell.
+struct ToFields {
+  py::dict& fields;
 
-py::dict dict_of(const frames::Header& header) {
-  const auto x = [](const auto& point) { return point ? std::optional(point->x) : std::nullopt; };
-  const auto y = [](const auto& point) { return point ? std::optional(point->y) : std::nullopt; };
-  py::dict fields;
-  fields["wavelength_angstrom"] = header.wavelength;
-  fields["distance_mm"] = header.distance;
-  fields["oscillation_start_degrees"] = header.oscillation_start;
-  fields["oscillation_range_degrees"] = header.oscillation_range;
-  fields["exposure_seconds"] = header.exposure_time;
-  fields["pixel_width_mm"] = x(header.pixel_size);
-  fields["pixel_height_mm"] = y(header.pixel_size);
-  fields["beam_x_pixels"] = x(header.beam_centre);
-  fields["beam_y_pixels"] = y(header.beam_centre);
-  fields["saturation_counts"] = header.saturation;
-  fields["date"] = text_or_none(header.date);
-  fields["detector"] = text_or_none(header.detector);
-  return fields;
-}
-
-template <typename Value>
-std::optional<Value> field_of(const py::dict& fields, const char* name) {
-  try {
-    return fields[name].cast<std::optional<Value>>();
-  } catch (const py::cast_error&) {
-    throw py::type_error(std::string(name) + " of the header cannot have this value");
+  void operator()(const char* name, const std::optional<double>& number) const { fields[name] = number; }
+  void operator()(const char* name, const std::optional<std::string>& text) const {
+    fields[name] = text ? py::object(text_of(*text)) : py::object(py::none());
   }
-}
+  void operator()(const char* x_name, const char* y_name, const std::optional<frames::Point>& point) const {
+    fields[x_name] = point ? std::optional(point->x) : std::nullopt;
+    fields[y_name] = point ? std::optional(point->y) : std::nullopt;
+  }
+};
 
-std::optional<frames::Point> point_of(const py::dict& fields, const char* x_name, const char* y_name) {
-  const auto x = field_of<double>(fields, x_name);
-  const auto y = field_of<double>(fields, y_name);
-  return x && y ? std::optional(frames::Point{*x, *y}) : std::nullopt;
-}
+struct FromFields {
+  const py::dict& fields;
 
-frames::Header header_of(const py::dict& fields) {
-  frames::Header header;
-  header.wavelength = field_of<double>(fields, "wavelength_angstrom");
-  header.distance = field_of<double>(fields, "distance_mm");
-  header.oscillation_start = field_of<double>(fields, "oscillation_start_degrees");
-  header.oscillation_range = field_of<double>(fields, "oscillation_range_degrees");
-  header.exposure_time = field_of<double>(fields, "exposure_seconds");
-  header.pixel_size = point_of(fields, "pixel_width_mm", "pixel_height_mm");
-  header.beam_centre = point_of(fields, "beam_x_pixels", "beam_y_pixels");
-  header.saturation = field_of<double>(fields, "saturation_counts");
-  header.date = field_of<std::string>(fields, "date");
-  header.detector = field_of<std::string>(fields, "detector");
-  return header;
-}
+  template <typename Value>
+  void operator()(const char* name, std::optional<Value>& value) const {
+    try {
+      value = fields[name].cast<std::optional<Value>>();
+    } catch (const py::cast_error&) {
+      throw py::type_error(std::string(name) + " of the header cannot have this value");
+    }
+  }
+  void operator()(const char* x_name, const char* y_name, std::optional<frames::Point>& point) const {
+    std::optional<double> x;
+    std::optional<double> y;
+    (*this)(x_name, x);
+    (*this)(y_name, y);
+    if (x && y) point = {*x, *y};
+  }
+};
 
 // ------------------------------------------------------------------------------------------------------------------
 // Loading
@@ -134,7 +116,9 @@ py::tuple load(const std::string& path, const std::optional<std::string>& format
   py::list notes;
   for (const std::string& note : frame.notes) notes.append(text_of(note));
   const py::array mask = mask_of(frame);
-  return py::make_tuple(counts_of(frame), mask, dict_of(frame.header), frames::format_keyword(frame.format), notes);
+  py::dict header;
+  frames::visit_header(frame.header, ToFields{header});
+  return py::make_tuple(counts_of(frame), mask, header, frames::format_keyword(frame.format), notes);
 }
 
 // ------------------------------------------------------------------------------------------------------------------
@@ -197,7 +181,7 @@ py::list save(const std::string& path, const Image& counts, bool is_signed, cons
   frame.height = height;
   frame.is_signed = is_signed;
   frame.counts = frames::Counts(copy_of(counts), pixels);
-  frame.header = header_of(header);
+  frames::visit_header(frame.header, FromFields{header});
   if (mask) {
     if (size_of(*mask).width != width || size_of(*mask).height != height) {
       throw py::value_error("the mask is not of the frame's size");
