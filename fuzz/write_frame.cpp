@@ -1,8 +1,8 @@
 // The program's writers: what they write without a warning is loaded again with the same counts. The first bytes of an
-// input choose the format, the bits and the width; the rest are the counts.
+// input choose the format, the bits, the width and what the header tells; the rest are the counts.
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <bit>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -34,15 +34,26 @@ struct Choice {
   host::WriteOptions options;
   bool is_signed;
   bool has_unknown;
+  bool has_geometry;
   std::size_t bytes;
 };
 
 Choice choice_of(fuzz::Input& input) {
   const unsigned flags = input.byte();
-  Choice choice{kFormats[input.byte() % kFormats.size()], {}, (flags & 1) != 0, (flags & 2) != 0, 2};
+  Choice choice{kFormats[input.byte() % kFormats.size()], {}, (flags & 1) != 0, (flags & 2) != 0, (flags & 32) != 0, 2};
   if ((flags & 4) != 0) choice.bytes = 4;
   if ((flags & 8) != 0) choice.options.bits = (flags & 16) != 0 ? 16 : 32;
   return choice;
+}
+
+// Any number, infinite ones and those that are none included.
+double real_of(fuzz::Input& input) {
+  return std::bit_cast<float>(input.number(sizeof(float)));
+}
+
+frames::Point point_of(fuzz::Input& input) {
+  const double x = real_of(input);
+  return {x, real_of(input)};
 }
 
 frames::Frame frame_of(fuzz::Input& input, const Choice& choice) {
@@ -54,6 +65,15 @@ frames::Frame frame_of(fuzz::Input& input, const Choice& choice) {
   frame.header.wavelength = input.byte() / 100.0;
   frame.header.distance = input.byte() * 10.0;
   frame.header.date = input.line();
+  if (choice.has_geometry) {
+    frame.header.pixel_size = point_of(input);
+    frame.header.beam_centre = point_of(input);
+    frame.header.oscillation_start = real_of(input);
+    frame.header.oscillation_range = real_of(input);
+    frame.header.exposure_time = real_of(input);
+    frame.header.saturation = real_of(input);
+    frame.header.detector = input.line();
+  }
 
   std::vector<std::uint32_t> counts;
   while (!input.empty()) counts.push_back(input.number(choice.bytes));

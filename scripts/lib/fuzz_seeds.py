@@ -93,16 +93,21 @@ def edf(data_type, size, samples, more=b""):
             b"Dim_1 = 4 ;\nDim_2 = 3 ;\nImage = 1 ;\n%s}\n" % (data_type, size, more)) + samples
 
 
-def saint():
-    def record(key, value):
-        return f"{key:7}:{value}".ljust(80).encode()
-    records = [record("FORMAT", "100"), record("VERSION", "9"), record("CREATED", "01-Feb-2004 10:11:12"),
-               record("NPIXELB", "1 1"), record("NOVERFL", "-1 2 1"), record("NROWS", "4"), record("NCOLS", "4"),
-               record("START", "10.0"), record("INCREME", "0.5"), record("DISTANC", "5.0"),
-               record("WAVELEN", "1.54184"), record("ELAPSDR", "10.0"), b"   ENDING2: 1".ljust(80)]
-    pixels = bytes([1, 2, 3, 255, 255, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16])
-    overflows = words([300, 65535]) + bytes(12) + words([100000], kind="I") + bytes(12)
-    return b"".join(records).ljust(7680, b".") + pixels + overflows
+def saint(format_number, overflows, pixels, tables, more=()):
+    """4 x 4 pixels of one byte."""
+    records = [("FORMAT", format_number), ("VERSION", "9"), ("CREATED", "01-Feb-2004 10:11:12"), ("NPIXELB", "1 1"),
+               ("NOVERFL", overflows), ("NROWS", "4"), ("NCOLS", "4"), ("START", "10.0"), ("INCREME", "0.5"),
+               ("DISTANC", "5.0"), ("WAVELEN", "1.54184"), ("ELAPSDR", "10.0"), *more]
+    header = b"".join(f"{key:7}:{value}".ljust(80).encode() for key, value in records)
+    return (header + b"   ENDING2: 1".ljust(80)).ljust(7680, b".") + bytes(pixels) + tables
+
+
+SAINT_PIXELS = [1, 2, 3, 255, 255, 6, 7, 8, 0, 10, 11, 12, 13, 0, 15, 16]
+SAINT_OVERFLOWS = words([300, 65535]) + bytes(12) + words([100000], kind="I") + bytes(12)
+SAINT = saint("100", "-1 2 1", SAINT_PIXELS, SAINT_OVERFLOWS)
+SAINT_UNDERFLOWS = saint("100", "2 2 1", SAINT_PIXELS, bytes([3, 4]).ljust(16, b"\0") + SAINT_OVERFLOWS,
+                         [("NEXP", "1 0 64 0 1"), ("LINEAR", "2.0 0.0"), ("CENTER", "1.5 2.5")])
+SAINT_TEXT_TABLE = saint("86", "2", SAINT_PIXELS, b"      300      3   100000      4")
 
 
 def tiff(order="<", bits=16, sample_format=1, compression=1, strips=(words(SAMPLES),), begin=None, tile=None):
@@ -181,8 +186,8 @@ def seeds():
     yield "read_edf_header", "bits_by_type", edf16
     yield "read_edf_header", "bits_by_header", edf32
 
-    yield "read_saint", "whole", saint()
-    yield "read_saint", "small", saint()[:13 * 80]
+    yield "read_saint", "whole", SAINT
+    yield "read_saint", "small", SAINT[:13 * 80]
 
     yield "read_tiff", "little_endian", tiff()
     yield "read_tiff", "big_endian", tiff(order=">")
@@ -245,7 +250,11 @@ def seeds():
     yield "load_frame", "edf", frame(edf16)
     reals = words([-1.5, 0, 1e9, float("nan"), float("inf"), -1e30] * 2, kind="f")
     yield "load_frame", "edf_reals", frame(edf(b"FloatValue", 48, reals))
-    yield "load_frame", "saint", frame(saint())
+    sized = edf(b"UnsignedShort", 24, b"", b"EDF_HeaderSize = 512 ;\n").ljust(512)
+    yield "load_frame", "edf_header_size", frame(sized + words(SAMPLES))
+    yield "load_frame", "saint", frame(SAINT)
+    yield "load_frame", "saint_underflows", frame(SAINT_UNDERFLOWS)
+    yield "load_frame", "saint_text_table", frame(SAINT_TEXT_TABLE)
     yield "load_frame", "tiff", frame(tiff(order=">", bits=32, sample_format=3, strips=(words([0.5] * 12, ">", "f"),)))
     yield "load_frame", "tiff_tiles", frame(tiff(tile=16, strips=(bytes(512),)))
     yield "load_frame", "mar_ccd", frame(mar_ccd())
@@ -261,6 +270,9 @@ def seeds():
         yield "write_frame", f"{name}_16", bytes([8 | 16, number, 10, 98, 12]) + b"2004-05-06 07:08:09\n" + words(SAMPLES)
         yield "write_frame", f"{name}_32", (bytes([4 | 8, number, 10, 98, 12]) + b"\n" +
                                             words([value * 5000 for value in SAMPLES], kind="I"))
+    geometry = words([0.1, 0.1, 5.5, 6.5, 30, 0.5, 10, 65535], kind="f") + b"CCD 1\n"
+    for number, name in enumerate(["adsc", "edf", "mar345", "packed", "raw", "tiff"]):
+        yield "write_frame", f"{name}_geometry", bytes([32, number, 10, 98, 12]) + b"\n" + geometry + words(SAMPLES)
     yield "write_frame", "mar345_unknown", bytes([2, 2, 12, 0, 0]) + b"\n" + words(SAMPLES)
     yield "write_frame", "edf_signed", bytes([1 | 4, 1, 3, 0, 0]) + b"\n" + words([-1, 2, -3, 4], kind="i")
 
