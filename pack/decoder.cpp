@@ -100,6 +100,7 @@ void unpack_chunks(xrd::ChunkReader& chunks, int width, std::span<short> img) {
 namespace xrd {
 
 void unpack_pixels(std::FILE* stream, int width, std::span<short> img) {
+  if (img.empty()) return;
   ChunkReader chunks(stream);
   unpack_chunks(chunks, width, img);
 }

@@ -105,7 +105,9 @@ class LocalMean {
     const std::ptrdiff_t rows = std::min(row + radius_, height_) - std::max<std::ptrdiff_t>(row - radius_, 0);
     unsigned int sum = 0;
     for (std::ptrdiff_t column = 0; column < std::min(radius_ - 1, width_); ++column) sum += column_sums[column];
-    return {image_ + row * width_, column_sums, rows, Divisor(static_cast<std::uint32_t>(rows * 2 * radius_)), sum};
+    // Where no window is whole, the columns of one can be more than fit.
+    const std::ptrdiff_t whole_columns = whole_from_ < whole_to_ ? 2 * radius_ : 1;
+    return {image_ + row * width_, column_sums, rows, Divisor(static_cast<std::uint32_t>(rows * whole_columns)), sum};
   }
 
   // Replaces pixels of the row, in order. The window grows at the left border, is whole between, and shrinks at the

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <limits>
 #include <string_view>
 
 namespace xrd {
@@ -21,22 +22,26 @@ struct Conversion {
   std::size_t size = 0;  // characters, the percent sign included
 };
 
+bool has_flag(const Conversion& conversion, char flag) {
+  return conversion.flags.find(flag) != std::string_view::npos;
+}
+
 bool is_digit(char character) {
   return character >= '0' && character <= '9';
 }
 
-// A number as wide as the digits go, held at a bound that no field reaches. '*' asks for an argument, which is zero.
+// A number as wide as the digits go, held at the largest int. '*' asks for an argument, which is zero.
 int parse_number(std::string_view text, std::size_t& position) {
-  constexpr int kLargest = 100'000'000;
+  constexpr std::int64_t kLargest = std::numeric_limits<int>::max();
   if (position < text.size() && text[position] == '*') {
     ++position;
     return 0;
   }
-  int number = 0;
+  std::int64_t number = 0;
   for (; position < text.size() && is_digit(text[position]); ++position) {
     number = std::min(number * 10 + (text[position] - '0'), kLargest);
   }
-  return number;
+  return static_cast<int>(number);
 }
 
 // Steps over "N$", which numbers the argument.
@@ -49,6 +54,16 @@ int parse_width_or_precision(std::string_view text, std::size_t& position) {
   const int number = parse_number(text, position);
   if (position > 0 && text[position - 1] == '*') skip_argument_number(text, position);
   return number;
+}
+
+// Steps over one length modifier.
+void skip_length(std::string_view text, std::size_t& position) {
+  const std::string_view rest = text.substr(position);
+  if (rest.starts_with("hh") || rest.starts_with("ll")) {
+    position += 2;
+  } else if (!rest.empty() && std::string_view("hlLqjzZt").find(rest[0]) != std::string_view::npos) {
+    ++position;
+  }
 }
 
 // `text` begins with a percent sign.
@@ -64,7 +79,7 @@ Conversion parse_conversion(std::string_view text) {
     ++position;
     conversion.precision = parse_width_or_precision(text, position);
   }
-  position = std::min(text.find_first_not_of("hlLqjzZt", position), text.size());
+  skip_length(text, position);
   if (position < text.size()) conversion.specifier = text[position++];
   conversion.size = position;
   return conversion;
@@ -82,33 +97,37 @@ void bound(Conversion& conversion) {
   conversion.precision = std::min(conversion.precision, 3 * kFieldLimit);
 }
 
-// Rebuilds the conversion with the length modifier of the zero that is passed for it.
-template <typename Zero>
-std::size_t print_zero(std::span<char> output, const Conversion& conversion, const char* length, Zero zero) {
-  constexpr std::string_view kFlags = "-+ #0'";
-  std::array<char, kFlags.size() + 1> flags{};
-  std::size_t count = 0;
-  for (const char flag : kFlags) {
-    if (conversion.flags.find(flag) != std::string_view::npos) flags.at(count++) = flag;
-  }
+using Format = std::array<char, 64>;
+
+// The conversion again, with its flags in the order that the C library gives them.
+Format rebuilt(const Conversion& conversion, const char* length) {
+  const auto has = [&](char flag) { return has_flag(conversion, flag); };
   std::array<char, 16> width{};
   if (conversion.width > 0) std::snprintf(width.data(), width.size(), "%d", conversion.width);
   std::array<char, 16> precision{};
   if (conversion.precision >= 0) std::snprintf(precision.data(), precision.size(), ".%d", conversion.precision);
-  std::array<char, 64> format{};
-  std::snprintf(format.data(), format.size(), "%%%s%s%s%s%c", flags.data(), width.data(), precision.data(), length,
-                conversion.specifier);
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-nonliteral"
-  const int written = std::snprintf(output.data(), output.size(), format.data(), zero);
-#pragma GCC diagnostic pop
-  return written < 0 ? 0 : std::min(static_cast<std::size_t>(written), output.size() - 1);
+  const char* const sign = has('+') ? "+" : has(' ') ? " " : "";
+  const char* const padding = has('-') ? "-" : has('0') ? "0" : "";
+  Format format{};
+  std::snprintf(format.data(), format.size(), "%%%s%s%s%s%s%s%s%s%c", has('#') ? "#" : "", has('\'') ? "'" : "", sign,
+                padding, has('I') ? "I" : "", width.data(), precision.data(), length, conversion.specifier);
+  return format;
 }
 
-// What the conversion shows, as a part of `output` or of `text`.
-std::string_view convert(std::span<char> output, Conversion conversion, std::string_view text) {
+// Prints the conversion, given a value of the type that the length modifier asks for.
+template <typename Value>
+std::string_view print(std::span<char> output, Conversion conversion, const char* length, Value value) {
   bound(conversion);
-  std::size_t size = 0;
+  const Format format = rebuilt(conversion, length);
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+  const int written = std::snprintf(output.data(), output.size(), format.data(), value);
+#pragma GCC diagnostic pop
+  return {output.data(), written < 0 ? 0 : std::min(static_cast<std::size_t>(written), output.size() - 1)};
+}
+
+// What the conversion shows, in `output`.
+std::string_view convert(std::span<char> output, Conversion conversion) {
   switch (conversion.specifier) {
     case '%':
       return "%";
@@ -119,8 +138,9 @@ std::string_view convert(std::span<char> output, Conversion conversion, std::str
     case 'C':
     case 'n':
       return {};
-    case 'm':
-      return "Success";  // the text of error number zero
+    case 'm':  // error number zero, or its name
+      conversion.specifier = 's';
+      return print(output, conversion, "", has_flag(conversion, '#') ? "0" : "Success");
     case 'd':
     case 'i':
     case 'o':
@@ -129,8 +149,7 @@ std::string_view convert(std::span<char> output, Conversion conversion, std::str
     case 'X':
     case 'b':
     case 'B':
-      size = print_zero(output, conversion, "j", std::intmax_t{0});
-      break;
+      return print(output, conversion, "j", std::intmax_t{0});
     case 'e':
     case 'E':
     case 'f':
@@ -139,15 +158,13 @@ std::string_view convert(std::span<char> output, Conversion conversion, std::str
     case 'G':
     case 'a':
     case 'A':
-      size = print_zero(output, conversion, "", 0.0);
-      break;
+      return print(output, conversion, "", 0.0);
     case 'p':
-      size = print_zero(output, conversion, "", static_cast<void*>(nullptr));
-      break;
+      return print(output, conversion, "", static_cast<void*>(nullptr));
     default:
-      return text.substr(0, conversion.size);
+      std::snprintf(output.data(), output.size(), "%s", rebuilt(conversion, "").data());
+      return output.data();
   }
-  return {output.data(), size};
 }
 
 }  // namespace
@@ -168,7 +185,7 @@ void format_text(std::span<char> field, const char* text) {
     rest.remove_prefix(plain);
     if (rest.empty()) break;
     const Conversion conversion = parse_conversion(rest);
-    append(convert(converted, conversion, rest));
+    append(convert(converted, conversion));
     rest.remove_prefix(conversion.size);
   }
   field[used] = '\0';

@@ -1,6 +1,7 @@
 // Image sizes, computed once and checked.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -20,13 +21,14 @@ constexpr std::optional<std::size_t> allocatable_pixels(int width, int height) {
   return static_cast<std::size_t>(pixels);
 }
 
-// width x height for an array of `bytes_per_pixel` that the caller brought along. Zero when either is below 1, or when
-// no array could be that large.
+// width x height for an array of `bytes_per_pixel` that the caller brought along. Zero when either is below 1, when the
+// product does not fit an int, or when no array could be that large.
 constexpr std::size_t caller_pixels(int width, int height, std::size_t bytes_per_pixel) {
   if (width < 1 || height < 1) return 0;
   const auto pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
-  constexpr auto kLargestArray = static_cast<std::uint64_t>(std::numeric_limits<std::ptrdiff_t>::max());
-  return pixels > kLargestArray / bytes_per_pixel ? 0 : static_cast<std::size_t>(pixels);
+  constexpr std::uint64_t kLargestCount = std::numeric_limits<int>::max();
+  constexpr std::uint64_t kLargestArray = std::numeric_limits<std::ptrdiff_t>::max();
+  return pixels > std::min(kLargestCount, kLargestArray / bytes_per_pixel) ? 0 : static_cast<std::size_t>(pixels);
 }
 
 // The same for a count of pixels: negative ones are none.

@@ -159,13 +159,24 @@ TEST(UnpackWord, MissingBytesAreOneBits) {
 }
 
 TEST(UnpackWord, EmptyImagesTakeNothing) {
-  for (const auto& [x, y] : {std::pair(0, 5), std::pair(5, 0), std::pair(-1, 5), std::pair(5, -1), std::pair(-2, -2)}) {
+  // Among them two whose product does not fit an int.
+  for (const auto& [x, y] : {std::pair(0, 5), std::pair(5, 0), std::pair(-1, 5), std::pair(5, -1), std::pair(-2, -2),
+                             std::pair(65536, 65536), std::pair(46341, 46341)}) {
     Pixels image = untouched(10);
     const auto stream = test::stream_of("\x68\x10");
     EXPECT_EQ(unpack_word(stream.get(), x, y, image.data()), 0);
     EXPECT_EQ(std::ftell(stream.get()), 0);
     EXPECT_EQ(image, untouched(10)) << x << " x " << y;
   }
+}
+
+TEST(UnpackWord, EmptyImagesLeaveTheStreamsEndAsItIs) {
+  const auto stream = test::stream_of("\x68");
+  while (std::fgetc(stream.get()) != EOF) {
+  }
+  short pixel = 0;
+  unpack_word(stream.get(), 0, 5, &pixel);
+  EXPECT_NE(std::feof(stream.get()), 0);
 }
 
 TEST(UnpackWord, ColumnTakesInWhatTheArrayHeld) {

@@ -1,7 +1,9 @@
 #include <algorithm>
 #include <cstdint>
 #include <limits>
+#include <numeric>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include "tests/host_environment.h"
@@ -81,6 +83,25 @@ TEST(LocalMean, AWindowLargerThanTheImageIsTheImage) {
   // (1 + 2 + 3 + 6) / 4 = 3; (3 + 2 + 3 + 6) / 4 = 3; (3 + 3 + 3 + 6) / 4 = 3; (3 + 3 + 3 + 6) / 4 = 3
   EXPECT_EQ(averaged({1, 2, 3, 6}, 2, 2, 100), (Pixels{3, 3, 3, 3}));
   EXPECT_EQ(averaged({1, 2, 3, 6}, 2, 2, std::numeric_limits<int>::max()), (Pixels{3, 3, 3, 3}));
+}
+
+TEST(LocalMean, WindowsMayBeLargerThanNumbersOf32Bits) {
+  // All windows are the whole column.
+  constexpr int kHeight = 65536;
+  std::mt19937 random(53);  // the same image in each run
+  Pixels image(kHeight);
+  for (unsigned int& pixel : image) pixel = static_cast<unsigned int>(random()) >> 17;
+  Pixels expected = image;
+  auto sum = std::accumulate(image.begin(), image.end(), 0U);
+  for (unsigned int& pixel : expected) {
+    const auto mean = static_cast<unsigned int>(static_cast<std::int32_t>(sum) / kHeight);
+    sum += mean - std::exchange(pixel, mean);
+  }
+  EXPECT_TRUE(averaged(image, 1, kHeight, kHeight) == expected);
+  EXPECT_TRUE(averaged(image, 1, kHeight, std::numeric_limits<int>::max()) == expected);
+  // Half of the column: 65536 rows at its middle times two columns of 32768.
+  const Pixels flat(std::size_t{2} * kHeight, 7);
+  EXPECT_TRUE(averaged(flat, 2, kHeight, kHeight / 2) == flat);
 }
 
 TEST(LocalMean, ARadiusBelowOneChangesNothing) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <random>
@@ -120,6 +121,22 @@ TEST(FormatText, WhatIsNoConversionStays) {
   EXPECT_EQ(formatted("%\n%d"), "%\n0");
 }
 
+TEST(FormatText, WhatIsNoConversionStaysAsTheCLibraryPrintsIt) {
+  EXPECT_EQ(formatted("%ly|%hhy|%zy|%hly"), "%y|%y|%y|%ly");  // without its one length modifier
+  EXPECT_EQ(formatted("%3$y|%1$5y|%*y|%.*y"), "%y|%5y|%y|%.0y");
+  EXPECT_EQ(formatted("%.y|%05y|%-05y|%0-5y"), "%.0y|%05y|%-5y|%-5y");
+  EXPECT_EQ(formatted("%+ y|% +y|%I'-+# 7.9y"), "%+y|%+y|%#'+-I7.9y");
+  EXPECT_EQ(formatted("%2147483647y"), "%2147483647y");
+}
+
+TEST(FormatText, ErrorsAreThatThereIsNone) {
+  EXPECT_EQ(formatted("a%mb"), "aSuccessb");
+  EXPECT_EQ(formatted("50%.mar2300"), "50ar2300");
+  EXPECT_EQ(formatted("[%.3m][%9m][%-9m][%9.3m][%09m][%+m][%lm]"),
+            "[Suc][  Success][Success  ][      Suc][  Success][Success][Success]");
+  EXPECT_EQ(formatted("[%#m][%#3m]"), "[0][  0]");
+}
+
 TEST(FormatText, ResultsAreCutAtTheFieldsSize) {
   EXPECT_EQ(formatted(std::string(255, 'x')), std::string(255, 'x'));
   EXPECT_EQ(formatted(std::string(256, 'x')), std::string(255, 'x'));
@@ -200,7 +217,7 @@ struct Conversion {
 class Generator {
  public:
   Conversion next() {
-    Conversion conversion{"%", "", pick("diouxXbBeEfFgGaAp%"), 0};
+    Conversion conversion{"%", "", pick("diouxXbBeEfFgGaAp%m_y\xFC"), 0};
     const auto flags = random_() % 4;
     for (std::size_t i = 0; i < flags; ++i) conversion.text += pick("-+ #0'I");
     conversion.text += number(conversion, "");
@@ -234,7 +251,7 @@ class Generator {
   }
 
   std::string length(char specifier) {
-    constexpr std::string_view kIntegers = "diouxXbB";
+    constexpr std::string_view kIntegers = "diouxXbBm_y\xFC";
     constexpr std::string_view kReals = "eEfFgGaA";
     constexpr std::array kIntegerLengths{"", "", "hh", "h", "l", "ll", "q", "j", "z", "t"};
     constexpr std::array kRealLengths{"", "", "l", "L"};
@@ -266,6 +283,7 @@ std::string printed_with(const Conversion& conversion, Zero zero, std::size_t si
 
 // What the C library makes of the conversion, given zeros of the right types.
 std::string printed(const Conversion& conversion, std::size_t size) {
+  errno = 0;  // which "%m" shows
   constexpr std::string_view kReals = "eEfFgGaA";
   if (kReals.find(conversion.specifier) != std::string_view::npos) {
     return conversion.length == "L" ? printed_with(conversion, 0.0L, size) : printed_with(conversion, 0.0, size);

@@ -61,12 +61,16 @@ TEST(ImageSize, CallersArrayIsEmptyWhenASideIsBelowOne) {
   EXPECT_EQ(xrd::caller_pixels(kSmallestInt, kSmallestInt, 4), 0U);
 }
 
+TEST(ImageSize, CallersArrayIsEmptyWhenItsPixelsFitNoInt) {
+  EXPECT_EQ(xrd::caller_pixels(46341, 46341, 1), 0U);  // just above 2^31
+  EXPECT_EQ(xrd::caller_pixels(65536, 32768, 1), 0U);
+  EXPECT_EQ(xrd::caller_pixels(65536, 65536, 1), 0U);
+  EXPECT_EQ(xrd::caller_pixels(kLargestInt, kLargestInt, 1), 0U);
+  EXPECT_EQ(xrd::caller_pixels(kLargestInt, 1, 1), 2147483647U);
+}
+
 TEST(ImageSize, CallersArrayIsEmptyWhenNoneCouldBeSoLarge) {
-  // (2^31 - 1)^2 values of four bytes fit no address space; those of one byte fit one of 64 bits.
-  EXPECT_EQ(xrd::caller_pixels(kLargestInt, kLargestInt, 4), 0U);
-  const bool fits = kLargestArray > 4611686014132420609U;
-  EXPECT_EQ(xrd::caller_pixels(kLargestInt, kLargestInt, 1), fits ? 4611686014132420609U : 0U);
-  // The bound itself: 2^29 - 1 four-byte pixels are the most that 31 bits hold.
+  // 2^29 - 1 four-byte pixels are the most that 31 bits hold.
   EXPECT_EQ(xrd::caller_pixels(536870911, 1, 4), 536870911U);
   EXPECT_EQ(xrd::caller_pixels(536870912, 1, 4), kLargestArray / 4 < 536870912U ? 0U : 536870912U);
 }
