@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdlib>
+#include <limits>
 #include <memory>
 #include <type_traits>
 
@@ -27,6 +28,7 @@ MallocArray<T> allocate_zeroed(std::size_t count) {
 template <typename T>
 MallocArray<T> allocate_unset(std::size_t count) {
   static_assert(std::is_trivial_v<T>, "malloc'd memory holds plain values");
+  if (count > std::numeric_limits<std::size_t>::max() / sizeof(T)) return nullptr;
   const std::size_t bytes = count * sizeof(T);
   return MallocArray<T>(static_cast<T*>(std::malloc(bytes == 0 ? 1 : bytes)));
 }

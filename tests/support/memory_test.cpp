@@ -9,11 +9,17 @@ namespace {
 
 // The array's address is kept where the compiler sees a use of it, lest it leave the allocation out.
 template <typename T>
-bool can_be_allocated(std::size_t count) {
+bool is_allocated(const xrd::MallocArray<T>& array) {
   static void* volatile address = nullptr;
-  const auto array = xrd::allocate_zeroed<T>(count);
   address = array.get();
   return address != nullptr;
+}
+
+template <typename T>
+bool can_be_allocated(std::size_t count) {
+  const bool can_be = is_allocated(xrd::allocate_zeroed<T>(count));
+  EXPECT_EQ(is_allocated(xrd::allocate_unset<T>(count)), can_be);
+  return can_be;
 }
 
 }  // namespace
