@@ -374,7 +374,7 @@ extern "C" int32_t* diff_words(short* img, int x, int y, int32_t* diffs, int32_t
 extern "C" int bits(int32_t* chunk, int n) {
   int widest = 0;
   for (int i = 0; i < n; ++i) widest = std::max(widest, field_width(chunk[i]));
-  return n * widest;
+  return static_cast<int>(static_cast<unsigned>(n) * static_cast<unsigned>(widest));  // wraps
 }
 
 // Of the bytes, only those are written that get bits.

@@ -4,6 +4,7 @@
 #include <thread>
 #include <vector>
 
+#include "support/memory.h"
 #include "tests/host_environment.h"
 #include "tests/pack/naive_pack.h"
 #include "xrdimage.h"
@@ -336,6 +337,15 @@ TEST(Bits, CountEveryDifference) {
   EXPECT_EQ(bits(chunk.data(), 7), 7 * 5);
   EXPECT_EQ(bits(chunk.data(), 8), 8 * 16);
   EXPECT_EQ(bits(chunk.data(), 0), 0);
+  EXPECT_EQ(bits(chunk.data(), -3), 0);
+}
+
+TEST(Bits, Wrap) {
+  constexpr int kCount = 1 << 26;
+  const auto chunk = xrd::allocate_zeroed<std::int32_t>(kCount);
+  ASSERT_TRUE(chunk);
+  chunk[0] = 65536;
+  EXPECT_EQ(bits(chunk.get(), kCount), std::numeric_limits<std::int32_t>::min());  // 2^26 times 32
 }
 
 // --- pack_chunk ----------------------------------------------------------------------------------------------------
