@@ -6,8 +6,9 @@
  * Images
  *   An image is a `Daten` array: unsigned 32-bit pixel values, row by row; the pixel of column x and row y is
  *   element y * width + x. A `Daten_ushort` array is the same with unsigned 16-bit values. Width and height are
- *   `int` values that the caller keeps. Arrays that a function hands back come from malloc: the caller owns them
- *   and releases them with free.
+ *   `int` values that the caller keeps; where either is below 1, or their product fits no `int`, an array that the
+ *   caller passes counts as empty. Arrays that a function hands back come from malloc: the caller owns them and
+ *   releases them with free.
  *
  * Messages
  *   Functions report on standard output, as they go; only to_short's shift line goes to standard error. German
@@ -316,7 +317,7 @@ XRDIMAGE_API int readpack_word_c(short *img, const char *filename);
  * into `img`. Pixels are stored as 16-bit values (those above 32767 come out negative).
  *
  * Reads no byte that it does not need, also from pipes: afterwards the stream stands behind the byte that held the
- * last bit in use. Data that end early are continued with one bits. With x or y below 1 nothing is read or written.
+ * last bit in use. Data that end early are continued with one bits. An empty image takes nothing from the stream.
  * In an image one pixel wide the prediction takes in what `img` held before.
  *
  * Returns 0 always, prints nothing.
