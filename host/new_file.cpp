@@ -1,6 +1,7 @@
 #include "host/new_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,6 +10,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <optional>
 
 #include "host/failure.h"
 #include "host/signals.h"
@@ -58,23 +60,52 @@ int open_temporary(const fs::path& folder, std::string& path, Interrupts interru
   return descriptor;
 }
 
+// What the symbolic links lead to, be it there or not.
+fs::path behind_links(fs::path path) {
+  constexpr int kMostLinks = 40;  // as the system has it
+  std::error_code error;
+  for (int links = 0; links < kMostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++links) {
+    path = path.parent_path() / fs::read_symlink(path);
+  }
+  return path;
+}
+
+// The permissions of the file that is to be replaced; nothing when there is none. A Failure for what must not be
+// replaced.
+std::optional<mode_t> replaced_permissions(const std::string& path) {
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) return std::nullopt;
+  if (S_ISDIR(status.st_mode)) throw Failure(path, "is a directory", EISDIR);
+  // Renaming would put a file in the place of a device.
+  if (!S_ISREG(status.st_mode)) throw Failure(path, "is not a regular file", EINVAL);
+  // Renaming asks for the folder's permissions only, but who takes a file's away wants it to stay.
+  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) throw Failure(path, std::strerror(errno), errno);
+  return status.st_mode & 07777;
+}
+
 }  // namespace
 
 NewFile::NewFile(const std::string& path, Interrupts interrupts) : interrupts_(interrupts), path_(path) {
-  std::error_code error;
-  const fs::file_status status = fs::status(path, error);
-  if (fs::is_directory(status)) throw Failure(path, "is a directory", EISDIR);
-  // Renaming would put a file in the place of a device.
-  if (fs::exists(status) && !fs::is_regular_file(status)) throw Failure(path, "is not a regular file", EINVAL);
-  const fs::path target = fs::exists(status) ? fs::canonical(path) : fs::path(path);
+  const std::optional<mode_t> permissions = replaced_permissions(path);
+  const fs::path target = behind_links(path);
   target_path_ = target.string();
   const int descriptor = open_temporary(target.parent_path(), temporary_path_, interrupts);
   if (descriptor < 0) throw Failure(path, std::strerror(errno), errno);
   stream_.reset(fdopen(descriptor, "w+b"));
+  if (stream_ == nullptr || (permissions && fchmod(descriptor, *permissions) != 0)) {
+    const int error = errno;
+    if (stream_ == nullptr) close(descriptor);
+    discard();
+    throw Failure(path, std::strerror(error), error);
+  }
 }
 
 NewFile::~NewFile() {
-  if (!temporary_path_.empty()) unlink(temporary_path_.c_str());
+  if (!temporary_path_.empty()) discard();
+}
+
+void NewFile::discard() const {
+  unlink(temporary_path_.c_str());
   forget();
 }
 

@@ -13,7 +13,7 @@ enum class Interrupts { kRemoveFile, kAreLeftAlone };
 
 // Written under a temporary name in the folder of `path`, and renamed by commit(). A file that is not committed
 // vanishes, with kRemoveFile also when the program is interrupted; then there is one at a time. What an existing `path`
-// holds stays untouched until then.
+// holds stays untouched until then. A new file has the permissions of the one that it replaces, which must be writable.
 class NewFile {
  public:
   explicit NewFile(const std::string& path, Interrupts interrupts = Interrupts::kRemoveFile);
@@ -28,6 +28,7 @@ class NewFile {
 
  private:
   [[noreturn]] void fail(int error) const;
+  void discard() const;
   void forget() const;
 
   Interrupts interrupts_;

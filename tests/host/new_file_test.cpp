@@ -1,5 +1,6 @@
 #include "host/new_file.h"
 
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -94,6 +95,41 @@ TEST(NewFile, HasThePermissionsOfAnyNewFile) {
   EXPECT_EQ(static_cast<unsigned>(fs::status("out").permissions()), 0640U);
 }
 
+TEST(NewFile, HasThePermissionsOfTheFileThatItReplaces) {
+  const test::Workplace place;
+  place.write("out", "old");
+  fs::permissions("out", fs::perms{0604});
+  NewFile("out").commit();
+  EXPECT_EQ(static_cast<unsigned>(fs::status("out").permissions()), 0604U);
+}
+
+TEST(NewFile, WhatIsWriteProtectedStays) {
+  const test::Workplace place;
+  place.write("out", "old");
+  fs::permissions("out", fs::perms{0444});
+  fs::permissions(".", fs::perms::all);
+  const pid_t process = fork();
+  if (process == 0) {
+    constexpr uid_t kNobody = 65534;
+    const bool is_user = geteuid() != 0 || setuid(kNobody) == 0;  // nothing is protected from root
+    _exit(is_user && failure_of([] { NewFile("out"); }) == "out: Permission denied" ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(process, &status, 0), process);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(place.files(), Names{"out"});
+}
+
+TEST(NewFile, IsMadeWhereASymbolicLinkLeads) {
+  const test::Workplace place;
+  fs::create_directory("folder");
+  fs::create_symlink("folder/target", "link");
+  fs::create_symlink("link", "other");
+  NewFile("other").commit();
+  EXPECT_TRUE(fs::is_symlink("link"));
+  EXPECT_TRUE(fs::is_regular_file("folder/target"));
+}
+
 TEST(NewFile, DevicesAndDirectoriesAreRefused) {
   const test::Workplace place;
   fs::create_symlink("/dev/full", "full");
@@ -105,10 +141,12 @@ TEST(NewFile, DevicesAndDirectoriesAreRefused) {
 }
 
 TEST(NewFile, AnInterruptLeavesNothing) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU, SIGUSR1, SIGUSR2}) {
     const test::Workplace place;
     const pid_t process = fork();
     if (process == 0) {
+      constexpr rlimit kNoCore{};
+      setrlimit(RLIMIT_CORE, &kNoCore);
       NewFile file("out");
       std::fputs("half", file.stream());
       std::fflush(file.stream());
