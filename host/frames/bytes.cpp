@@ -138,22 +138,27 @@ bool is_compressed(Bytes file) {
 
 // All members of the file, which may be several in a row; anything else behind them is padding.
 template <typename Method>
-std::vector<unsigned char> decompress(Bytes file) {
+std::vector<unsigned char> decompress(Bytes file, std::vector<std::string>* damage) {
   std::vector<unsigned char> bytes;
-  while (is_compressed<Method>(file)) {
-    file = file.subspan(Decompression<Method>().run(file, bytes));
+  try {
+    while (is_compressed<Method>(file)) {
+      file = file.subspan(Decompression<Method>().run(file, bytes));
+    }
+  } catch (const LoadError& error) {
+    if (damage == nullptr || bytes.empty()) throw;
+    damage->emplace_back(error.what());
   }
   return bytes;
 }
 
 }  // namespace
 
-std::vector<unsigned char> read_file(const std::string& path) {
+std::vector<unsigned char> read_file(const std::string& path, std::vector<std::string>* damage) {
   const xrd::FileHandle stream = xrd::open_file(path.c_str(), "rb");
   if (!stream) throw LoadError(std::strerror(errno));
   std::vector<unsigned char> file = read_all(stream.get());
-  if (is_compressed<Gzip>(file)) return decompress<Gzip>(file);
-  if (is_compressed<Bzip2>(file)) return decompress<Bzip2>(file);
+  if (is_compressed<Gzip>(file)) return decompress<Gzip>(file, damage);
+  if (is_compressed<Bzip2>(file)) return decompress<Bzip2>(file, damage);
   return file;
 }
 

@@ -11,7 +11,9 @@
 namespace frames {
 
 // The whole file, decompressed if it is a gzip or bzip2 file. LoadError when it cannot be read.
-std::vector<unsigned char> read_file(const std::string& path);
+//
+// With `damage`, what a damaged compressed file holds up to there counts, and what is wrong is put there.
+std::vector<unsigned char> read_file(const std::string& path, std::vector<std::string>* damage = nullptr);
 
 // The number whose bytes begin at `offset`; 0 for bytes past the end.
 template <typename Number>

@@ -1,10 +1,13 @@
 // Which format a file has, and what all loaders share.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <new>
+#include <stdexcept>
 
 #include "host/frames/bytes.h"
 #include "host/frames/header_items.h"
+#include "host/frames/header_values.h"
 #include "host/frames/loaders.h"
 #include "support/image_size.h"
 
@@ -141,12 +144,33 @@ void mark_unknown(Frame& frame, std::size_t pixel) {
   frame.unknown[pixel] = true;
 }
 
+namespace {
+
+// What a header tells may fit no number once it has the right unit.
+struct DropInfinite {
+  void operator()(const char* /*name*/, std::optional<double>& number) const {
+    if (number && !std::isfinite(*number)) number.reset();
+  }
+  void operator()(const char* /*name*/, std::optional<std::string>& /*text*/) const {}
+  void operator()(const char* /*x_name*/, const char* /*y_name*/, std::optional<Point>& point) const {
+    if (point && !(std::isfinite(point->x) && std::isfinite(point->y))) point.reset();
+  }
+};
+
+}  // namespace
+
 Frame load_frame(const std::string& path, const LoadOptions& options) {
   try {
-    const std::vector<unsigned char> file = read_file(path);
+    std::vector<std::string> damage;
+    const std::vector<unsigned char> file = read_file(path, options.force ? &damage : nullptr);
     if (file.empty()) throw LoadError("is empty");
-    return loader_of(format_of(file, path, options)).load(file, options);
+    Frame frame = loader_of(format_of(file, path, options)).load(file, options);
+    frame.notes.insert(frame.notes.begin(), damage.begin(), damage.end());
+    visit_header(frame.header, DropInfinite{});
+    return frame;
   } catch (const std::bad_alloc&) {
+    throw NoMemoryError();
+  } catch (const std::length_error&) {  // more than an array could ever hold, which 32 bits make few
     throw NoMemoryError();
   }
 }

@@ -10,6 +10,7 @@
 #include <span>
 #include <string>
 #include <type_traits>
+#include <utility>
 
 namespace frames {
 
@@ -55,13 +56,15 @@ void read_integers(Frame& frame, const Source& source) {
   using Count = std::conditional_t<std::is_signed_v<Number>, std::int32_t, std::uint32_t>;
   frame.is_signed = std::is_signed_v<Number>;
   for_each_block<Number>(source, [&frame](std::size_t first, std::span<const Number> samples) {
-    std::uint32_t* count = frame.counts.data() + first;
-    for (Number sample : samples) {
+    std::uint32_t* const counts = frame.counts.data() + first;
+    for (std::size_t i = 0; i < samples.size(); ++i) {
       if constexpr (sizeof(Number) > sizeof(Count)) {
-        constexpr std::numeric_limits<Count> kLimits;
-        sample = std::clamp(sample, Number{kLimits.min()}, Number{kLimits.max()});
+        if (!std::in_range<Count>(samples[i])) {
+          mark_unknown(frame, first + i);
+          continue;
+        }
       }
-      *count++ = static_cast<std::uint32_t>(static_cast<Count>(sample));  // negative ones wrap
+      counts[i] = static_cast<std::uint32_t>(static_cast<Count>(samples[i]));  // negative ones wrap
     }
   });
 }
@@ -76,11 +79,11 @@ void read_reals(Frame& frame, const Source& source) {
       frame.is_signed ? std::numeric_limits<std::int32_t>::max() : double{std::numeric_limits<std::uint32_t>::max()};
   for_each_block<Real>(source, [&](std::size_t first, std::span<const Real> samples) {
     for (std::size_t i = 0; i < samples.size(); ++i) {
-      const auto sample = static_cast<double>(samples[i]);
-      if (std::isnan(sample)) {
-        mark_unknown(frame, first + i);
+      const double rounded = std::round(static_cast<double>(samples[i]));
+      if (rounded >= lowest && rounded <= highest) {
+        frame.counts[first + i] = static_cast<std::uint32_t>(static_cast<std::int64_t>(rounded));
       } else {
-        frame.counts[first + i] = static_cast<std::uint32_t>(std::llround(std::clamp(sample, lowest, highest)));
+        mark_unknown(frame, first + i);  // what is no number, too
       }
     }
   });

@@ -1,12 +1,15 @@
 // EDF frames written byte by byte.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "tests/host/frames/file_bytes.h"
 #include "tests/host_environment.h"
 #include "xrdimage.h"
 
 namespace {
 
+using frames::Frame;
 using test::Counts;
 
 // A frame of 2 x 1 pixels.
@@ -45,10 +48,15 @@ TEST(EdfFrame, IntegersOfEveryWidthAreCounts) {
   }
 }
 
-TEST(EdfFrame, LargeIntegersAreClipped) {
-  expect_frame(edf_of_type("Unsigned64", {5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0}), {5, 0xFFFFFFFF}, false);
-  expect_frame(edf_of_type("Signed64", {0, 0, 0, 0, 0, 0, 0, 0x80, 0, 0, 0, 0x80, 0, 0, 0, 0}),
-               {0x80000000, 0x7FFFFFFF}, true);
+TEST(EdfFrame, IntegersBeyondTheCountsAreUnknown) {
+  Frame frame = load(edf_of_type("Unsigned64", {5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0}));
+  EXPECT_EQ(frame.counts[0], 5U);
+  EXPECT_EQ(frame.unknown, (std::vector<bool>{false, true}));
+  // -2^31 fits, 2^31 does not.
+  frame = load(edf_of_type("Signed64", {0, 0, 0, 0x80, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0x80, 0, 0, 0, 0}));
+  EXPECT_EQ(frame.counts[0], 0x80000000U);
+  EXPECT_TRUE(frame.is_signed);
+  EXPECT_EQ(frame.unknown, (std::vector<bool>{false, true}));
 }
 
 TEST(EdfFrame, RealsAreRounded) {
@@ -61,10 +69,17 @@ TEST(EdfFrame, RealsAreRounded) {
                {0xFFFFFFFE, 1}, true);
 }
 
-TEST(EdfFrame, RealsBeyondTheCountsAreClipped) {
+TEST(EdfFrame, RealsBeyondTheCountsAreUnknown) {
   // 1e10 is 0x501502F9; infinity is 0x7F800000, and with the sign bit 0xFF800000.
-  expect_frame(edf_of_type("Float", {0xF9, 0x02, 0x15, 0x50, 0, 0, 0x80, 0x7F}), {0xFFFFFFFF, 0xFFFFFFFF}, false);
-  expect_frame(edf_of_type("Float", {0xF9, 0x02, 0x15, 0x50, 0, 0, 0x80, 0xFF}), {0x7FFFFFFF, 0x80000000}, true);
+  for (const unsigned char sign : std::to_array<unsigned char>({0x7F, 0xFF})) {
+    const Frame frame = load(edf_of_type("Float", {0xF9, 0x02, 0x15, 0x50, 0, 0, 0x80, sign}));
+    EXPECT_EQ(frame.is_signed, sign == 0xFF);
+    EXPECT_EQ(frame.unknown, (std::vector<bool>{true, true}));
+  }
+  // 2^32 rounds to more than the largest count, 2^32 - 256 is one.
+  const Frame frame = load(edf_of_type("Float", {0, 0, 0x80, 0x4F, 0xFF, 0xFF, 0x7F, 0x4F}));
+  EXPECT_EQ(frame.counts[1], 4294967040U);
+  EXPECT_EQ(frame.unknown, (std::vector<bool>{true, false}));
 }
 
 TEST(EdfFrame, WhatIsNoNumberIsUnknown) {
