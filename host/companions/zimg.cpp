@@ -8,6 +8,7 @@
 #include <cstring>
 #include <exception>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "host/colormap.h"
@@ -58,7 +59,8 @@ CountRange parse_range(const std::string& text) {
   long long high = 0;
   int length = 0;
   const int found = std::sscanf(text.c_str(), "%18lld-%18lld%n", &low, &high, &length);
-  if (!matched(text, found, length))
+  const auto fits = [](long long count) { return std::in_range<std::int32_t>(count); };
+  if (!matched(text, found, length) || !fits(low) || !fits(high))
     throw CLI::ValidationError("--absolute", "'" + text + "' is not of the form LO-HI");
   return {low, high};
 }

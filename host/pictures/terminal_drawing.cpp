@@ -125,16 +125,22 @@ std::vector<std::string> color_codes(const std::vector<Rgb>& palette, bool true_
 // The room that is left above two rows for a prompt.
 Room room_in(const Terminal& terminal) {
   constexpr int kPromptRows = 2;
-  const int rows = std::max(terminal.rows - kPromptRows, 1);
+  // No screen has more; some connections tell of terminals of 65535 letters.
+  constexpr int kMostLetters = 2000;
+  constexpr int kMostPixels = 16384;
+  const int columns = std::min(terminal.columns, kMostLetters);
+  const int all_rows = std::clamp(terminal.rows, 1, kMostLetters);
+  const int rows = std::max(all_rows - kPromptRows, 1);
   switch (terminal.graphics) {
     case TerminalGraphics::kAscii:
-      return {terminal.columns, rows, 2};  // letters are about twice as high as wide
+      return {columns, rows, 2};  // letters are about twice as high as wide
     case TerminalGraphics::kBlocks:
-      return {terminal.columns, 2 * rows, 1};
+      return {columns, 2 * rows, 1};
     default:
       // Where the terminal does not tell its pixels, those of 80 x 24 letters of 10 x 20.
       if (terminal.pixel_width <= 0 || terminal.pixel_height <= 0) return {800, 480, 1};
-      return {terminal.pixel_width, terminal.pixel_height * rows / terminal.rows, 1};
+      return {std::min(terminal.pixel_width, kMostPixels),
+              std::min(terminal.pixel_height, kMostPixels) * rows / all_rows, 1};
   }
 }
 

@@ -62,7 +62,8 @@ std::vector<PixelPlace> dots_of(std::string_view text) {
 }  // namespace
 
 Pen pen_for(int width, int height, const Colors& colors) {
-  const int size = std::max(width, height);
+  // Of a long strip, lines and letters grow with its shorter side.
+  const int size = std::min(std::max(width, height), 4 * std::min(width, height) + 700);
   return {colors.ink, colors.paper, 1 + size / 1000, 1 + size / 700};
 }
 

@@ -63,6 +63,12 @@ TEST_F(Zimg, WithoutAColourMapThePictureIsGrey) {
   EXPECT_EQ(picture.pixel(2, 1), (Components{255, 255, 255}));
 }
 
+TEST_F(Zimg, EndsOfTheRangeAreNumbersOf32Bits) {
+  EXPECT_EQ(zimg("--unsigned-short -r 2x3 --absolute=-2147483648-2147483647 -o out.png dump.raw").status, 0);
+  EXPECT_EQ(zimg("--unsigned-short -r 2x3 --absolute=0-2147483648 -o out.png dump.raw").status, 2);
+  EXPECT_EQ(zimg("--unsigned-short -r 2x3 --absolute=-2147483649-0 -o out.png dump.raw").status, 2);
+}
+
 TEST_F(Zimg, WhatIsWrongIsSaid) {
   const std::string options = "--unsigned-short -r 2x3 --absolute=0-8 -o out.png ";
   EXPECT_EQ(zimg(options + "--colormap=map missing").err, "zimg: missing: No such file or directory\n");

@@ -169,6 +169,12 @@ TEST(DrawInTerminal, LeavesTwoRowsAndTheAspectRatio) {
   EXPECT_TRUE(drawn(frame, {}, terminal).starts_with("\033P0;1;0q\"1;1;220;220#"));  // 300 x 220
 }
 
+TEST(DrawInTerminal, NoTerminalIsLargerThanAScreen) {
+  const std::string text = drawn(test::empty_frame(1, 1), {}, {65535, 65535, 0, 0, TerminalGraphics::kAscii, false});
+  EXPECT_LE(text.find('\n'), 2000U);
+  EXPECT_LE(std::ranges::count(text, '\n'), 2000);
+}
+
 TEST(DrawInTerminal, RingsStayWhereTheyBelong) {
   frames::Frame frame = test::empty_frame(88, 88);
   frame.header.wavelength = 1.0;
