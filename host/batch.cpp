@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -16,10 +17,12 @@
 #include <iostream>
 #include <new>
 #include <optional>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 
 #include "host/failure.h"
+#include "host/numbers.h"
 #include "host/print.h"
 #include "host/signals.h"
 
@@ -29,21 +32,29 @@ namespace {
 
 Shard parse_shard(const std::string& text) {
   Shard shard;
-  int length = 0;
-  const int found = std::sscanf(text.c_str(), "%6zu/%6zu%n", &shard.part, &shard.parts, &length);
-  if (found != 2 || static_cast<std::size_t>(length) != text.size() || shard.part < 1 || shard.part > shard.parts) {
+  const char* const end = text.data() + text.size();
+  const auto part = std::from_chars(text.data(), end, shard.part);
+  const bool has_parts = part.ec == std::errc() && part.ptr != end && *part.ptr == '/';
+  const auto parts = std::from_chars(has_parts ? part.ptr + 1 : end, end, shard.parts);
+  if (parts.ec != std::errc() || parts.ptr != end || shard.part < 1 || shard.part > shard.parts) {
     throw CLI::ValidationError("--shard", "'" + text + "' is not of the form K/N with K from 1 to N, as in 3/8");
   }
   return shard;
 }
 
-// Lists from Windows have a carriage return at the end of each line.
-void read_lines(std::istream& stream, const std::string& name, std::vector<std::string>& lines) {
-  for (std::string line; std::getline(stream, line);) {
-    if (line.ends_with('\r')) line.pop_back();
-    if (!line.empty()) lines.push_back(line);
+// Names end with a line feed, or with a NUL in lists that hold any, as find -print0 makes them. Those from Windows have
+// a carriage return at the end of each line.
+void read_names(std::istream& stream, const std::string& list, std::vector<std::string>& names) {
+  std::string text;
+  for (std::string line; std::getline(stream, line);) text += line + '\n';
+  if (stream.bad()) throw Failure(list, std::strerror(errno));
+  const bool has_nuls = text.find('\0') != std::string::npos;
+  if (has_nuls && !text.ends_with(std::string_view("\0", 1))) text.pop_back();  // the line feed that was added
+  std::istringstream parts(text);
+  for (std::string name; std::getline(parts, name, has_nuls ? '\0' : '\n');) {
+    if (!has_nuls && name.ends_with('\r')) name.pop_back();
+    if (!name.empty()) names.push_back(name);
   }
-  if (stream.bad()) throw Failure(name, std::strerror(errno));
 }
 
 // ------------------------------------------------------------------------------------------------------------------
@@ -152,7 +163,12 @@ std::optional<Worker> start(const std::function<std::string(std::size_t)>& work,
 TaskResult finish(Worker& worker) {
   close(worker.pipe);
   int status = 0;
-  while (waitpid(worker.process, &status, 0) < 0 && errno == EINTR) {
+  pid_t ended = 0;
+  do {
+    ended = waitpid(worker.process, &status, 0);
+  } while (ended < 0 && errno == EINTR);
+  if (ended < 0) {
+    return {TaskResult::State::kCrashed, std::string("how its process ended is not known: ") + std::strerror(errno)};
   }
   if (WIFSIGNALED(status)) {
     return {TaskResult::State::kCrashed,
@@ -204,6 +220,7 @@ void add_batch_options(CLI::App& command, BatchOptions& options) {
       ->group(kGroup);
   command.add_option("-j,--jobs", options.jobs, "Processes at a time; one per processor if not told")
       ->type_name("N")
+      ->transform(decimal())
       ->check(CLI::Range(1U, 1024U).description(""))
       ->group(kGroup);
   command
@@ -217,11 +234,11 @@ void add_batch_options(CLI::App& command, BatchOptions& options) {
 std::vector<std::string> all_files(const BatchOptions& options) {
   std::vector<std::string> files = options.files;
   if (options.list == "-") {
-    read_lines(std::cin, "standard input", files);
+    read_names(std::cin, "standard input", files);
   } else if (!options.list.empty()) {
     std::ifstream stream(options.list);
     if (!stream) throw Failure(options.list, std::strerror(errno));
-    read_lines(stream, options.list, files);
+    read_names(stream, options.list, files);
   }
   if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
   return files;

@@ -122,12 +122,20 @@ bool exists(const std::string& path) {
   return fs::exists(path, error);
 }
 
+// The same for all names of a file, through folders and symbolic links.
+std::string place_of(const std::string& path) {
+  std::error_code error;
+  const fs::path place = fs::weakly_canonical(path, error);
+  return error ? path : place.string();
+}
+
 // A frame that is yet to be read must not be overwritten by what is made of another one.
 void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<std::string>& inputs) {
-  std::set<std::string> names;
-  for (const std::string& input : inputs) names.insert(fs::path(input).lexically_normal().string());
+  std::set<std::string> places;
+  for (const std::string& input : inputs) places.insert(place_of(input));
   for (const Job& job : jobs) {
-    if (job.input != job.output && names.contains(fs::path(job.output).lexically_normal().string())) {
+    const std::string place = place_of(job.output);
+    if (places.contains(place) && place != place_of(job.input)) {
       throw Failure(job.output, "is a frame itself, which is not overwritten by what is made of " + job.input);
     }
   }

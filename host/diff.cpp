@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <memory>
+#include <new>
 
 #include "host/failure.h"
 #include "host/input.h"
@@ -114,12 +116,15 @@ Action define_diff(CLI::App& command, const Settings& settings) {
       "  xrdimage diff old/frame.img new/frame.img && echo same");
   return [options, &settings] {
     try {
-      return run(*options, settings);
-    } catch (const Failure& failure) {
+      const int status = run(*options, settings);
+      return std::fflush(stdout) == 0 ? status : kTrouble;
+    } catch (const std::bad_alloc&) {
+      std::fputs(failure_line("not enough memory").c_str(), stderr);
+    } catch (const std::exception& failure) {
       std::fflush(stdout);
       std::fputs(failure_line(failure.what()).c_str(), stderr);
-      return kTrouble;
     }
+    return kTrouble;
   };
 }
 

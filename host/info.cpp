@@ -219,7 +219,8 @@ void print_csv(const std::vector<Json>& all) {
   std::printf("%s\n", CLI::detail::join(fields, ",").c_str());
   for (const Json& values : all) {
     std::ranges::transform(values, fields.begin(), csv_field);
-    std::printf("%s\n", CLI::detail::join(fields, ",").c_str());
+    const std::string line = CLI::detail::join(fields, ",") + "\n";
+    std::fwrite(line.data(), 1, line.size(), stdout);  // texts may hold a NUL
   }
 }
 

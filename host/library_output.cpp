@@ -10,6 +10,7 @@
 
 #include "host/failure.h"
 #include "host/memory_file.h"
+#include "host/print.h"
 #include "support/files.h"
 
 namespace host {
@@ -96,7 +97,7 @@ LibraryReport run_library(const Settings& settings, const LibraryCall& options, 
   }
   LibraryReport report = parse_library_output(printed);
   if (settings.verbose) {
-    for (const std::string& line : report.lines) std::printf("%s\n", line.c_str());
+    for (const std::string& line : report.lines) std::printf("%s\n", printable(line).c_str());
   }
   return report;
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -47,6 +48,8 @@ void prepare_process() {
   while ((descriptor = open("/dev/null", O_RDWR)) >= 0 && descriptor <= STDERR_FILENO) {
   }
   close(descriptor);
+  // A parent may have it ignored, and then nobody learns how a process has ended.
+  std::signal(SIGCHLD, SIG_DFL);
   // Files too large are write errors, and not the end of the process.
   std::signal(SIGXFSZ, SIG_IGN);
   // The library keeps a stream open for some of the frames that it reads; there may be thousands.
@@ -116,7 +119,7 @@ int main(int argc, char** argv) {
   }
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     std::fprintf(stderr, "xrdimage: standard output cannot be written: %s\n", std::strerror(errno));
-    status = 1;
+    status = std::max(status, 1);
   }
   return status;
 }

@@ -123,14 +123,18 @@ double edge_resolution(const Mar345Frame& frame) {
   return *frame.wavelength / (2 * std::sin(std::atan(radius / *frame.distance) / 2));
 }
 
-// The number with so many decimals, and more where it has them; 0 when it is not known.
+// The number with so many decimals, and a point in front of them wherever the process is at home.
+std::string fixed(double number, int decimals) {
+  std::array<char, 400> text{};  // as long as the largest double
+  char* const begin = text.data();
+  return {begin, std::to_chars(begin, begin + text.size(), number, std::chars_format::fixed, decimals).ptr};
+}
+
+// The number with so many decimals, and more where it has them; 0 when it is not known, or none.
 std::string decimal(std::optional<double> number, std::size_t decimals) {
   constexpr int kMostDecimals = 7;
-  std::array<char, 400> text{};  // as long as the largest double
-  const auto end =
-      std::to_chars(text.data(), text.data() + text.size(), number.value_or(0), std::chars_format::fixed, kMostDecimals)
-          .ptr;
-  std::string digits(text.data(), end);
+  const bool is_known = number && std::isfinite(*number);
+  std::string digits = fixed(is_known ? *number : 0, kMostDecimals);
   const std::size_t point = digits.find('.');
   if (point == digits.npos) return digits;
   const std::size_t shortest = decimals == 0 ? point : point + 1 + decimals;
@@ -160,7 +164,7 @@ void add_frame_lines(HeaderText& text, const Mar345Frame& frame, std::size_t ove
 
 void add_goniometer_lines(HeaderText& text, const Mar345Frame& frame) {
   if (frame.pixel_length && frame.wavelength && frame.distance) {
-    text.add("RESOLUTION", "%.3f", edge_resolution(frame));
+    text.add("RESOLUTION", "%s", fixed(edge_resolution(frame), 3).c_str());
   }
   if (frame.phi_start && frame.phi_end) {
     text.add("PHI", "START %s  END %s  OSC 1", decimal(frame.phi_start, 3).c_str(), decimal(frame.phi_end, 3).c_str());
@@ -185,11 +189,12 @@ std::string header_text(const Mar345Frame& frame, std::size_t overflows) {
   text.add("COUNTS", "START 0.00 END 0.00  NMEAS 0");
   text.add("COUNTS", "MIN 0.00  MAX 0.00");
   text.add("COUNTS", "AVE 0.00  SIG 0.00");
-  text.add("INTENSITY", "MIN %u  MAX %u  AVE %.1f  SIG %.2f", intensities.minimum, intensities.maximum,
-           intensities.mean, intensities.sigma);
+  text.add("INTENSITY", "MIN %u  MAX %u  AVE %s  SIG %s", intensities.minimum, intensities.maximum,
+           fixed(intensities.mean, 1).c_str(), fixed(intensities.sigma, 2).c_str());
   text.add("HISTOGRAM", "START 0  END %u  MAX %zu", intensities.histogram_end, intensities.histogram_maximum);
   if (frame.kilovolt && frame.milliampere) {
-    text.add("GENERATOR", "SEALED TUBE  kV %.1f  mA %.1f", *frame.kilovolt, *frame.milliampere);
+    text.add("GENERATOR", "SEALED TUBE  kV %s  mA %s", fixed(*frame.kilovolt, 1).c_str(),
+             fixed(*frame.milliampere, 1).c_str());
     text.add("MONOCHROMATOR", "GRAPHITE  POLAR 0.000");
     text.add("COLLIMATOR", "WIDTH 0.50  HEIGHT 0.50");
   }

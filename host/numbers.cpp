@@ -1,9 +1,8 @@
 #include "host/numbers.h"
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
-#include <cstdio>
 
 namespace host {
 
@@ -64,11 +63,23 @@ std::vector<double> parse_reals(const std::string& option, const std::string& te
   return parse_numbers<double>(option, text, least, most, "a list of numbers, as in 1.5,2");
 }
 
+CLI::Validator decimal() {
+  const auto strip_zeros = [](std::string& text) {
+    const std::size_t sign = text.starts_with('-') ? 1 : 0;
+    const std::size_t zeros = std::min(text.find_first_not_of('0', sign), text.size() - 1) - sign;
+    if (text.size() > sign) text.erase(sign, zeros);
+    return std::string();
+  };
+  return {strip_zeros, ""};
+}
+
 frames::LoadOptions::Size parse_size(const std::string& option, const std::string& text) {
   frames::LoadOptions::Size size;
-  int length = 0;
-  const int found = std::sscanf(text.c_str(), "%6dx%6d%n", &size.width, &size.height, &length);
-  if (found != 2 || static_cast<std::size_t>(length) != text.size() || size.width < 1 || size.height < 1) {
+  const char* const end = text.data() + text.size();
+  const auto width = std::from_chars(text.data(), end, size.width);
+  const bool has_height = width.ec == std::errc() && width.ptr != end && *width.ptr == 'x';
+  const auto height = std::from_chars(has_height ? width.ptr + 1 : end, end, size.height);
+  if (height.ec != std::errc() || height.ptr != end || size.width < 1 || size.height < 1) {
     refuse(option, text, "of the form WxH, as in 1200x1200");
   }
   return size;

@@ -1,6 +1,7 @@
 // Numbers in the values of options.
 #pragma once
 
+#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,6 +19,9 @@ std::vector<int> parse_integers(const std::string& option, const std::string& te
                                 std::size_t most);
 std::vector<double> parse_reals(const std::string& option, const std::string& text, std::size_t least,
                                 std::size_t most);
+
+// For options that take a whole number: CLI11 would take one that begins with 0 for octal.
+CLI::Validator decimal();
 
 // "WxH", both at least 1.
 frames::LoadOptions::Size parse_size(const std::string& option, const std::string& text);

@@ -24,6 +24,8 @@ using frames::Frame;
 using Numbers = std::vector<int>;
 using Size = frames::LoadOptions::Size;
 
+constexpr std::int64_t kLargestSigned = std::numeric_limits<std::int32_t>::max();
+
 // A divisor behind the other numbers, which need not be there.
 int divisor_of(const Numbers& numbers, std::size_t position) {
   return numbers.size() > position ? numbers[position] : 1;
@@ -164,16 +166,32 @@ Operation smooth(const Numbers& sigmas) {
   };
 }
 
+// The library's functions wrap what they cannot count; `option` is refused then.
+void require_counts_up_to(const Frame& frame, std::int64_t largest, const char* option) {
+  if (statistics_of(frame).maximum <= largest) return;
+  throw std::runtime_error(std::string(option) + " takes no counts above " + std::to_string(largest));
+}
+
+// The library sums a window in 32 bits.
 Operation average(int radius) {
-  return [=](Frame& frame) { mittle_Daten(frame.counts.data(), frame.width, frame.height, radius); };
+  return [=](Frame& frame) {
+    const std::int64_t edge = 2 * std::int64_t{radius};
+    const std::int64_t pixels = std::min<std::int64_t>(edge, frame.width) * std::min<std::int64_t>(edge, frame.height);
+    const Statistics statistics = statistics_of(frame);
+    if (std::max(statistics.maximum, -statistics.minimum) > kLargestSigned / pixels) {
+      throw std::runtime_error("--mean over " + std::to_string(pixels) + " pixels takes no counts above " +
+                               std::to_string(kLargestSigned / pixels));
+    }
+    mittle_Daten(frame.counts.data(), frame.width, frame.height, radius);
+  };
 }
 
 // From the smallest to the largest count that is known.
 Operation logarithm(int base) {
   return [=](Frame& frame) {
     zero_negative(frame);
+    require_counts_up_to(frame, kLargestSigned, "--log");
     const Statistics statistics = statistics_of(frame);
-    if (!std::in_range<int>(statistics.maximum)) throw std::runtime_error("--log takes no counts above 2147483647");
     logarith_data(frame.counts.data(), pixel_count(frame), base, static_cast<int>(statistics.minimum),
                   static_cast<int>(statistics.maximum));
   };
@@ -189,6 +207,7 @@ Operation scale_to(int target) {
 Operation box(Numbers numbers) {
   return [=](Frame& frame) mutable {
     zero_negative(frame);
+    require_counts_up_to(frame, kLargestSigned, "--box");
     make_short_box(frame.counts.data(), frame.width, frame.height, numbers.data(), numbers.data() + 2,
                    divisor_of(numbers, 6));
   };
@@ -198,6 +217,7 @@ Operation box(Numbers numbers) {
 Operation cross(const Numbers& numbers) {
   return [=](Frame& frame) {
     zero_negative(frame);
+    require_counts_up_to(frame, kLargestSigned, "--cross");
     make_short_cross(frame.counts.data(), frame.width, frame.height, numbers[0], numbers[1], divisor_of(numbers, 2));
   };
 }
@@ -241,6 +261,7 @@ class OperationOptions {
         .add_option_function<int>(
             name, [list = &operations_, make](int number) { list->push_back(make(number)); }, help)
         ->type_name("N")
+        ->transform(decimal())
         ->check(CLI::Range(least, std::numeric_limits<int>::max()).description(""))
         ->group(kGroup)
         ->trigger_on_parse();
@@ -293,10 +314,13 @@ void add_operation_options(CLI::App& command, std::vector<Operation>& operations
   options.add_text("--smooth", "SX[,SY]", "Smooth by a Gaussian of these widths; halves the counts", parse_smooth);
   options.add_number("--mean", "Average over windows of 2N x 2N pixels", 1, average);
   options.add_number("--log", "Logarithm of this base, stretched to the old maximum", 2, logarithm);
-  options.add_flag("--invert", "Take the counts from 16777215",
-                   [](Frame& frame) { invert_data(frame.counts.data(), pixel_count(frame)); });
+  options.add_flag("--invert", "Take the counts from 16777215", [](Frame& frame) {
+    require_counts_up_to(frame, 16777215, "--invert");
+    invert_data(frame.counts.data(), pixel_count(frame));
+  });
   options.add_flag("--scale-up", "Multiply by the whole number that brings the largest near 10000", [](Frame& frame) {
     zero_negative(frame);
+    require_counts_up_to(frame, 10000, "--scale-up");  // or all would be multiplied by 0
     scale_up(frame.counts.data(), frame.width, frame.height);
   });
   options.add_number("--scale-to", "Multiply so that the largest becomes N", 0, scale_to);

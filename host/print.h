@@ -9,8 +9,12 @@
 
 namespace host {
 
-// Names of files and texts of headers may hold anything: control characters would end the line or steer the terminal.
+// Names of files and texts of headers may hold anything: control characters, of which UTF-8 has some of two bytes,
+// would end the line or steer the terminal.
 inline std::string printable(std::string text) {
+  for (std::size_t at = text.find('\xC2'); at != std::string::npos; at = text.find('\xC2', at + 1)) {
+    if (at + 1 < text.size() && (text[at + 1] & 0xE0) == 0x80) text.replace(at, 2, "?");
+  }
   std::ranges::replace_if(
       text, [](unsigned char letter) { return letter < ' ' || letter == 0x7F; }, '?');
   return text;

@@ -1,8 +1,10 @@
 // xrdimage view: a frame on the screen, or in the terminal.
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -15,6 +17,7 @@
 #include "host/failure.h"
 #include "host/input.h"
 #include "host/new_file.h"
+#include "host/numbers.h"
 #include "host/operations.h"
 #include "host/pictures/picture.h"
 #include "host/pictures/png.h"
@@ -42,11 +45,23 @@ bool is_set(const char* variable) {
   return value != nullptr && *value != '\0';
 }
 
+// A folder of the user's own among those of all users, who might have put anything in one of that name.
+fs::path temporary_folder() {
+  fs::path folder = fs::temp_directory_path() / ("xrdimage-" + std::to_string(geteuid()));
+  struct stat status {};
+  const bool is_made = mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST;
+  if (!is_made || lstat(folder.c_str(), &status) != 0) throw Failure(folder.string(), std::strerror(errno));
+  if (!S_ISDIR(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    throw Failure(folder.string(), "is not a folder that you alone can write to");
+  }
+  return folder;
+}
+
 // Where pictures stay until the next one of the same name: viewers may open them after this program has ended.
 fs::path picture_folder() {
-  const fs::path cache = is_set("XDG_CACHE_HOME") ? fs::path(std::getenv("XDG_CACHE_HOME"))
-                         : is_set("HOME")         ? fs::path(std::getenv("HOME")) / ".cache"
-                                                  : fs::temp_directory_path();
+  if (!is_set("XDG_CACHE_HOME") && !is_set("HOME")) return temporary_folder();
+  const fs::path cache =
+      is_set("XDG_CACHE_HOME") ? fs::path(std::getenv("XDG_CACHE_HOME")) : fs::path(std::getenv("HOME")) / ".cache";
   fs::path folder = cache / "xrdimage";
   std::error_code error;
   fs::create_directories(folder, error);
@@ -104,6 +119,7 @@ Action define_view(CLI::App& command, const Settings& settings) {
       ->group("Output");
   command.add_option("--divide", options->divisor, "With --classic: colours end at the largest count / N")
       ->type_name("N")
+      ->transform(decimal())
       ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
       ->group("Output");
   add_picture_options(command, options->picture);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 
 #include "host/frames/header_items.h"
 
@@ -40,7 +41,7 @@ void HeaderLines::add(std::string_view key, std::string_view value) {
 }
 
 void HeaderLines::add(std::string_view key, std::optional<double> number) {
-  if (number) add(key, number_text(*number));
+  if (number && std::isfinite(*number)) add(key, number_text(*number));
 }
 
 void HeaderLines::add_text(std::string_view key, const std::optional<std::string>& text) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <cmath>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -123,7 +124,7 @@ std::optional<std::string> tiff_date(const std::optional<std::string>& date) {
 std::string description(const frames::Header& header) {
   std::string text;
   const auto add = [&](const char* name, std::optional<double> number, const char* unit) {
-    if (number) text += std::string(name) + " " + number_text(*number) + " " + unit + "\n";
+    if (number && std::isfinite(*number)) text += std::string(name) + " " + number_text(*number) + " " + unit + "\n";
   };
   const auto add_point = [&](const char* name, const std::optional<frames::Point>& point, const char* unit) {
     if (point)

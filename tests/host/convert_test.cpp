@@ -152,10 +152,39 @@ TEST_F(Convert, DevicesMissingFoldersAndTheFrameItselfAreRefused) {
   EXPECT_EQ(test::read_file("frame.mar2300"), test::small_mar345());
 }
 
+TEST_F(Convert, FramesAreNotOverwrittenUnderOtherNames) {
+  fs::create_directory("data");
+  fs::create_symlink("data", "link");
+  place_.write("data/1.mar", test::small_mar345());
+  place_.write("data/2.mar", test::small_mar345());
+  for (const char* inputs : {"$PWD/data/2.mar $PWD/data/1.mar", "link/2.mar link/1.mar"}) {
+    const Result result =
+        place_.run(std::string("exec \"$xrdimage\" convert ") + inputs + " -o 'data/{n}.mar' --bin 2");
+    EXPECT_EQ(result.status, 1);
+    EXPECT_NE(result.err.find("is a frame itself, which is not overwritten"), std::string::npos) << result.err;
+  }
+  EXPECT_EQ(test::read_file("data/1.mar"), test::small_mar345());
+  EXPECT_EQ(test::read_file("data/2.mar"), test::small_mar345());
+}
+
 TEST_F(Convert, NamesMayHoldAnything) {
   const std::string name = "b c'd $(x) für.png";
   EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o \"b c'd \\$(x) für.png\"").status, 0);
   EXPECT_EQ(test::read_png(name).width, 2U);
+}
+
+TEST_F(Convert, DamagedCompressedFramesAreReadAsFarAsTheyGo) {
+  ASSERT_EQ(place_.run("gzip -c frame.mar2300 | head -c -8 >cut.gz").status, 0);  // without the checksum
+  EXPECT_EQ(place_.xrdimage("convert cut.gz -o out.npy").status, 1);
+  const Result result = place_.xrdimage("convert cut.gz -o out.npy --force");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.err, "xrdimage: cut.gz: warning: is a damaged gzip file\n");
+}
+
+TEST_F(Convert, StripsHaveSmallBars) {
+  place_.write("strip.raw", std::string(60000, 'x'));
+  ASSERT_EQ(place_.xrdimage("convert strip.raw --size 30000x1 -o out.png --bar").status, 0);
+  EXPECT_LT(test::read_png("out.png").height, 100U);
 }
 
 TEST_F(Convert, CompressedFramesAreRead) {
@@ -244,10 +273,27 @@ TEST_F(Convert, SixteenBitsHoldAnyCountOnceItIsHalvedOftenEnough) {
   EXPECT_EQ(result.err, "xrdimage: frame.edf: warning: counts were divided by 65536 to fit 16 bits\n");
 }
 
+TEST_F(Convert, NumbersMayBeginWithZeros) {
+  EXPECT_EQ(counts_of(place_, "--scale-to 0010"), counts_of(place_, "--scale-to 10"));
+  place_.write("frame.raw", std::string(70, '\0') + "12");
+  EXPECT_EQ(place_.xrdimage("convert frame.raw --size 0001x1 --skip 070 --depth 016 -o out.raw -j 01").status, 0);
+  EXPECT_EQ(test::read_file("out.raw"), "12");
+  EXPECT_EQ(place_.xrdimage("convert frame.raw --size 1x1 --skip 0x10 -o out.raw").status, 2);
+}
+
 TEST_F(Convert, OperationsAskForWhatCanBe) {
   place_.write("frame.edf", edf_of(2, "UnsignedInteger", {0xFFFFFFFF, 1, 2, 3}));
   EXPECT_EQ(place_.xrdimage("convert frame.edf -o out.npy --log 10").err,
             "xrdimage: frame.edf: --log takes no counts above 2147483647\n");
+  for (const auto& [options, largest] :
+       {std::pair("--box 0,0,1,1,1,1,2", "--box takes no counts above 2147483647"),
+        std::pair("--cross 0,0,2", "--cross takes no counts above 2147483647"),
+        std::pair("--invert", "--invert takes no counts above 16777215"),
+        std::pair("--scale-up", "--scale-up takes no counts above 10000"),
+        std::pair("--mean 9", "--mean over 4 pixels takes no counts above 536870911")}) {
+    EXPECT_EQ(place_.xrdimage(std::string("convert frame.edf -o out.npy ") + options).err,
+              std::string("xrdimage: frame.edf: ") + largest + "\n");
+  }
   EXPECT_EQ(place_.xrdimage("convert frame.edf -o out.npy --fit 99999x99999").err,
             "xrdimage: frame.edf: cannot fit 2x2 pixels to 99999x99999\n");
   EXPECT_EQ(operated(place_, "--fit 1x1").err, "");

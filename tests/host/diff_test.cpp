@@ -67,6 +67,7 @@ TEST_F(Diff, TroubleIsStatusTwo) {
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, "xrdimage: missing: No such file or directory\n");
   EXPECT_EQ(place_.xrdimage("diff a.raw").status, 2);
+  EXPECT_EQ(place_.run("exec \"$xrdimage\" diff a.raw a.raw --size 3x2 >/dev/full").status, 2);
   EXPECT_EQ(place_.xrdimage("diff a.raw b.raw c.raw").status, 2);
 }
 

@@ -213,7 +213,8 @@ TEST_F(Info, ShardsShareTheFrames) {
   EXPECT_EQ(names_of("1/2"), "a.mar2300 c e ");
   EXPECT_EQ(names_of("2/2"), "b d ");
   EXPECT_EQ(names_of("7/7"), "");
-  for (const char* shard : {"0/2", "3/2", "1", "1/0", "a/b", "1/2x", "-1/2"}) {
+  for (const char* shard :
+       {"0/2", "3/2", "1", "1/0", "a/b", "1/2x", "-1/2", "1/-1", "-5/-3", "1/99999999999999999999"}) {
     EXPECT_EQ(place_.xrdimage(std::string("info a.mar2300 --shard=") + shard).status, 2) << shard;
   }
 }
@@ -230,6 +231,37 @@ TEST_F(Info, NamesMayComeFromAList) {
   EXPECT_EQ(place_.xrdimage("info --files-from .").err, "xrdimage: .: Is a directory\n");
 }
 
+TEST_F(Info, NamesOfAListMayEndWithNuls) {
+  const std::string name = "two\nlines\r";
+  place_.write(name, test::small_mar345());
+  const std::string list = std::string("a.mar2300\0", 10) + name;
+  const json values = json::parse(place_.xrdimage("info --json --files-from -", list + '\0').out);
+  ASSERT_EQ(values.size(), 2U);
+  EXPECT_EQ(values[1]["file"], name);
+  EXPECT_EQ(json::parse(place_.xrdimage("info --json --files-from -", list).out), values);  // the last one without
+}
+
+TEST_F(Info, AParentMayIgnoreTheEndOfProcesses) {
+  const Result result = place_.run("trap '' CHLD; exec \"$xrdimage\" info a.mar2300 missing");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "xrdimage: missing: No such file or directory\n");
+  EXPECT_NE(result.out.find("a.mar2300"), std::string::npos);
+}
+
+TEST_F(Info, ATextWithANulLeavesTheRowOfATableWhole) {
+  std::string file = "{\nDim_1 = 1 ;\nDim_2 = 1 ;\nDataType = UnsignedShort ;\nDetector = A|B ;\n}\n12";
+  std::string row = ",A|B,12849,12849,12849.0,1,0,";
+  for (std::string* text : {&file, &row}) text->at(text->find('|')) = '\0';
+  place_.write("frame.edf", file);
+  const std::string table = place_.xrdimage("info --csv frame.edf").out;
+  EXPECT_NE(table.find(row), std::string::npos) << table;
+}
+
+TEST_F(Info, ValuesThatFitNoNumberAreLeftOut) {
+  place_.write("frame.edf", "{\nDim_1 = 1 ;\nDim_2 = 1 ;\nDataType = UnsignedShort ;\nSampleDistance = 1e308 ;\n}\n12");
+  EXPECT_EQ(place_.xrdimage("info frame.edf").out.find("distance"), std::string::npos);
+}
+
 TEST_F(Info, ControlCharactersReachNoTerminal) {
   std::string bytes = test::small_mar345();
   bytes.replace(bytes.find("Mon Jun"), 3, "\x1B[m");
@@ -239,6 +271,11 @@ TEST_F(Info, ControlCharactersReachNoTerminal) {
   EXPECT_NE(result.out.find("\na?b.mar2300\n"), std::string::npos) << result.out;
   EXPECT_NE(result.out.find("date:             ?[m Jun  8 15:49:26 2009\n"), std::string::npos) << result.out;
   EXPECT_EQ(place_.xrdimage("info 'no\nfile'").err, "xrdimage: no?file: No such file or directory\n");
+  // U+009B begins sequences as well; what the library prints may hold any.
+  EXPECT_EQ(place_.xrdimage("info 'no\u009Bfile ü'").err, "xrdimage: no?file ü: No such file or directory\n");
+  place_.write("frame.edf", "{\nDim_1 = 1 ;\nDim_2 = 1 ;\nDataType = U\x1B]0; ;\n}\n12");
+  EXPECT_NE(place_.xrdimage("info --classic -v frame.edf").out.find("# Datatype U?]0; nicht bekannt"),
+            std::string::npos);
 }
 
 class InfoOfRawFiles : public testing::Test {

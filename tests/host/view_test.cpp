@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "tests/host/png_file.h"
@@ -141,6 +143,23 @@ TEST_F(View, WithADisplayThePictureIsOpened) {
   EXPECT_EQ(test::read_file("calls"), "xv " + picture + "\n");
   EXPECT_EQ(test::read_png(picture).pixel(0, 0), (Components{0, 0, 20}));
   EXPECT_EQ(place_.files(), (Names{"bin", "cache", "calls", "frame.mar2300"}));
+}
+
+TEST_F(View, WithoutAHomeThePictureIsInAFolderOfTheUsersOwn) {
+  place_.write_script("bin/xv", "exit 0");
+  fs::create_directory("tmp");
+  const std::string view =
+      R"(unset HOME XDG_CACHE_HOME; PATH="$PWD/bin:$PATH" DISPLAY=:7 TMPDIR="$PWD/tmp" "$xrdimage" view frame.mar2300)";
+  EXPECT_EQ(place_.run(view).status, 0);
+  const fs::path folder = "tmp/xrdimage-" + std::to_string(geteuid());
+  EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
+  EXPECT_TRUE(fs::exists(folder / "frame.png"));
+  EXPECT_EQ(place_.run(view).status, 0);
+  fs::permissions(folder, fs::perms::all);  // others could have put a link there
+  EXPECT_TRUE(place_.run(view).err.ends_with("is not a folder that you alone can write to\n"));
+  fs::remove_all(folder);
+  fs::create_directory_symlink("..", folder);
+  EXPECT_EQ(place_.run(view).status, 1);
 }
 
 TEST_F(View, AViewerThatFailsIsReported) {
