@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -31,15 +30,11 @@ namespace host {
 namespace {
 
 Shard parse_shard(const std::string& text) {
-  Shard shard;
-  const char* const end = text.data() + text.size();
-  const auto part = std::from_chars(text.data(), end, shard.part);
-  const bool has_parts = part.ec == std::errc() && part.ptr != end && *part.ptr == '/';
-  const auto parts = std::from_chars(has_parts ? part.ptr + 1 : end, end, shard.parts);
-  if (parts.ec != std::errc() || parts.ptr != end || shard.part < 1 || shard.part > shard.parts) {
+  const auto shard = parse_pair<std::size_t>(text, '/');
+  if (!shard || shard->front() < 1 || shard->front() > shard->back()) {
     throw CLI::ValidationError("--shard", "'" + text + "' is not of the form K/N with K from 1 to N, as in 3/8");
   }
-  return shard;
+  return {shard->front(), shard->back()};
 }
 
 // Names end with a line feed, or with a NUL in lists that hold any, as find -print0 makes them. Those from Windows have

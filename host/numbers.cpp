@@ -74,15 +74,9 @@ CLI::Validator decimal() {
 }
 
 frames::LoadOptions::Size parse_size(const std::string& option, const std::string& text) {
-  frames::LoadOptions::Size size;
-  const char* const end = text.data() + text.size();
-  const auto width = std::from_chars(text.data(), end, size.width);
-  const bool has_height = width.ec == std::errc() && width.ptr != end && *width.ptr == 'x';
-  const auto height = std::from_chars(has_height ? width.ptr + 1 : end, end, size.height);
-  if (height.ec != std::errc() || height.ptr != end || size.width < 1 || size.height < 1) {
-    refuse(option, text, "of the form WxH, as in 1200x1200");
-  }
-  return size;
+  const auto size = parse_pair<int>(text, 'x');
+  if (!size || size->front() < 1 || size->back() < 1) refuse(option, text, "of the form WxH, as in 1200x1200");
+  return {size->front(), size->back()};
 }
 
 }  // namespace host

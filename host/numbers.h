@@ -2,6 +2,8 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <array>
+#include <charconv>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +24,18 @@ std::vector<double> parse_reals(const std::string& option, const std::string& te
 
 // For options that take a whole number: CLI11 would take one that begins with 0 for octal.
 CLI::Validator decimal();
+
+// "3/8" or "3x4": two whole numbers, and what stands between them. Nothing when it is something else.
+template <typename Number>
+std::optional<std::array<Number, 2>> parse_pair(const std::string& text, char separator) {
+  std::array<Number, 2> numbers{};
+  const char* const end = text.data() + text.size();
+  const auto first = std::from_chars(text.data(), end, numbers[0]);
+  if (first.ec != std::errc() || first.ptr == end || *first.ptr != separator) return std::nullopt;
+  const auto second = std::from_chars(first.ptr + 1, end, numbers[1]);
+  if (second.ec != std::errc() || second.ptr != end) return std::nullopt;
+  return numbers;
+}
 
 // "WxH", both at least 1.
 frames::LoadOptions::Size parse_size(const std::string& option, const std::string& text);
