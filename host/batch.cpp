@@ -215,7 +215,7 @@ void add_batch_options(CLI::App& command, BatchOptions& options) {
       ->group(kGroup);
   command.add_option("-j,--jobs", options.jobs, "Processes at a time; one per processor if not told")
       ->type_name("N")
-      ->transform(decimal())
+      ->transform(without_leading_zeros())
       ->check(CLI::Range(1U, 1024U).description(""))
       ->group(kGroup);
   command

@@ -71,13 +71,13 @@ void add_input_options(CLI::App& command, InputOptions& options) {
              parse_size);
   command.add_option("--depth", loading.depth, "Bits per raw pixel: 8, 16 or 32 (default: 16)")
       ->type_name("BITS")
-      ->transform(decimal())
+      ->transform(without_leading_zeros())
       ->check(CLI::IsMember({8, 16, 32}))
       ->group(kReadingGroup);
   command.add_flag("--big-endian", loading.big_endian, "Raw pixels have their high byte first")->group(kReadingGroup);
   command.add_option("--skip", loading.skip, "Bytes in front of raw pixels that are left out")
       ->type_name("BYTES")
-      ->transform(decimal())
+      ->transform(without_leading_zeros())
       ->check(CLI::NonNegativeNumber.description(""))
       ->group(kReadingGroup);
   const std::string formats = CLI::detail::join(frames::format_keywords(), ", ");

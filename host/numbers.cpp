@@ -63,7 +63,7 @@ std::vector<double> parse_reals(const std::string& option, const std::string& te
   return parse_numbers<double>(option, text, least, most, "a list of numbers, as in 1.5,2");
 }
 
-CLI::Validator decimal() {
+CLI::Validator without_leading_zeros() {
   const auto strip_zeros = [](std::string& text) {
     const std::size_t sign = text.starts_with('-') ? 1 : 0;
     const std::size_t zeros = std::min(text.find_first_not_of('0', sign), text.size() - 1) - sign;

@@ -23,7 +23,7 @@ std::vector<double> parse_reals(const std::string& option, const std::string& te
                                 std::size_t most);
 
 // For options that take a whole number: CLI11 would take one that begins with 0 for octal.
-CLI::Validator decimal();
+CLI::Validator without_leading_zeros();
 
 // "3/8" or "3x4": two whole numbers, and what stands between them. Nothing when it is something else.
 template <typename Number>

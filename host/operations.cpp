@@ -167,9 +167,8 @@ Operation smooth(const Numbers& sigmas) {
 }
 
 // The library's functions wrap what they cannot count; `option` is refused then.
-void require_counts_up_to(const Frame& frame, std::int64_t largest, const char* option) {
-  if (statistics_of(frame).maximum <= largest) return;
-  throw std::runtime_error(std::string(option) + " takes no counts above " + std::to_string(largest));
+void require_up_to(std::int64_t largest, std::int64_t maximum, const std::string& option) {
+  if (maximum > largest) throw std::runtime_error(option + " takes no counts above " + std::to_string(largest));
 }
 
 // The library sums a window in 32 bits.
@@ -178,10 +177,8 @@ Operation average(int radius) {
     const std::int64_t edge = 2 * std::int64_t{radius};
     const std::int64_t pixels = std::min<std::int64_t>(edge, frame.width) * std::min<std::int64_t>(edge, frame.height);
     const Statistics statistics = statistics_of(frame);
-    if (std::max(statistics.maximum, -statistics.minimum) > kLargestSigned / pixels) {
-      throw std::runtime_error("--mean over " + std::to_string(pixels) + " pixels takes no counts above " +
-                               std::to_string(kLargestSigned / pixels));
-    }
+    require_up_to(kLargestSigned / pixels, std::max(statistics.maximum, -statistics.minimum),
+                  "--mean over " + std::to_string(pixels) + " pixels");
     mittle_Daten(frame.counts.data(), frame.width, frame.height, radius);
   };
 }
@@ -190,8 +187,8 @@ Operation average(int radius) {
 Operation logarithm(int base) {
   return [=](Frame& frame) {
     zero_negative(frame);
-    require_counts_up_to(frame, kLargestSigned, "--log");
     const Statistics statistics = statistics_of(frame);
+    require_up_to(kLargestSigned, statistics.maximum, "--log");
     logarith_data(frame.counts.data(), pixel_count(frame), base, static_cast<int>(statistics.minimum),
                   static_cast<int>(statistics.maximum));
   };
@@ -207,7 +204,7 @@ Operation scale_to(int target) {
 Operation box(Numbers numbers) {
   return [=](Frame& frame) mutable {
     zero_negative(frame);
-    require_counts_up_to(frame, kLargestSigned, "--box");
+    require_up_to(kLargestSigned, statistics_of(frame).maximum, "--box");
     make_short_box(frame.counts.data(), frame.width, frame.height, numbers.data(), numbers.data() + 2,
                    divisor_of(numbers, 6));
   };
@@ -217,7 +214,7 @@ Operation box(Numbers numbers) {
 Operation cross(const Numbers& numbers) {
   return [=](Frame& frame) {
     zero_negative(frame);
-    require_counts_up_to(frame, kLargestSigned, "--cross");
+    require_up_to(kLargestSigned, statistics_of(frame).maximum, "--cross");
     make_short_cross(frame.counts.data(), frame.width, frame.height, numbers[0], numbers[1], divisor_of(numbers, 2));
   };
 }
@@ -261,7 +258,7 @@ class OperationOptions {
         .add_option_function<int>(
             name, [list = &operations_, make](int number) { list->push_back(make(number)); }, help)
         ->type_name("N")
-        ->transform(decimal())
+        ->transform(without_leading_zeros())
         ->check(CLI::Range(least, std::numeric_limits<int>::max()).description(""))
         ->group(kGroup)
         ->trigger_on_parse();
@@ -315,12 +312,12 @@ void add_operation_options(CLI::App& command, std::vector<Operation>& operations
   options.add_number("--mean", "Average over windows of 2N x 2N pixels", 1, average);
   options.add_number("--log", "Logarithm of this base, stretched to the old maximum", 2, logarithm);
   options.add_flag("--invert", "Take the counts from 16777215", [](Frame& frame) {
-    require_counts_up_to(frame, 16777215, "--invert");
+    require_up_to(16777215, statistics_of(frame).maximum, "--invert");
     invert_data(frame.counts.data(), pixel_count(frame));
   });
   options.add_flag("--scale-up", "Multiply by the whole number that brings the largest near 10000", [](Frame& frame) {
     zero_negative(frame);
-    require_counts_up_to(frame, 10000, "--scale-up");  // or all would be multiplied by 0
+    require_up_to(10000, statistics_of(frame).maximum, "--scale-up");  // or all would be multiplied by 0
     scale_up(frame.counts.data(), frame.width, frame.height);
   });
   options.add_number("--scale-to", "Multiply so that the largest becomes N", 0, scale_to);

@@ -40,11 +40,11 @@ Action define_sample(CLI::App& command, const Settings& /*settings*/) {
   command.add_option("OUT", options->output, "New file; a name in .mar2300 is recognised as a frame")->required();
   command.add_option("--seed", options->seed, "Number that decides noise and spots")
       ->type_name("N")
-      ->transform(decimal())
+      ->transform(without_leading_zeros())
       ->capture_default_str();
   command.add_option("--size", options->size, "Pixels per row, and rows, from 64 to 4096")
       ->type_name("N")
-      ->transform(decimal())
+      ->transform(without_leading_zeros())
       ->check(CLI::Range(64, 4096).description(""))
       ->capture_default_str();
   command.footer(

@@ -59,10 +59,14 @@ fs::path temporary_folder() {
 
 // Where pictures stay until the next one of the same name: viewers may open them after this program has ended.
 fs::path picture_folder() {
-  if (!is_set("XDG_CACHE_HOME") && !is_set("HOME")) return temporary_folder();
-  const fs::path cache =
-      is_set("XDG_CACHE_HOME") ? fs::path(std::getenv("XDG_CACHE_HOME")) : fs::path(std::getenv("HOME")) / ".cache";
-  fs::path folder = cache / "xrdimage";
+  fs::path folder;
+  if (is_set("XDG_CACHE_HOME")) {
+    folder = fs::path(std::getenv("XDG_CACHE_HOME")) / "xrdimage";
+  } else if (is_set("HOME")) {
+    folder = fs::path(std::getenv("HOME")) / ".cache" / "xrdimage";
+  } else {
+    return temporary_folder();
+  }
   std::error_code error;
   fs::create_directories(folder, error);
   if (error) throw Failure(folder.string(), error.message());
@@ -119,7 +123,7 @@ Action define_view(CLI::App& command, const Settings& settings) {
       ->group("Output");
   command.add_option("--divide", options->divisor, "With --classic: colours end at the largest count / N")
       ->type_name("N")
-      ->transform(decimal())
+      ->transform(without_leading_zeros())
       ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
       ->group("Output");
   add_picture_options(command, options->picture);

@@ -266,12 +266,11 @@ def seeds():
     yield "load_frame", "raw", frame(words(SAMPLES), keyword=7, size=0x34)
     yield "load_frame", "raw_guessed", frame(words(SAMPLES[:9]), flags=2, keyword=7)
 
+    geometry = words([0.1, 0.1, 5.5, 6.5, 30, 0.5, 10, 65535], kind="f") + b"CCD 1\n"
     for number, name in enumerate(["adsc", "edf", "mar345", "packed", "raw", "tiff"]):
         yield "write_frame", f"{name}_16", bytes([8 | 16, number, 10, 98, 12]) + b"2004-05-06 07:08:09\n" + words(SAMPLES)
         yield "write_frame", f"{name}_32", (bytes([4 | 8, number, 10, 98, 12]) + b"\n" +
                                             words([value * 5000 for value in SAMPLES], kind="I"))
-    geometry = words([0.1, 0.1, 5.5, 6.5, 30, 0.5, 10, 65535], kind="f") + b"CCD 1\n"
-    for number, name in enumerate(["adsc", "edf", "mar345", "packed", "raw", "tiff"]):
         yield "write_frame", f"{name}_geometry", bytes([32, number, 10, 98, 12]) + b"\n" + geometry + words(SAMPLES)
     yield "write_frame", "mar345_unknown", bytes([2, 2, 12, 0, 0]) + b"\n" + words(SAMPLES)
     yield "write_frame", "edf_signed", bytes([1 | 4, 1, 3, 0, 0]) + b"\n" + words([-1, 2, -3, 4], kind="i")
