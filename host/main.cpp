@@ -14,6 +14,7 @@
 #include <memory>
 #include <new>
 
+#include "host/companions.h"
 #include "host/failure.h"
 #include "host/help.h"
 #include "host/print.h"
@@ -57,6 +58,7 @@ void prepare_process() {
   getrlimit(RLIMIT_NOFILE, &files);
   files.rlim_cur = files.rlim_max;
   setrlimit(RLIMIT_NOFILE, &files);
+  host::clean_path();
 }
 
 void define_program(CLI::App& app, Settings& settings) {

@@ -110,6 +110,7 @@ void print_manual(const CLI::App& app) {
       ".SH EXIT STATUS\n0 on success, 1 when a frame could not be read or written (diff: when frames differ), 2 when "
       "the command line is wrong (diff: also when a frame cannot be read).\n"
       ".SH ENVIRONMENT\n.TP\n\\fBDISPLAY\\fR, \\fBWAYLAND_DISPLAY\\fR\nview opens a window when one of them is set.\n"
+      ".TP\n\\fBPATH\\fR\nFolders with viewers; those that are not absolute are passed over.\n"
       ".TP\n\\fBCOLORTERM\\fR\ntruecolor or 24bit: the terminal has all colours.\n"
       ".TP\n\\fBNO_COLOR\\fR\nIf set, view draws with letters.\n";
   std::fputs(page.c_str(), stdout);

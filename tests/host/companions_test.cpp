@@ -1,4 +1,6 @@
 // The programs zimg and xv, run as the library's view() runs them.
+#include <filesystem>
+
 #include "tests/host/png_file.h"
 #include "tests/host/program.h"
 
@@ -138,6 +140,18 @@ TEST_F(Xv, AViewerThatFailsHandsOnToTheNext) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.out, "");
   EXPECT_NE(test::read_file("calls").find("\ndisplay /"), std::string::npos);
+}
+
+// Hosts run it with a PATH of theirs.
+TEST_F(Xv, NoViewerOfTheWorkingDirectoryIsRun) {
+  for (const char* name : {"xdg-open", "feh", "display"}) place_.write_script(name, "echo \"$0\" >>calls");
+  for (const std::string path : {":$bin", "$bin:", "$bin::$bin", ".:$bin", "bin/..:$bin"}) {
+    const Result result =
+        place_.run(R"(mkdir -p bin; bin="$PWD/bin"; DISPLAY=:0 PATH=")" + path + R"(" "$companions/xv" frame.png)");
+    EXPECT_EQ(result.status, 0) << path << result.err;
+    EXPECT_TRUE(result.out.starts_with("xv: the picture is /")) << path << result.out;
+    EXPECT_FALSE(std::filesystem::exists("calls")) << path;
+  }
 }
 
 TEST_F(Xv, AMissingPictureIsAnError) {

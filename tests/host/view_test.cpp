@@ -83,6 +83,30 @@ TEST_F(ClassicView, CompanionsServeWithoutAPath) {
   EXPECT_EQ(test::read_png("frame.png").width, 2U);
 }
 
+// Programs that a stranger's data might bring, in the working directory; "caught" is there when one of them has run.
+void write_traps(const test::Workplace& place) {
+  for (const char* name : {"zimg", "xv", "file", "grep", "xdg-open", "feh", "display"}) {
+    place.write_script(name, "echo \"$0 $*\" >>caught");
+  }
+}
+
+// Elements that mean the working directory; in bin there is nothing.
+constexpr const char* kPaths[] = {"",      ":",     "::",          ".",      "..//./", "bin/..",
+                                  ":$bin", "$bin:", "$bin::/none", ".:$bin", "$bin:.", "bin/..:$bin"};
+
+TEST_F(ClassicView, NoProgramOfTheWorkingDirectoryIsRun) {
+  fs::create_directory("bin");
+  write_traps(place_);
+  for (const std::string path : kPaths) {
+    const Result result =
+        place_.run(R"(bin=/usr/bin:/bin; PATH=")" + path + R"("; exec "$xrdimage" view --classic frame.mar2300)");
+    EXPECT_EQ(result.status, 0) << path << result.err;
+    EXPECT_FALSE(fs::exists("caught")) << path << ": " << test::read_file("caught");
+    EXPECT_EQ(test::read_png("frame.png").width, 2U) << path;
+    fs::remove("frame.png");
+  }
+}
+
 TEST_F(ClassicView, VerboseShowsTheCommandAndWhatTheProgramsSay) {
   const Result result = place_.xrdimage("-v view --classic --divide 65535 frame.mar2300");
   EXPECT_EQ(result.status, 0);
@@ -143,6 +167,29 @@ TEST_F(View, WithADisplayThePictureIsOpened) {
   EXPECT_EQ(test::read_file("calls"), "xv " + picture + "\n");
   EXPECT_EQ(test::read_png(picture).pixel(0, 0), (Components{0, 0, 20}));
   EXPECT_EQ(place_.files(), (Names{"bin", "cache", "calls", "frame.mar2300"}));
+}
+
+// view, its stand-in for xv, and viewers that this starts.
+TEST_F(View, NoViewerOfTheWorkingDirectoryIsRun) {
+  fs::create_directory("bin");
+  write_traps(place_);
+  for (const std::string path : {":$bin", "$bin:", "$bin::$bin", ".:$bin", "bin/..:$bin"}) {
+    const Result result = place_.run(R"(bin="$PWD/bin"; PATH=")" + path +
+                                     R"(" DISPLAY=:7 XDG_CACHE_HOME="$PWD/cache" "$xrdimage" view frame.mar2300)");
+    EXPECT_EQ(result.status, 0) << path << result.err;
+    EXPECT_FALSE(fs::exists("caught")) << path << ": " << test::read_file("caught");
+    EXPECT_NE(result.out.find("xv: the picture is /"), std::string::npos) << path << result.out;
+  }
+}
+
+TEST_F(View, ViewersInheritAPathWithoutTheWorkingDirectory) {
+  place_.write_script("bin/xdg-open", "xdg-mime || :");
+  place_.write_script("xdg-mime", "echo \"$0 $*\" >>caught");
+  const Result result =
+      place_.run(R"(PATH=":$PWD/bin" DISPLAY=:7 XDG_CACHE_HOME="$PWD/cache" "$xrdimage" view frame.mar2300)");
+  EXPECT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out.find("xv: "), std::string::npos) << result.out;
+  EXPECT_FALSE(fs::exists("caught"));
 }
 
 TEST_F(View, WithoutAHomeThePictureIsInAFolderOfTheUsersOwn) {
