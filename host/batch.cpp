@@ -12,18 +12,17 @@
 #include <cstdio>
 #include <cstring>
 #include <exception>
-#include <fstream>
-#include <iostream>
 #include <new>
 #include <optional>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
 #include "host/failure.h"
+#include "host/name_list.h"
 #include "host/numbers.h"
 #include "host/print.h"
 #include "host/signals.h"
+#include "support/files.h"
 
 namespace host {
 
@@ -35,21 +34,6 @@ Shard parse_shard(const std::string& text) {
     throw CLI::ValidationError("--shard", "'" + text + "' is not of the form K/N with K from 1 to N, as in 3/8");
   }
   return {shard->front(), shard->back()};
-}
-
-// Names end with a line feed, or with a NUL in lists that hold any, as find -print0 makes them. Those from Windows have
-// a carriage return at the end of each line.
-void read_names(std::istream& stream, const std::string& list, std::vector<std::string>& names) {
-  std::string text;
-  for (std::string line; std::getline(stream, line);) text += line + '\n';
-  if (stream.bad()) throw Failure(list, std::strerror(errno));
-  const bool has_nuls = text.find('\0') != std::string::npos;
-  if (has_nuls && !text.ends_with(std::string_view("\0", 1))) text.pop_back();  // the line feed that was added
-  std::istringstream parts(text);
-  for (std::string name; std::getline(parts, name, has_nuls ? '\0' : '\n');) {
-    if (!has_nuls && name.ends_with('\r')) name.pop_back();
-    if (!name.empty()) names.push_back(name);
-  }
 }
 
 // ------------------------------------------------------------------------------------------------------------------
@@ -229,11 +213,11 @@ void add_batch_options(CLI::App& command, BatchOptions& options) {
 std::vector<std::string> all_files(const BatchOptions& options) {
   std::vector<std::string> files = options.files;
   if (options.list == "-") {
-    read_names(std::cin, "standard input", files);
+    read_names(stdin, "standard input", files);
   } else if (!options.list.empty()) {
-    std::ifstream stream(options.list);
+    const xrd::FileHandle stream = xrd::open_file(options.list.c_str(), "r");
     if (!stream) throw Failure(options.list, std::strerror(errno));
-    read_names(stream, options.list, files);
+    read_names(stream.get(), options.list, files);
   }
   if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
   return files;
