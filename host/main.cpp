@@ -31,7 +31,7 @@ struct Subcommand {
   Action (*define)(CLI::App& command, const Settings& settings);
 };
 
-constexpr std::array<Subcommand, 7> kSubcommands{{
+constexpr std::array<Subcommand, 8> kSubcommands{{
     {"info", "Tell formats, sizes, header values, statistics", host::define_info},
     {"convert", "Write frames as pictures or in another format", host::define_convert},
     {"view", "Show a frame on the screen, or in the terminal", host::define_view},
@@ -39,6 +39,7 @@ constexpr std::array<Subcommand, 7> kSubcommands{{
     {"sample", "Make a synthetic mar345 frame to try things on", host::define_sample},
     {"completion", "Print the completion for bash or zsh", host::define_completion},
     {"manual", "Print the manual page", host::define_manual},
+    {"licenses", "Print the licences of this program and what is in it", host::define_licenses},
 }};
 
 constexpr int kUsageError = 2;
@@ -76,7 +77,7 @@ void define_program(CLI::App& app, Settings& settings) {
       "  xrdimage info frame.mar2300\n"
       "  xrdimage view frame.mar2300\n"
       "  xrdimage convert data/*.mccd -o pictures/ --to png\n"
-      "\n'xrdimage SUBCOMMAND --help' tells more.");
+      "'xrdimage SUBCOMMAND --help' tells more.");
 }
 
 int run(int argc, char** argv) {

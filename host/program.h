@@ -21,6 +21,7 @@ Action define_completion(CLI::App& command, const Settings& settings);
 Action define_convert(CLI::App& command, const Settings& settings);
 Action define_diff(CLI::App& command, const Settings& settings);
 Action define_info(CLI::App& command, const Settings& settings);
+Action define_licenses(CLI::App& command, const Settings& settings);
 Action define_manual(CLI::App& command, const Settings& settings);
 Action define_sample(CLI::App& command, const Settings& settings);
 Action define_view(CLI::App& command, const Settings& settings);

@@ -17,10 +17,15 @@ set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
 execute_process(COMMAND ${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog ${PROJECT_SOURCE_DIR}/CHANGELOG.md ${maintainer}
                 COMMAND gzip -9n
                 OUTPUT_FILE ${debian}/changelog.Debian.gz COMMAND_ERROR_IS_FATAL ANY)
-file(READ ${PROJECT_SOURCE_DIR}/LICENSE licence)
-string(REGEX REPLACE "^.*\n(Permission .*)\n\n---.*$" "\\1" licence "${licence}")
-string(REPLACE "\n" "\n " licence "${licence}")
-string(REPLACE "\n \n" "\n .\n" licence "${licence}")
+# The licence stands above the first rule, the notices below it.
+file(READ ${PROJECT_SOURCE_DIR}/LICENSE text)
+string(REGEX REPLACE "\n\n-----+\n\n.*$" "" licence "${text}")
+string(REGEX REPLACE "^.*\n(Permission .*)$" "\\1" licence "${licence}")
+string(REGEX REPLACE "^.*\n\n-----+\n\n(.*)\n$" "\\1" notices "${text}")
+foreach(part licence notices)
+  string(REPLACE "\n" "\n " ${part} "${${part}}")
+  string(REPLACE "\n \n" "\n .\n" ${part} "${${part}}")
+endforeach()
 configure_file(debian/copyright.in debian/copyright @ONLY)
 foreach(component runtime development program)
   install(FILES ${debian}/changelog.Debian.gz ${debian}/copyright

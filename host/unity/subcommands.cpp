@@ -2,4 +2,5 @@
 #include "host/diff.cpp"
 #include "host/help.cpp"
 #include "host/info.cpp"
+#include "host/licenses.cpp"
 #include "host/sample.cpp"

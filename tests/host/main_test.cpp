@@ -33,7 +33,7 @@ std::size_t widest_line(const std::string& text) {
 
 TEST(Program, HelpOfEverySubcommandFitsAScreenAndHasExamples) {
   const test::Workplace place;
-  for (const std::string name : {"info", "convert", "view", "diff", "sample", "completion", "manual"}) {
+  for (const std::string name : {"info", "convert", "view", "diff", "sample", "completion", "manual", "licenses"}) {
     const Result result = place.xrdimage(name + " --help");
     EXPECT_EQ(result.status, 0);
     EXPECT_NE(result.out.find("xrdimage " + name), std::string::npos) << result.out;

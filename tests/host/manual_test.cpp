@@ -5,7 +5,7 @@ namespace {
 
 using test::Result;
 
-constexpr const char* kSubcommands[] = {"info", "convert", "view", "diff", "sample", "completion", "manual"};
+constexpr const char* kSubcommands[] = {"info", "convert", "view", "diff", "sample", "completion", "manual", "licenses"};
 
 TEST(Manual, ManShowsEverySubcommandAndOption) {
   const test::Workplace place;

@@ -63,7 +63,7 @@ share/man/man1/xrdimage.1
 share/zsh/site-functions/_xrdimage
 EOF
     [ -z "$with_python" ] || printf 'lib/python3/dist-packages/xrdimage/%s\n' \
-      __init__.py _checks.py _core.pyi "$(basename "$build"/python/xrdimage/_core.*.so)" classic.py py.typed
+      LICENSE __init__.py _checks.py _core.pyi "$(basename "$build"/python/xrdimage/_core.*.so)" classic.py py.typed
   } | LC_ALL=C sort >expected
   (cd "$1" && find . ! -type d ! -name FindFFTW2.cmake) | sed 's|^\./||' | LC_ALL=C sort >installed
   diff expected installed || fail "other files are installed (>) than expected (<)"

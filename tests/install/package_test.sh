@@ -33,6 +33,10 @@ if [ -x /usr/bin/xrdimage ]; then
   for frame in "${frames[@]}"; do
     xrdimage info "$frame" | grep -x 'size:  *2300 x 2300 pixels'
   done
+  # Debian's form of the notices, and what it adds.
+  sed -n '/^Comment:$/,/^Files:/ { s/^ \.$//; s/^ //; p }' /usr/share/doc/xrdimage/copyright | sed '1d; s/^\.$//' >notices
+  xrdimage licenses | sed '1,/^-----/d' | sed 1d >printed
+  head -n "$(wc -l <printed)" notices | cmp - printed
   # The picture is made by the program's own zimg.
   xrdimage view --classic generated.mar2300
   ls ./*.png
