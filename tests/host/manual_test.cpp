@@ -5,7 +5,8 @@ namespace {
 
 using test::Result;
 
-constexpr const char* kSubcommands[] = {"info", "convert", "view", "diff", "sample", "completion", "manual", "licenses"};
+constexpr const char* kSubcommands[] = {"info",   "convert",    "view",   "diff",
+                                        "sample", "completion", "manual", "licenses"};
 
 TEST(Manual, ManShowsEverySubcommandAndOption) {
   const test::Workplace place;

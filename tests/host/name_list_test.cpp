@@ -81,8 +81,13 @@ TEST(NameList, ListsWithoutAnEndAreRefused) {
   const std::string limit = "ulimit -S -v 600000; \"$xrdimage\" --version >/dev/null 2>&1 || ulimit -S -v unlimited; ";
   for (const char* subcommand : {"info", "convert -o out/ --to edf"}) {
     const auto error_of = [&](const std::string& before, const std::string& list) {
-      const Result result =
-          place.run(limit + before + "timeout 20 \"$xrdimage\" " + subcommand + " --files-from " + list);
+      std::string command = limit;
+      command.append(before)
+          .append("timeout 20 \"$xrdimage\" ")
+          .append(subcommand)
+          .append(" --files-from ")
+          .append(list);
+      const Result result = place.run(command);
       EXPECT_EQ(result.status, 1) << before << list;
       EXPECT_EQ(result.out, "");
       return result.err;
