@@ -12,6 +12,7 @@
 #include "support/memory.h"
 #include "support/message.h"
 #include "support/pixels.h"
+#include "support/print_numbers.h"
 #include "xrdimage.h"
 
 namespace {
@@ -81,12 +82,12 @@ void print_summary(const Values& values, const Summary& summary) {
   }
   std::printf("# detector=%d type=%s adc=%s bin=%s saturation=%d\n", summary.detector_serial, summary.type, summary.adc,
               summary.bin, summary.saturation);
-  std::printf("# Dim=%d, x=%d y=%d, Beam_x=%3.1f, Beam_y=%3.1f pixelsize=%6.5f\n", summary.dimensions, values.width,
-              values.height, summary.beam_x, summary.beam_y, summary.pixel_size);
+  xrd::print_numbers("# Dim=%d, x=%d y=%d, Beam_x=%3.1f, Beam_y=%3.1f pixelsize=%6.5f\n", summary.dimensions,
+                     values.width, values.height, summary.beam_x, summary.beam_y, summary.pixel_size);
   std::printf("# Date=%s\n", date.data());
   // What the line calls the end is the oscillation range; hosts know it so.
-  std::printf("# Lambda=%5.4f, Axis=%s start=%4.3f, end=%4.3f, time=%g\n", *values.wavelength, summary.axis,
-              *values.osc_start, *values.osc_range, *values.time);
+  xrd::print_numbers("# Lambda=%5.4f, Axis=%s start=%4.3f, end=%4.3f, time=%g\n", *values.wavelength, summary.axis,
+                     *values.osc_start, *values.osc_range, *values.time);
 }
 
 // Exchanges the lower two bytes of each 32-bit word, that is of every second sample; hosts rely on exactly this.

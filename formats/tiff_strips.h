@@ -9,8 +9,14 @@
 #include "support/memory.h"
 
 struct tiff;  // libtiff's TIFF
+struct TIFFOpenOptions;
 
 namespace xrd {
+
+struct TiffOptionsFreer {
+  void operator()(TIFFOpenOptions* options) const noexcept;
+};
+using TiffOptions = std::unique_ptr<TIFFOpenOptions, TiffOptionsFreer>;
 
 struct TiffCloser {
   void operator()(tiff* image) const noexcept;

@@ -1,7 +1,6 @@
 // xrdimage convert: frames in another format, which the ending of the new file's name tells.
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -11,6 +10,7 @@
 
 #include "host/batch.h"
 #include "host/failure.h"
+#include "host/frames/header_items.h"
 #include "host/input.h"
 #include "host/new_file.h"
 #include "host/operations.h"
@@ -75,8 +75,7 @@ std::vector<std::string> format_names() {
 
 // The format that is stated, or else the one that the name's ending tells.
 const Writer& writer_for(const std::string& path, const std::string& format) {
-  std::string name = format.empty() ? fs::path(path).extension().string() : "." + format;
-  std::ranges::transform(name, name.begin(), [](unsigned char letter) { return std::tolower(letter); });
+  const std::string name = frames::lower_case(format.empty() ? fs::path(path).extension().string() : "." + format);
   for (const Writer& writer : kWriters) {
     if (name == "." + std::string(writer.format)) return writer;
   }

@@ -20,6 +20,11 @@
  *   they were. No function throws. An image of more than 268435456 (2^28) pixels is refused where the library
  *   would have to allocate it: no detector comes near, and a damaged header must not exhaust the memory.
  *
+ * Locales
+ *   Numbers in files and messages have a decimal point, and white space is that of ASCII, whatever locale the process
+ *   or the thread has set. The host's locale stays as it is, and its streams, commands and handlers of libtiff's errors
+ *   run in it.
+ *
  * Threads
  *   Functions may be called from several threads at once unless a comment says otherwise.
  */

@@ -5,8 +5,10 @@
 
 #include "mar345/binary_header.h"
 #include "support/arithmetic.h"
+#include "support/c_locale.h"
 #include "support/files.h"
 #include "support/format_text.h"
+#include "support/print_numbers.h"
 #include "support/reading.h"
 #include "support/text_field.h"
 #include "xrdimage.h"
@@ -65,6 +67,7 @@ void parse_date(const char* text, char (&date)[256]) {
 }
 
 int parse_text(const HeaderText& text, Mar345Header& header) {
+  const xrd::CLocale locale;
   Cursor cursor(text);
   Word word{};
   // cppcheck-suppress invalidscanf ; likewise
@@ -105,22 +108,22 @@ extern "C" int print_marheader(const Mar345Header* header) {
   std::printf("Gaps %d %d %d %d %d %d %d %d\n", h.gap[0], h.gap[1], h.gap[2], h.gap[3], h.gap[4], h.gap[5], h.gap[6],
               h.gap[7]);
   std::printf("ADC A %d B %d add_a %d add_b %d\n", h.adc_a, h.adc_b, h.add_a, h.add_b);
-  std::printf("Mult %g Gain %g\n", h.multiplier, h.gain);
-  std::printf("Lambda %g Distance %g Resolution %g\n", h.wavelength, h.distance, h.resolution);
-  std::printf("Phi   %g - %g (%g)\n", h.phi_start, h.phi_end, h.phi_osc);
-  std::printf("Omega %g - %g (%g)\n", h.omega_start, h.omega_end, h.omega_osc);
-  std::printf("Chi %g 2Theta %g\n", h.chi, h.twotheta);
-  std::printf("Center %g %g\n", h.center_x, h.center_y);
+  xrd::print_numbers("Mult %g Gain %g\n", h.multiplier, h.gain);
+  xrd::print_numbers("Lambda %g Distance %g Resolution %g\n", h.wavelength, h.distance, h.resolution);
+  xrd::print_numbers("Phi   %g - %g (%g)\n", h.phi_start, h.phi_end, h.phi_osc);
+  xrd::print_numbers("Omega %g - %g (%g)\n", h.omega_start, h.omega_end, h.omega_osc);
+  xrd::print_numbers("Chi %g 2Theta %g\n", h.chi, h.twotheta);
+  xrd::print_numbers("Center %g %g\n", h.center_x, h.center_y);
   std::printf("Mode %.256s\n", h.mode);
-  std::printf("Time %g\n", h.time);
-  std::printf("Counts %d -> %d (nmeas %d) min %g max %g avr %g sig %g\n", h.counts_start, h.counts_end, h.nmeas,
-              h.intensity_min, h.intensity_max, h.intensity_avg, h.intensity_sig);
-  std::printf("Int %d -> %d mittl %g sig %g\n", h.int_start, h.int_end, h.int_mean, h.int_sig);
+  xrd::print_numbers("Time %g\n", h.time);
+  xrd::print_numbers("Counts %d -> %d (nmeas %d) min %g max %g avr %g sig %g\n", h.counts_start, h.counts_end, h.nmeas,
+                     h.intensity_min, h.intensity_max, h.intensity_avg, h.intensity_sig);
+  xrd::print_numbers("Int %d -> %d mittl %g sig %g\n", h.int_start, h.int_end, h.int_mean, h.int_sig);
   std::printf("Histogram %d %d %d\n", h.histogram[0], h.histogram[1], h.histogram[2]);
-  std::printf("Setting %g kV %g mA %.256s Collimator %g x %g\n", h.kv, h.ma, h.source, h.collimator_width,
-              h.collimator_height);
-  return std::printf("Slit_1 %g x %g Slit_2 %g x %g Beamstop %g Xtal %g trans %g %g\n", h.slit1_x, h.slit1_y, h.slit2_x,
-                     h.slit2_y, h.beamstop, h.xtal, h.trans1, h.trans2);
+  xrd::print_numbers("Setting %g kV %g mA %.256s Collimator %g x %g\n", h.kv, h.ma, h.source, h.collimator_width,
+                     h.collimator_height);
+  return xrd::print_numbers("Slit_1 %g x %g Slit_2 %g x %g Beamstop %g Xtal %g trans %g %g\n", h.slit1_x, h.slit1_y,
+                            h.slit2_x, h.slit2_y, h.beamstop, h.xtal, h.trans1, h.trans2);
 }
 
 extern "C" int read_mar_header(const char* path, ImageInfo* info) {

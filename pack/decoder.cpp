@@ -3,13 +3,13 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdint>
 #include <cstring>
 
 #include "pack/chunk_reader.h"
 #include "pack/packed_format.h"
 #include "pack/prediction.h"
+#include "support/c_locale.h"
 #include "support/files.h"
 #include "support/image_size.h"
 #include "support/reading.h"
@@ -60,8 +60,9 @@ class HeaderLineSearch {
   void parse(Size& size) const {
     // A quick look spares most lines of binary data the formatted scan.
     std::size_t start = 1;
-    while (std::isspace(static_cast<unsigned char>(buffer_[start])) != 0) ++start;
+    while (xrd::is_space(buffer_[start])) ++start;
     if (buffer_[start] != 'C') return;
+    const xrd::CLocale locale;
     static_cast<void>(std::sscanf(buffer_.data(), "\n" XRD_PACKED_LINE("%4d") "\n", &size.width, &size.height));
   }
 

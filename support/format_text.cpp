@@ -7,6 +7,8 @@
 #include <limits>
 #include <string_view>
 
+#include "support/c_locale.h"
+
 namespace xrd {
 
 namespace {
@@ -171,6 +173,7 @@ std::string_view convert(std::span<char> output, Conversion conversion) {
 
 void format_text(std::span<char> field, const char* text) {
   if (field.empty()) return;
+  const CLocale locale;
   std::array<char, std::size_t{4} * kFieldLimit> converted{};
   std::string_view rest(text);
   std::size_t used = 0;

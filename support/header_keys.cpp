@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "support/c_locale.h"
 #include "support/format_text.h"
 #include "support/reading.h"
 
@@ -39,6 +40,7 @@ struct Matcher {
 }  // namespace
 
 const HeaderKey* match_header_line(const char* line, std::span<const HeaderKey> keys) {
+  const CLocale locale;
   for (const HeaderKey& key : keys) {
     if (std::visit(Matcher{line, key.pattern}, key.value)) return &key;
   }

@@ -20,8 +20,8 @@ struct HeaderWords {
 // A text field takes its word as a format string, as format_text does: hosts rely on it.
 using HeaderValue = std::variant<int*, float*, double*, std::span<char>, HeaderWords>;
 
-// The pattern is one of formatted input: blanks match any white space or none, and what follows the last value need not
-// be there.
+// The pattern is one of formatted input in the C locale: blanks match any white space or none, and what follows the
+// last value need not be there.
 struct HeaderKey {
   const char* pattern;
   HeaderValue value;

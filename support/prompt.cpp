@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 
+#include "support/c_locale.h"
 #include "support/reading.h"
 
 namespace xrd {
@@ -12,6 +13,7 @@ DetectorSize ask_detector_size(DetectorSize by_default) {
   std::fflush(stdout);  // the question has no line feed, and the user waits for it
   std::array<char, 256> line{};
   if (!read_line(line, stdin)) return by_default;
+  const CLocale locale;
   DetectorSize size{};
   return std::sscanf(line.data(), "%d %d", &size.width, &size.height) == 2 ? size : by_default;
 }

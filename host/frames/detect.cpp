@@ -9,6 +9,7 @@
 #include "host/frames/header_items.h"
 #include "host/frames/header_values.h"
 #include "host/frames/loaders.h"
+#include "support/c_locale.h"
 #include "support/image_size.h"
 
 namespace frames {
@@ -160,6 +161,7 @@ struct DropInfinite {
 }  // namespace
 
 Frame load_frame(const std::string& path, const LoadOptions& options) {
+  const xrd::CLocale locale;  // texts of headers, and of errors
   try {
     std::vector<std::string> damage;
     const std::vector<unsigned char> file = read_file(path, options.force ? &damage : nullptr);

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <string>
 
@@ -82,16 +81,12 @@ int ignore_warning(tiff* /*image*/, void* /*user_data*/, const char* /*module*/,
   return 1;
 }
 
-struct OptionsFreer {
-  void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
-};
-
 std::string damage(const Source& source) {
   return source.error.empty() ? "is a damaged TIFF file" : "is a damaged TIFF file: " + source.error;
 }
 
 xrd::TiffHandle open(Source& source) {
-  const std::unique_ptr<TIFFOpenOptions, OptionsFreer> options(TIFFOpenOptionsAlloc());
+  const xrd::TiffOptions options(TIFFOpenOptionsAlloc());
   if (!options) throw std::bad_alloc();
   TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &source);
   TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignore_warning, nullptr);

@@ -16,8 +16,10 @@
 #include <string_view>
 #include <vector>
 
+#include "formats/tiff_strips.h"
 #include "host/writers/header_text.h"
 #include "host/writers/samples.h"
+#include "support/c_locale.h"
 
 namespace host {
 
@@ -64,6 +66,7 @@ toff_t file_size(thandle_t handle) {
 int keep_error(tiff* /*image*/, void* user_data, const char* /*module*/, const char* format, va_list values) {
   auto& target = *static_cast<Target*>(user_data);
   if (target.error.empty()) {
+    const xrd::CLocale locale;
     std::array<char, 300> text{};
     std::vsnprintf(text.data(), text.size(), format, values);
     target.error = text.data();
@@ -82,16 +85,12 @@ struct Closer {
 };
 using Image = std::unique_ptr<tiff, Closer>;
 
-struct OptionsFreer {
-  void operator()(TIFFOpenOptions* options) const { TIFFOpenOptionsFree(options); }
-};
-
 void require(bool done, const Target& target) {
   if (!done) throw std::runtime_error("cannot be written as TIFF: " + target.error);
 }
 
 Image open(Target& target) {
-  const std::unique_ptr<TIFFOpenOptions, OptionsFreer> options(TIFFOpenOptionsAlloc());
+  const xrd::TiffOptions options(TIFFOpenOptionsAlloc());
   if (!options) throw std::bad_alloc();
   TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &target);
   TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignore_warning, nullptr);

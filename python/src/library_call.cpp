@@ -39,7 +39,8 @@ void raise_os_error(int error, const std::string& path) {
   const auto name = py::reinterpret_steal<py::object>(
       PyUnicode_DecodeFSDefaultAndSize(path.data(), static_cast<py::ssize_t>(path.size())));
   if (!name) throw py::error_already_set();
-  PyErr_SetObject(PyExc_OSError, py::make_tuple(error, std::strerror(error), name).ptr());
+  errno = error;
+  PyErr_SetFromErrnoWithFilenameObject(PyExc_OSError, name.ptr());
   throw py::error_already_set();
 }
 

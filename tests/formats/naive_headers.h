@@ -18,6 +18,7 @@
 #include <string_view>
 #include <vector>
 
+#include "support/c_locale.h"
 #include "tests/damage.h"
 
 namespace test {
@@ -71,6 +72,7 @@ inline std::optional<int> whole_number(const std::string& text) {
 }
 
 inline std::optional<double> real_number(const std::string& text) {
+  const xrd::CLocale locale;
   double number = 0;
   return std::sscanf(text.c_str(), "%lf", &number) == 1 ? std::optional(number) : std::nullopt;
 }
@@ -93,6 +95,7 @@ inline std::optional<std::string> behind_first_word(const std::string& text) {
 // A formatted print.
 template <typename... Values>
 std::string printed(const char* format, Values... values) {
+  const xrd::CLocale locale;
   std::string text(static_cast<std::size_t>(std::snprintf(nullptr, 0, format, values...)), '\0');
   std::snprintf(text.data(), text.size() + 1, format, values...);
   return text;

@@ -11,6 +11,8 @@
 #include <string_view>
 #include <vector>
 
+#include "support/c_locale.h"
+
 namespace {
 
 constexpr std::size_t kField = 256;
@@ -283,6 +285,7 @@ std::string printed_with(const Conversion& conversion, Zero zero, std::size_t si
 
 // What the C library makes of the conversion, given zeros of the right types.
 std::string printed(const Conversion& conversion, std::size_t size) {
+  const xrd::CLocale locale;
   errno = 0;  // which "%m" shows
   constexpr std::string_view kReals = "eEfFgGaA";
   if (kReals.find(conversion.specifier) != std::string_view::npos) {

@@ -1,0 +1,10 @@
+// Messages with real numbers.
+#pragma once
+
+namespace xrd {
+
+// Prints to standard output and returns what std::printf does, with a decimal point in every locale. The stream is
+// written to in the host's own locale. A message has at most 2047 characters.
+[[gnu::format(printf, 1, 2)]] int print_numbers(const char* format, ...);
+
+}  // namespace xrd
