@@ -108,7 +108,8 @@ int run(const ViewOptions& options, const Settings& settings) {
   } else if (!options.terminal && (is_set("DISPLAY") || is_set("WAYLAND_DISPLAY"))) {
     view_on_display(frame, options, remarks);
   } else {
-    draw_in_terminal(frame, options.picture, detect_terminal(), stdout, remarks);
+    const AskedTerminal asked;
+    draw_in_terminal(frame, options.picture, asked.terminal(), stdout, remarks);
     print_remarks(options.file, remarks);
   }
   return 0;

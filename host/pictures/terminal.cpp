@@ -5,12 +5,14 @@
 #include <locale.h>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/signalfd.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
+#include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 
 #include "host/signals.h"
@@ -19,7 +21,12 @@ namespace host {
 
 namespace {
 
-constexpr std::chrono::milliseconds kPatience{300};
+using Clock = std::chrono::steady_clock;
+
+// What is known of the terminal after this time is what it is drawn for.
+constexpr std::chrono::seconds kPatience{1};
+// A slow connection's answer is waited for so long before it is left for the shell.
+constexpr std::chrono::seconds kLongestWait{8};
 
 std::string variable(const char* name) {
   const char* value = std::getenv(name);
@@ -49,8 +56,29 @@ class Descriptor {
   int number_;
 };
 
+// Signals that would end or stop the process.
+sigset_t interrupts() {
+  sigset_t set = signal_set(kInterrupts);
+  for (const int signal : {SIGTSTP, SIGTTIN, SIGTTOU}) sigaddset(&set, signal);
+  return set;
+}
+
+// Those that it does not ignore, and that do not wait anyway.
+sigset_t heeded_interrupts() {
+  sigset_t set = interrupts();
+  sigset_t blocked;
+  pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+  for (int signal = 1; signal < SIGRTMIN; ++signal) {
+    struct sigaction action {};
+    const bool is_ignored = sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+    if (is_ignored || sigismember(&blocked, signal) == 1) sigdelset(&set, signal);
+  }
+  return set;
+}
+
 // The terminal hands over each byte at once and shows none. Signals that would end or stop the process wait until the
-// terminal is as it was before.
+// terminal is as it was before. What has not been read by then is lost: the rest of an answer, and what somebody has
+// typed, which the answer might have torn, are nothing that a shell should run.
 class RawTerminal {
  public:
   explicit RawTerminal(int terminal) : terminal_(terminal) {
@@ -64,15 +92,15 @@ class RawTerminal {
   RawTerminal(const RawTerminal&) = delete;
   RawTerminal& operator=(const RawTerminal&) = delete;
   ~RawTerminal() {
-    if (is_raw_) tcsetattr(terminal_, TCSANOW, &before_);
+    if (!is_raw_) return;
+    tcflush(terminal_, TCIFLUSH);
+    tcsetattr(terminal_, TCSANOW, &before_);
   }
   bool is_raw() const { return is_raw_; }
 
  private:
-  static constexpr std::array kWaiting{SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP, SIGTTIN, SIGTTOU};
-
   xrd::BlockedSignals blocked_{
-      signal_set(kWaiting)};  // the first member: they wait before the terminal changes, and until it is back
+      interrupts()};  // the first member: they wait before the terminal changes, and until it is back
   int terminal_;
   termios before_{};
   bool is_raw_ = false;
@@ -87,42 +115,44 @@ bool write_all(int descriptor, std::string_view bytes) {
   return true;
 }
 
-// What the terminal says until its answers are complete or the patience is over.
-std::string read_answers(int terminal) {
-  using Clock = std::chrono::steady_clock;
-  const Clock::time_point end = Clock::now() + kPatience;
-  std::string answers;
+// What the terminal says until its answers are complete, it is time, or a signal waits at the descriptor `signals`, of
+// which there need be none. False when the terminal is gone.
+bool read_answers(int terminal, int signals, Clock::time_point end, std::string& answers) {
   while (!answers_are_complete(answers)) {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
-    pollfd waiting{terminal, POLLIN, 0};
-    if (left.count() <= 0 || poll(&waiting, 1, static_cast<int>(left.count())) <= 0) break;
+    std::array<pollfd, 2> waiting{{{terminal, POLLIN, 0}, {signals, POLLIN, 0}}};
+    if (left.count() <= 0) return true;
+    const int ready = poll(waiting.data(), waiting.size(), static_cast<int>(left.count()));
+    if (ready < 0 && errno == EINTR) continue;  // stopped, and continued
+    if (ready <= 0 || waiting[0].revents == 0) return true;
     std::array<char, 256> bytes{};
     const ssize_t found = read(terminal, bytes.data(), bytes.size());
-    if (found <= 0) break;
+    if (found <= 0) return false;
     answers.append(bytes.data(), static_cast<std::size_t>(found));
   }
-  return answers;
+  return true;
 }
 
-// Nothing when there is no terminal to ask.
-std::string ask_terminal(const std::string& questions) {
-  const Descriptor terminal(open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+// Below 0 when there is no terminal to ask.
+int open_terminal() {
+  const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
   // A process in the background would take the answers from the one in front.
-  if (terminal.number() < 0 || tcgetpgrp(terminal.number()) != getpgrp()) return "";
-  const RawTerminal raw(terminal.number());
-  if (!raw.is_raw() || !write_all(terminal.number(), questions)) return "";
-  return read_answers(terminal.number());
+  if (terminal < 0 || tcgetpgrp(terminal) == getpgrp()) return terminal;
+  close(terminal);
+  return -1;
 }
 
 // The answer to "what are you": "\033[?62;4;22c". Empty if there is none that is complete.
 std::string_view attributes_in(std::string_view answers) {
   constexpr std::string_view kBegin = "\033[?";
-  const std::size_t begin = answers.find(kBegin);
-  if (begin == std::string_view::npos) return "";
-  const std::string_view rest = answers.substr(begin + kBegin.size());
-  const std::size_t length = rest.find_first_not_of("0123456789;");
-  if (length == std::string_view::npos || rest[length] != 'c') return "";
-  return rest.substr(0, length);
+  std::size_t begin = answers.find(kBegin);
+  while (begin != std::string_view::npos) {
+    const std::string_view rest = answers.substr(begin + kBegin.size());
+    const std::size_t length = rest.find_first_not_of("0123456789;");
+    if (length != std::string_view::npos && rest[length] == 'c') return rest.substr(0, length);
+    begin = answers.find(kBegin, begin + kBegin.size());  // somebody has typed what looks like it
+  }
+  return "";
 }
 
 TerminalGraphics best_characters(const Surroundings& surroundings) {
@@ -167,22 +197,50 @@ std::optional<TerminalGraphics> graphics_in(std::string_view answers) {
   return std::nullopt;
 }
 
-Terminal detect_terminal() {
-  Terminal terminal;
+AskedTerminal::AskedTerminal() {
   winsize size{};
   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 && size.ws_row > 0) {
-    terminal.columns = size.ws_col;
-    terminal.rows = size.ws_row;
-    terminal.pixel_width = size.ws_xpixel;
-    terminal.pixel_height = size.ws_ypixel;
+    terminal_.columns = size.ws_col;
+    terminal_.rows = size.ws_row;
+    terminal_.pixel_width = size.ws_xpixel;
+    terminal_.pixel_height = size.ws_ypixel;
   }
   const std::string depth = variable("COLORTERM");
-  terminal.true_color = depth == "truecolor" || depth == "24bit";
+  terminal_.true_color = depth == "truecolor" || depth == "24bit";
   const Surroundings surroundings = surroundings_of_process();
   std::optional<TerminalGraphics> graphics = graphics_of(surroundings);
-  if (!graphics) graphics = graphics_in(ask_terminal(terminal_questions(surroundings.term)));
-  terminal.graphics = graphics.value_or(best_characters(surroundings));
-  return terminal;
+  if (!graphics) {
+    ask(terminal_questions(surroundings.term));
+    graphics = graphics_in(answers_);
+  }
+  terminal_.graphics = graphics.value_or(best_characters(surroundings));
+}
+
+AskedTerminal::~AskedTerminal() {
+  if (!asked_) return;
+  std::fflush(stdout);
+  // Nobody needs to wait now that all is drawn: signals end this. One that has stopped the process is followed by the
+  // rest, when it is in front again.
+  const sigset_t ending = heeded_interrupts();
+  const Clock::time_point end = *asked_ + kLongestWait;
+  while (!answers_are_complete(answers_) && Clock::now() < end) {
+    const Descriptor terminal(open_terminal());
+    const RawTerminal raw(terminal.number());
+    const Descriptor signals(signalfd(-1, &ending, SFD_CLOEXEC));
+    if (!raw.is_raw() || !read_answers(terminal.number(), signals.number(), end, answers_)) return;
+  }
+}
+
+// Signals wait for the answer, which would reach the shell after them.
+void AskedTerminal::ask(const std::string& questions) {
+  const Descriptor terminal(open_terminal());
+  const RawTerminal raw(terminal.number());
+  if (!raw.is_raw()) return;
+  asked_ = Clock::now();
+  constexpr int kNoSignals = -1;
+  if (write_all(terminal.number(), questions)) {
+    read_answers(terminal.number(), kNoSignals, *asked_ + kPatience, answers_);
+  }
 }
 
 }  // namespace host

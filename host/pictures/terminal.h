@@ -1,6 +1,7 @@
 // What the terminal can show.
 #pragma once
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,8 +19,26 @@ struct Terminal {
   bool true_color = false;  // or else 256 colours
 };
 
-// Asks the terminal where the surroundings do not tell. Takes up to 0.3 seconds when it does not answer.
-Terminal detect_terminal();
+// The terminal that the program runs in, which is asked what it can show where the surroundings do not tell: once, and
+// up to a second is waited for the answer. What is typed meanwhile is lost.
+class AskedTerminal {
+ public:
+  AskedTerminal();
+  AskedTerminal(const AskedTerminal&) = delete;
+  AskedTerminal& operator=(const AskedTerminal&) = delete;
+  // A shell would take a late answer for a command: waits for it, up to eight seconds from the question or until an
+  // interrupt. Standard output is flushed before.
+  ~AskedTerminal();
+
+  const Terminal& terminal() const { return terminal_; }
+
+ private:
+  void ask(const std::string& questions);
+
+  Terminal terminal_;
+  std::optional<std::chrono::steady_clock::time_point> asked_;
+  std::string answers_;
+};
 
 // What is known before the terminal is asked.
 struct Surroundings {
