@@ -189,17 +189,19 @@ Format detect(const ClassicRequest& request) {
   return *type->format;
 }
 
-// libtiff says on standard error what is wrong with a file; the library has no more to tell than that something is.
-void print_tiff_error(const char* module, const char* format, va_list values) {
+// libtiff says on standard error what is wrong with a file; the library has no more to tell than that something is. The
+// module is a function's name or the file's; null for none.
+void print_tiff_message(const char* module, const char* format, va_list values) {
   std::array<char, 500> text{};
   std::vsnprintf(text.data(), text.size(), format, values);
-  std::fputs(warning_line(module, text.data()).c_str(), stderr);
+  std::fputs(warning_line(module == nullptr ? "libtiff" : module, text.data()).c_str(), stderr);
 }
 
 }  // namespace
 
 Frame read_classic(const ClassicRequest& request) {
-  TIFFSetErrorHandler(print_tiff_error);
+  TIFFSetErrorHandler(print_tiff_message);
+  TIFFSetWarningHandler(print_tiff_message);
   const Format format = detect(request);
   Result result;
   std::ranges::find(kReaders, format, &Reader::format)->read(request, result);

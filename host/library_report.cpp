@@ -4,50 +4,43 @@
 #include <cstddef>
 #include <optional>
 
+#include "host/utf8.h"
+
 namespace host {
 
 namespace {
-
-// The length of the UTF-8 sequence of more than one byte that the text begins with; 0 if there is none.
-std::size_t utf8_sequence(std::string_view text) {
-  const auto first = static_cast<unsigned char>(text.front());
-  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || text.size() < length) return 0;
-  const auto continues = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; };
-  return std::ranges::all_of(text.substr(1, length - 1), continues) ? length : 0;
-}
 
 // The library's German is ISO-8859-1, but a path in its messages is what the user gave, mostly UTF-8: only bytes that
 // are no UTF-8 are converted.
 std::string to_utf8(std::string_view text) {
   std::string converted;
   while (!text.empty()) {
-    const auto byte = static_cast<unsigned char>(text.front());
-    std::size_t taken = 1;
-    if (byte < 0x80) {
-      converted.push_back(text.front());
-    } else if (const std::size_t length = utf8_sequence(text); length > 0) {
-      converted.append(text.substr(0, length));
-      taken = length;
+    const Character character = first_character(text);
+    if (character.code) {
+      converted.append(text.substr(0, character.bytes));
     } else {
+      const auto byte = static_cast<unsigned char>(text.front());
       converted.push_back(static_cast<char>(0xC0 | (byte >> 6)));
       converted.push_back(static_cast<char>(0x80 | (byte & 0x3F)));
     }
-    text.remove_prefix(taken);
+    text.remove_prefix(character.bytes);
   }
   return converted;
 }
 
-// Takes out the sequences that switch colours: "\033[", numbers, "m".
+// Takes out the sequences that switch colours: "\033[", numbers, "m". Others are somebody else's, and stay.
 std::string without_colours(std::string_view line) {
+  constexpr std::string_view kBegin = "\033[";
   std::string plain;
   for (;;) {
-    const std::size_t escape = line.find("\033[");
+    const std::size_t escape = line.find(kBegin);
     plain.append(line.substr(0, escape));
     if (escape == std::string_view::npos) return plain;
-    const std::size_t end = line.find('m', escape);
-    if (end == std::string_view::npos) return plain;
-    line.remove_prefix(end + 1);
+    line.remove_prefix(escape);
+    const std::size_t end = std::min(line.find_first_not_of("0123456789;", kBegin.size()), line.size());
+    const bool is_colour = line.substr(end).starts_with('m');
+    if (!is_colour) plain.append(line.substr(0, end));
+    line.remove_prefix(is_colour ? end + 1 : end);
   }
 }
 

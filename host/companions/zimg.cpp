@@ -15,6 +15,7 @@
 #include "host/failure.h"
 #include "host/new_file.h"
 #include "host/pictures/png.h"
+#include "host/printable.h"
 #include "support/files.h"
 #include "support/image_size.h"
 
@@ -38,6 +39,10 @@ struct Options {
   std::string output;
   std::string input;
 };
+
+std::string message_line(const char* message) {
+  return host::message_line("zimg", message);
+}
 
 bool matched(const std::string& text, int found, int length) {
   return found == 2 && static_cast<std::size_t>(length) == text.size();
@@ -112,6 +117,7 @@ int run(int argc, char** argv) {
       ->type_name("LO-HI");
   app.add_option("-o", options.output, "Picture to write")->required();
   app.add_option("IN", options.input, "Dump to read")->required();
+  app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) { return message_line(error.what()); });
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -127,7 +133,7 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const std::exception& failure) {
-    std::fprintf(stderr, "zimg: %s\n", failure.what());
+    std::fputs(message_line(failure.what()).c_str(), stderr);
     return 1;
   }
 }

@@ -87,6 +87,17 @@ TEST_F(Zimg, WhatIsWrongIsSaid) {
   EXPECT_EQ(place_.files(), (std::vector<std::string>{"dump.raw", "map", "short.raw"}));
 }
 
+TEST_F(Zimg, WordsOfTheUserSteerNoTerminal) {
+  const std::string options = "--unsigned-short -r 2x3 -o out.png ";
+  EXPECT_EQ(zimg(options + "'no\033\u009B\233fileä'").err, "zimg: no???fileä: No such file or directory\n");
+  const Result result = zimg(options + "dump.raw '--absolute=1\033\n\u202E'");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_EQ(result.err,
+            "zimg: --absolute: '1?"
+            "?"
+            "?' is not of the form LO-HI\n");
+}
+
 class Xv : public testing::Test {
  protected:
   Xv() { place_.write("frame.png", "picture"); }
@@ -152,6 +163,18 @@ TEST_F(Xv, NoViewerOfTheWorkingDirectoryIsRun) {
     EXPECT_TRUE(result.out.starts_with("xv: the picture is /")) << path << result.out;
     EXPECT_FALSE(std::filesystem::exists("calls")) << path;
   }
+}
+
+TEST_F(Xv, TheNameOfThePictureSteersNoTerminal) {
+  const std::string name = "ä€%s\\\x1B]0;\x9B\u009B\u061C\u200E\u2028\u202E\u2066\n.png";
+  place_.write(name, "picture");
+  const std::string shown = "/ä€%s\\?]0;???????.png";  // without the byte that is no UTF-8
+  const Result result = xv("", "'" + name + "'");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.out.ends_with(shown + "\n")) << result.out;
+  const Result missing = xv("", "'" + name + "x'");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_TRUE(missing.err.ends_with(shown + "x: there is no such picture\n")) << missing.err;
 }
 
 TEST_F(Xv, AMissingPictureIsAnError) {

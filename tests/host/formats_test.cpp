@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "tests/formats/tiff_builder.h"
 #include "tests/host/program.h"
 #include "xrdimage.h"
 
@@ -94,6 +95,29 @@ TEST(Formats, WhatIsWrongWithATiffIsSaid) {
   EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(result.err.starts_with("xrdimage: scan.tif: is a damaged TIFF file")) << result.err;
   EXPECT_EQ(std::ranges::count(result.err, '\n'), 1);
+}
+
+// A directory with a tag that libtiff does not know, of which it warns.
+std::string tiff_with_unknown_tag() {
+  return test::TiffBuilder(2, 1).tag(65000, 7).strip(little16(5) + little16(6)).bytes();
+}
+
+// The module that libtiff names is the file, in its warnings and in most of its errors.
+TEST(Formats, WhatLibtiffSaysSteersNoTerminal) {
+  const test::Workplace place;
+  place.write("warns\x1B]0;\x9B.tif", tiff_with_unknown_tag());
+  const Result warned = place.xrdimage("info --classic 'warns\x1B]0;\x9B.tif'");
+  EXPECT_EQ(warned.status, 0);
+  EXPECT_TRUE(warned.err.starts_with("xrdimage: ")) << warned.err;
+  EXPECT_NE(warned.err.find("65000"), std::string::npos) << warned.err;
+  EXPECT_EQ(std::ranges::count(warned.err, '\n'), 1) << warned.err;
+  place.write("fails\x1B]0;\u009B.tif", "words");
+  const Result failed = place.xrdimage("info --classic 'fails\x1B]0;\u009B.tif'");
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_TRUE(failed.err.starts_with("xrdimage: fails?]0;?.tif: warning: ")) << failed.err;
+  for (const Result& result : {warned, failed}) {
+    EXPECT_EQ(result.err.find_first_of("\x1B\x9B"), std::string::npos) << result.err;
+  }
 }
 
 // ------------------------------------------------------------------------------------------------------------------

@@ -56,6 +56,11 @@ TEST(LibraryOutput, Utf8OfAPathStaysAsItIs) {
   EXPECT_EQ(parse_library_output("cut \xE2\x82").lines, Texts{"cut \u00E2\u0082"});
 }
 
+TEST(LibraryOutput, OnlyColoursAreTakenOut) {
+  EXPECT_EQ(parse_library_output("# \033[2Ja\033[1;31mb\033[\033[0mc m\033[12\n").lines,
+            Texts{"# \033[2Jab\033[c m\033[12"});
+}
+
 TEST(LibraryOutput, ErrorsAreJoinedWithoutThePath) {
   const LibraryReport report{{}, {"READING a.raw: cannot allocate", "Cannot allocate 9 x 9 pixels for a.raw"}, {}};
   EXPECT_EQ(joined_errors(report, "a.raw"), "cannot allocate; Cannot allocate 9 x 9 pixels");
@@ -107,6 +112,26 @@ TEST(LibraryOutput, QuestionsReachTheUserAndAnswersTheLibrary) {
   EXPECT_EQ(answers, (Texts{"first\n", "second\n", "(none)"}));
   EXPECT_EQ(output.out, "");
   EXPECT_EQ(output.err, "# Question> # Question> # Question> ");
+}
+
+TEST(LibraryOutput, QuestionsSteerNoTerminal) {
+  test::Output output;
+  test::with_input("first\n", [&] {
+    output = test::capture([&] {
+      host::run_library({}, {}, [] {
+        std::printf("# \033[2J\x9B f\xFCr\u202E> ");
+        std::fflush(stdout);
+        std::getchar();
+      });
+    });
+  });
+  EXPECT_EQ(output.err, "# ?[2J? f\u00FCr?> ");
+}
+
+TEST(LibraryOutput, VerboseLinesSteerNoTerminal) {
+  const test::Output output = test::capture(
+      [] { host::run_library({.verbose = true}, {}, [] { std::printf("# \033[2J\x9B\u009B\u202Ef\xFCr\n"); }); });
+  EXPECT_EQ(output.out, "# ?[2J???f\u00FCr\n");
 }
 
 TEST(LibraryOutput, AGivenAnswerSparesTheQuestion) {
