@@ -1,4 +1,6 @@
 // xrdimage info: what is in frames.
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -12,8 +14,10 @@
 #include "host/failure.h"
 #include "host/frames/header_values.h"
 #include "host/input.h"
+#include "host/numbers.h"
 #include "host/print.h"
 #include "host/statistics.h"
+#include "host/utf8.h"
 
 namespace host {
 
@@ -198,17 +202,40 @@ void print_table(const std::vector<Json>& all) {
   }
 }
 
-std::string csv_field(const Json& value) {
-  std::string text;
-  if (value.is_array()) {
-    for (const Json& warning : value) text += (text.empty() ? "" : "; ") + warning.get<std::string>();
-  } else if (!value.is_null()) {
-    text = value.is_string() ? value.get<std::string>() : value.dump();
-  }
-  if (text.find_first_of(",\"\r\n") == std::string::npos) return text;
+bool is_number(const std::string& text) {
+  const bool has_plus = text.size() > 1 && text[0] == '+' && text[1] != '-';
+  const auto numbers = reals_in(text.substr(has_plus ? 1 : 0));
+  return numbers && numbers->size() == 1;
+}
+
+// Whether a spreadsheet would take a cell with this text for a formula. Those that begin with an apostrophe are told
+// apart from those that are given one.
+bool needs_apostrophe(const std::string& text) {
+  constexpr std::array<std::string_view, 12> kBegins{"=", "+", "-", "@", "\t", "\r", "\n", "＝", "＋", "－", "＠", "'"};
+  const auto begins = [&](std::string_view begin) { return text.starts_with(begin); };
+  return std::ranges::any_of(kBegins, begins) && !is_number(text);
+}
+
+std::string csv_quoted(const std::string& text) {
   std::string quoted = "\"";
   for (const char c : text) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
   return quoted + "\"";
+}
+
+// Exact for programs, but for the apostrophe that makes it a text for spreadsheets; printable on terminals.
+std::string csv_text(const std::string& exact, bool is_terminal) {
+  const std::string text = is_terminal ? printable(exact) : exact;
+  if (needs_apostrophe(text)) return csv_quoted("'" + text);
+  return text.find_first_of(",\"\r\n") == std::string::npos ? text : csv_quoted(text);
+}
+
+std::string csv_field(const Json& value, bool is_terminal) {
+  if (value.is_null()) return "";
+  if (value.is_string()) return csv_text(value.get<std::string>(), is_terminal);
+  if (!value.is_array()) return value.dump();
+  std::string warnings;
+  for (const Json& warning : value) warnings += (warnings.empty() ? "" : "; ") + warning.get<std::string>();
+  return csv_text(warnings, is_terminal);
 }
 
 // The names stand above, also when there are no frames.
@@ -217,17 +244,37 @@ void print_csv(const std::vector<Json>& all) {
   std::vector<std::string> fields;
   for (const auto& [name, value] : names.items()) fields.push_back(name);
   std::printf("%s\n", CLI::detail::join(fields, ",").c_str());
+  const bool is_terminal = isatty(STDOUT_FILENO) == 1;
   for (const Json& values : all) {
-    std::ranges::transform(values, fields.begin(), csv_field);
+    std::ranges::transform(values, fields.begin(), [=](const Json& value) { return csv_field(value, is_terminal); });
     const std::string line = CLI::detail::join(fields, ",") + "\n";
     std::fwrite(line.data(), 1, line.size(), stdout);  // texts may hold a NUL
   }
 }
 
+// On one line. Within texts, escapes of the language stand for all that is unprintable, also where it is none of ASCII.
+std::string json_line(const Json& values) {
+  const std::string dumped = values.dump();
+  std::string_view rest = dumped;
+  std::string line;
+  while (!rest.empty()) {
+    const auto [bytes, code] = first_character(rest);
+    if (code && is_unprintable(*code)) {
+      std::array<char, 8> escape{};
+      std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(*code) & 0xFFFF);
+      line.append(escape.data());
+    } else {
+      line.append(rest.substr(0, bytes));
+    }
+    rest.remove_prefix(bytes);
+  }
+  return line;
+}
+
 // An array with an object on each line.
 void print_json(const std::vector<Json>& all) {
   std::printf("[");
-  for (const Json& values : all) std::printf("%s\n%s", &values == all.data() ? "" : ",", values.dump().c_str());
+  for (const Json& values : all) std::printf("%s\n%s", &values == all.data() ? "" : ",", json_line(values).c_str());
   std::printf("\n]\n");
 }
 
@@ -303,7 +350,8 @@ Action define_info(CLI::App& command, const Settings& settings) {
   command.footer(
       "Of several frames, what they have in common stands above a table of the rest.\n"
       "Minimum, maximum and mean leave out pixels whose count is unknown, as it\n"
-      "overflowed.\n"
+      "overflowed. In CSV, an apostrophe stands before texts that spreadsheets would\n"
+      "take for formulas.\n"
       "\nExamples:\n"
       "  xrdimage info frame.mar2300\n"
       "  xrdimage info data/*.mccd\n"

@@ -278,6 +278,96 @@ TEST_F(Info, ControlCharactersReachNoTerminal) {
             std::string::npos);
 }
 
+// The bytes of another encoding, and what reorders a line.
+TEST_F(Info, BytesThatAreNoTextReachNoTerminal) {
+  const Result result = place_.xrdimage(
+      "info -j 1 'no\x9B"
+      "1mfile' 'Mä\xE4rz€' 'x\u202E\u2028y'");
+  EXPECT_EQ(result.err,
+            "xrdimage: no?1mfile: No such file or directory\n"
+            "xrdimage: Mä?rz€: No such file or directory\n"
+            "xrdimage: x??y: No such file or directory\n");
+  place_.write("M\xE4rz", test::small_mar345());
+  // What is no UTF-8 has been replaced already, so that all forms tell the same.
+  EXPECT_TRUE(place_.xrdimage("info 'M\xE4rz'").out.starts_with("file:             M\uFFFDrz\n"));
+}
+
+TEST_F(Info, JsonHasEscapesForWhatIsUnprintable) {
+  std::string bytes = test::small_mar345();
+  bytes.replace(bytes.find("Mon Jun"), 7, "\x7F\u009B\u202E");
+  const std::string name = "ä\u0080\u009F\u2029\x1B€\\.mar2300";
+  place_.write(name, bytes);
+  const std::string out = place_.xrdimage("info --json '" + name + "'").out;
+  EXPECT_NE(out.find(R"("file":"ä\u0080\u009f\u2029\u001b€\\.mar2300")"), std::string::npos) << out;
+  EXPECT_NE(out.find(R"("date":"\u007f\u009b\u202e)"), std::string::npos) << out;
+  const json values = json::parse(out)[0];
+  EXPECT_EQ(values["file"], name);
+  EXPECT_TRUE(values["date"].get<std::string>().starts_with("\x7F\u009B\u202E"));
+}
+
+// The first field of the first frame, as a reader of CSV has it.
+std::string first_csv_field(const std::string& table) {
+  const std::size_t begin = table.find('\n') + 1;
+  if (table.at(begin) != '"') return table.substr(begin, table.find(',', begin) - begin);
+  std::string field;
+  for (std::size_t at = begin + 1; table.at(at) != '"' || table.at(at + 1) == '"'; ++at) {
+    if (table[at] == '"') ++at;
+    field += table[at];
+  }
+  return field;
+}
+
+TEST_F(Info, CsvHasNoFormulas) {
+  for (const char* name : {"=1+1",   "=HYPERLINK(\"http:x\",\"y\")",
+                           "+1+2",   "-a",
+                           "-1.edf", "@SUM(A1)",
+                           "\tx",    "\r=1",
+                           "\n=1",   "+-5",
+                           "-inf",   "-nan",
+                           "-0x10",  "+",
+                           "-",      "-1,2",
+                           "=",      "＝1",
+                           "＋1",    "－1",
+                           "＠x",    "'",
+                           "'=1"}) {
+    place_.write(std::string("./") + name, test::small_mar345());
+    place_.write("list", std::string(name) + '\0');
+    const Result result = place_.xrdimage("info --csv --files-from list");
+    EXPECT_EQ(result.status, 0) << name << result.err;
+    EXPECT_NE(result.out.find("\n\"'"), std::string::npos) << name << result.out;
+    EXPECT_EQ(first_csv_field(result.out), std::string("'") + name) << result.out;
+  }
+}
+
+TEST_F(Info, CsvLeavesNumbersAndOtherTextsAsTheyAre) {
+  for (const char* name : {"-1", "+1.5e3", "-0.25", "+7", "-1e-5", "1=1", "a@b", " =1", "x'y", "a\u009Bb"}) {
+    place_.write(std::string("./") + name, test::small_mar345());
+    place_.write("list", std::string(name) + '\0');
+    const Result result = place_.xrdimage("info --csv --files-from list");
+    EXPECT_TRUE(result.out.substr(result.out.find('\n') + 1).starts_with(std::string(name) + ",mar345,")) << result.out;
+  }
+  EXPECT_NE(place_.xrdimage("info --csv a.mar2300 --beam=-5,-2.5").out.find(",-5.0,-2.5,"), std::string::npos);
+}
+
+TEST_F(Info, CsvHasNoFormulasInTextsOfHeaders) {
+  const std::string fields = "Dim_1 = 1 ;\nDim_2 = 1 ;\nDataType = UnsignedShort ;\n";
+  place_.write("frame.edf", "{\n" + fields + "Detector = =cmd|' /C calc'!A0 ;\n}\n12");
+  const std::string table = place_.xrdimage("info --csv frame.edf").out;
+  EXPECT_NE(table.find(",\"'=cmd|' /C calc'!A0\","), std::string::npos) << table;
+}
+
+// script(1) runs the command on a terminal of its own, where lines end with a carriage return, too.
+TEST_F(Info, CsvOnATerminalIsPrintable) {
+  place_.write("a\nb\x1B]0;\u009Bc,\".mar2300", test::small_mar345());
+  place_.write("list", std::string("a\nb\x1B]0;\u009Bc,\".mar2300") + '\0');
+  const std::string command = "info --csv --files-from list";
+  const std::string piped = place_.xrdimage(command).out;
+  EXPECT_EQ(first_csv_field(piped), "a\nb\x1B]0;\u009Bc,\".mar2300");
+  const std::string shown = place_.run("script -qec \"$xrdimage " + command + "\" /dev/null </dev/null").out;
+  EXPECT_NE(shown.find("\r\n\"a?b?]0;?c,\"\".mar2300\",mar345,2,2,"), std::string::npos) << shown;
+  EXPECT_EQ(shown.find('\x1B'), std::string::npos);
+}
+
 class InfoOfRawFiles : public testing::Test {
  protected:
   InfoOfRawFiles() { place_.write("dump.raw", std::string("\x01\0\x02\0\x03\0\x04\0\x0A\0\xFF\xFF", 12)); }
