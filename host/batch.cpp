@@ -22,6 +22,7 @@
 #include "host/numbers.h"
 #include "host/print.h"
 #include "host/signals.h"
+#include "host/standard_output.h"
 #include "support/files.h"
 
 namespace host {
@@ -74,7 +75,12 @@ TaskResult attempt(const std::function<std::string(std::size_t)>& work, std::siz
 }
 
 [[noreturn]] void work_and_exit(const std::function<std::string(std::size_t)>& work, std::size_t task, int result) {
-  const TaskResult outcome = attempt(work, task);
+  TaskResult outcome = attempt(work, task);
+  try {
+    finish_standard_output();
+  } catch (const OutputError& error) {
+    outcome = {TaskResult::State::kUnheard, error.what()};
+  }
   write_all(result, outcome.text);
   std::fflush(nullptr);
   _exit(status_of(outcome.state));  // without the exit handlers, which are the parent's
@@ -153,7 +159,8 @@ TaskResult finish(Worker& worker) {
     return {TaskResult::State::kCrashed,
             std::string("the process that worked on it was ended: ") + strsignal(WTERMSIG(status))};
   }
-  for (const TaskResult::State state : {TaskResult::State::kSucceeded, TaskResult::State::kFailed}) {
+  using State = TaskResult::State;
+  for (const State state : {State::kSucceeded, State::kFailed, State::kUnheard}) {
     if (WEXITSTATUS(status) == status_of(state)) return {state, worker.text};
   }
   return {TaskResult::State::kCrashed, worker.text};
@@ -185,6 +192,7 @@ void wait_for_some(std::vector<Worker>& workers, const std::function<void(std::s
     const std::size_t task = workers[i].task;
     const TaskResult result = finish(workers[i]);
     workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
+    if (result.state == TaskResult::State::kUnheard) throw OutputError(result.text);
     finished(task, result);
   }
 }

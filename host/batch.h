@@ -34,10 +34,10 @@ inline bool is_in_shard(std::size_t position, const Shard& shard) {
   return position % shard.parts == shard.part - 1;
 }
 
-// How a task went, and its text: the result, the message of the Failure that it threw, or else what ended it: a signal
-// to its process, or another exception.
+// How a task went, and its text: the result, the message of the Failure that it threw, what is wrong with standard
+// output, or else what ended it: a signal to its process, or another exception.
 struct TaskResult {
-  enum class State { kSucceeded, kFailed, kCrashed };
+  enum class State { kSucceeded, kFailed, kUnheard, kCrashed };
   State state = State::kSucceeded;
   std::string text;
 };
@@ -48,7 +48,7 @@ std::string failure_line(const std::string& path, const TaskResult& result);
 // Runs work(0) to work(count - 1), each in a process of its own, so that a task that crashes takes no other with it and
 // leaves no memory behind; at most `jobs` at a time (0: one per processor). What work returns is handed to `finished`
 // in the order in which tasks end, and so is the message of the Failure that it throws. An interrupt ends all of them,
-// and then this process.
+// and then this process; so does, by an OutputError, a standard output that does not take what work prints.
 void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
                const std::function<void(std::size_t, const TaskResult&)>& finished);
 

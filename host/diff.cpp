@@ -116,8 +116,7 @@ Action define_diff(CLI::App& command, const Settings& settings) {
       "  xrdimage diff old/frame.img new/frame.img && echo same");
   return [options, &settings] {
     try {
-      const int status = run(*options, settings);
-      return std::fflush(stdout) == 0 ? status : kTrouble;
+      return run(*options, settings);
     } catch (const std::bad_alloc&) {
       std::fputs(failure_line("not enough memory").c_str(), stderr);
     } catch (const std::exception& failure) {

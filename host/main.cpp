@@ -4,12 +4,9 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <array>
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <exception>
 #include <memory>
 #include <new>
@@ -19,6 +16,7 @@
 #include "host/help.h"
 #include "host/print.h"
 #include "host/program.h"
+#include "host/standard_output.h"
 
 namespace {
 
@@ -102,27 +100,36 @@ int run(int argc, char** argv) {
   return 0;
 }
 
-int report(const char* message) {
+int report(const char* message, int status) {
   std::fflush(stdout);
   std::fputs(host::failure_line(message).c_str(), stderr);
-  return 1;
+  return status;
+}
+
+// Standard output may be in trouble beside.
+int run_and_report(int argc, char** argv) {
+  constexpr int kFailed = 1;
+  try {
+    return run(argc, argv);
+  } catch (const host::OutputError&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return report("not enough memory", kFailed);
+  } catch (const std::exception& failure) {
+    return report(failure.what(), kFailed);
+  }
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  int status = 0;
   try {
+    host::require_standard_output();
     prepare_process();
-    status = run(argc, argv);
-  } catch (const std::bad_alloc&) {
-    status = report("not enough memory");
+    const int status = run_and_report(argc, argv);
+    host::finish_standard_output();
+    return status;
   } catch (const std::exception& failure) {
-    status = report(failure.what());
+    return report(failure.what(), host::kOutputTrouble);
   }
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
-    std::fprintf(stderr, "xrdimage: standard output cannot be written: %s\n", std::strerror(errno));
-    status = std::max(status, 1);
-  }
-  return status;
 }

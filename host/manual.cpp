@@ -108,7 +108,7 @@ void print_manual(const CLI::App& app) {
   for (const CLI::App* command : subcommands(app)) page += command_section(*command);
   page +=
       ".SH EXIT STATUS\n0 on success, 1 when a frame could not be read or written (diff: when frames differ), 2 when "
-      "the command line is wrong (diff: also when a frame cannot be read).\n"
+      "the command line is wrong or standard output is closed or full (diff: also when a frame cannot be read).\n"
       ".SH ENVIRONMENT\n.TP\n\\fBDISPLAY\\fR, \\fBWAYLAND_DISPLAY\\fR\nview opens a window when one of them is set.\n"
       ".TP\n\\fBPATH\\fR\nFolders with viewers; those that are not absolute are passed over.\n"
       ".TP\n\\fBCOLORTERM\\fR\ntruecolor or 24bit: the terminal has all colours.\n"

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstdio>
 
 #include "tests/host/program.h"
 
@@ -84,18 +85,108 @@ TEST(Program, WrongArgumentsAreOneLineOnStandardError) {
   }
 }
 
-TEST(Program, AnUnwritableStandardOutputIsAnError) {
+TEST(Program, WordsOfTheUserSteerNoTerminal) {
   const test::Workplace place;
-  const Result result = place.run("\"$xrdimage\" --help >/dev/full");
-  EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "xrdimage: standard output cannot be written: No space left on device\n");
+  for (const std::string arguments :
+       {"--%", "info a --size %", "info a --depth %", "info a --format %", "info a --shard %", "convert a -o b --to %",
+        "view a --range %", "view a --rings %", "completion %", "sample a --size %", "diff a b %"}) {
+    const std::string hostile = "'x\x1B]0;\u009B\x9B\u202E\n\x7F'";
+    const Result result = place.xrdimage(std::string(arguments).replace(arguments.find('%'), 1, hostile));
+    EXPECT_EQ(result.status, 2) << arguments;
+    EXPECT_NE(result.err.find("x?]0;?????"), std::string::npos) << result.err;
+    EXPECT_EQ(result.err.find_first_of("\x1B\x9B\x7F\xE2"), std::string::npos) << result.err;
+    EXPECT_EQ(std::ranges::count(result.err, '\n'), 1) << result.err;
+  }
 }
 
-TEST(Program, ClosedStandardStreamsDoNoHarm) {
+// Those that print something when all is well, or have it to do at the end.
+class StandardOutput : public testing::Test {
+ protected:
+  StandardOutput() {
+    place_.write("a.mar2300", test::small_mar345());
+    place_.write("b.mar2300", test::small_mar345());
+    place_.write("list", "a.mar2300\nb.mar2300\n");
+  }
+
+  const std::vector<std::string> talkative_{"",
+                                            "--help",
+                                            "--help-all",
+                                            "--version",
+                                            "convert --help",
+                                            "completion bash",
+                                            "completion zsh",
+                                            "manual",
+                                            "info a.mar2300",
+                                            "info --json a.mar2300 b.mar2300",
+                                            "info --csv -j 2 --files-from list",
+                                            "diff a.mar2300 b.mar2300",
+                                            "convert a.mar2300 -o out.raw",
+                                            "sample out.raw --size 64",
+                                            "view --terminal a.mar2300",
+                                            "view --classic a.mar2300"};
+  const std::vector<std::string> others_{"convert a.mar2300 b.mar2300 -o out/ --to raw",
+                                         "convert a.mar2300 b.mar2300 -o out/ --to raw -j 2 -v --classic",
+                                         "info missing.mar2300",
+                                         "diff a.mar2300 missing.mar2300",
+                                         "--bogus",
+                                         "convert a.mar2300"};
+  const std::vector<std::string> files_{"a.mar2300", "b.mar2300", "list"};
+  test::Workplace place_;
+};
+
+TEST_F(StandardOutput, IsToBeOpenForWritingBeforeAnythingIsDone) {
+  std::vector<std::string> all = talkative_;
+  all.insert(all.end(), others_.begin(), others_.end());
+  for (const std::string& arguments : all) {
+    for (const char* output : {">&-", "1</dev/null"}) {
+      const Result result = place_.run("exec \"$xrdimage\" " + arguments + " " + output);
+      EXPECT_EQ(result.status, 2) << arguments;
+      EXPECT_EQ(result.err, "xrdimage: standard output is not open for writing\n") << arguments;
+      EXPECT_EQ(place_.files(), files_) << arguments;
+    }
+    EXPECT_EQ(place_.run("exec \"$xrdimage\" " + arguments + " <&- >&- 2>&-").status, 2) << arguments;
+    EXPECT_EQ(place_.files(), files_) << arguments;
+  }
+}
+
+TEST_F(StandardOutput, OnAFullDeviceIsAnErrorOfTheSameStatus) {
+  for (const std::string& arguments : talkative_) {
+    const Result result = place_.run("exec \"$xrdimage\" " + arguments + " >/dev/full");
+    EXPECT_EQ(result.status, 2) << arguments;
+    EXPECT_TRUE(result.err.ends_with("xrdimage: standard output cannot be written: No space left on device\n") ||
+                result.err.ends_with("xrdimage: standard output cannot be written completely; is the disk full?\n"))
+        << arguments << result.err;
+  }
+  EXPECT_EQ(place_.run("\"$xrdimage\" --help >/dev/full").err,
+            "xrdimage: standard output cannot be written: No space left on device\n");
+}
+
+// The lines of --verbose are the workers' own.
+TEST_F(StandardOutput, OnAFullDeviceEndsABatch) {
+  for (const char* name : {"c.raw", "d.raw"}) place_.write(name, std::string(8, '\0'));
+  for (const char* command : {"convert -o out/ --to raw", "info"}) {
+    const Result result = place_.run(std::string("exec \"$xrdimage\" ") + command +
+                                     " -v --classic --size 2x2 c.raw d.raw missing.raw -j 1 >/dev/full");
+    EXPECT_EQ(result.status, 2) << command;
+    EXPECT_EQ(result.err, "xrdimage: standard output cannot be written: No space left on device\n");
+  }
+}
+
+TEST_F(StandardOutput, OnAFullDeviceDoesNotHideAnotherError) {
+  const Result result = place_.run("exec \"$xrdimage\" info -v --classic --format tiff a.mar2300 >/dev/full");
+  EXPECT_EQ(result.status, 2);
+  EXPECT_NE(result.err.find("xrdimage: a.mar2300: "), std::string::npos) << result.err;
+  EXPECT_NE(result.err.find("\nxrdimage: standard output cannot be written"), std::string::npos) << result.err;
+}
+
+TEST(Program, AClosedStandardInputOrErrorDoesNoHarm) {
   const test::Workplace place;
   place.write("frame.mar2300", test::small_mar345());
-  EXPECT_EQ(place.run("exec \"$xrdimage\" convert frame.mar2300 -o out.raw <&- >&- 2>&-").status, 0);
-  EXPECT_EQ(test::read_file("out.raw"), std::string("\x05\0\x05\0\xFF\xFF\xFF\xFF", 8));
+  for (const char* closed : {"<&-", "2>&-", "<&- 2>&-"}) {
+    EXPECT_EQ(place.run(std::string("exec \"$xrdimage\" convert frame.mar2300 -o out.raw ") + closed).status, 0);
+    EXPECT_EQ(test::read_file("out.raw"), std::string("\x05\0\x05\0\xFF\xFF\xFF\xFF", 8));
+    std::remove("out.raw");
+  }
 }
 
 }  // namespace
