@@ -19,6 +19,7 @@
 #include "host/frames/frame.h"
 #include "host/frames/header_values.h"
 #include "host/new_file.h"
+#include "host/printable.h"
 #include "host/synthetic_frame.h"
 #include "host/writers/writers.h"
 #include "library_call.h"
@@ -90,7 +91,7 @@ frames::LoadOptions options_of(const std::optional<std::string>& format, const s
   frames::LoadOptions options;
   if (format) {
     options.format = frames::format_of_keyword(*format);
-    if (!options.format) throw py::value_error("there is no format " + *format);
+    if (!options.format) throw py::value_error("there is no format " + host::printable(*format));
   }
   if (size) options.size = {size->first, size->second};
   options.depth = depth;
@@ -114,7 +115,7 @@ py::tuple load(const std::string& path, const std::optional<std::string>& format
     raise_frame_error(error.what());
   }
   py::list notes;
-  for (const std::string& note : frame.notes) notes.append(text_of(note));
+  for (const std::string& note : frame.notes) notes.append(message_of(note));
   const py::array mask = mask_of(frame);
   py::dict header;
   frames::visit_header(frame.header, ToFields{header});
@@ -143,7 +144,7 @@ constexpr std::array<Writer, 7> kWriters{{
 
 const Writer& writer_of(const std::string& format) {
   const auto* const found = std::ranges::find(kWriters, format, &Writer::format);
-  if (found == kWriters.end()) throw py::value_error("there is no format " + format);
+  if (found == kWriters.end()) throw py::value_error("there is no format " + host::printable(format));
   return *found;
 }
 
@@ -192,7 +193,7 @@ py::list save(const std::string& path, const Image& counts, bool is_signed, cons
   host::Remarks remarks;
   write_new_file(path, [&](std::FILE* stream) { writer.write(frame, {.bits = bits}, stream, remarks); });
   py::list warnings;
-  for (const std::string& warning : remarks.warnings) warnings.append(text_of(warning));
+  for (const std::string& warning : remarks.warnings) warnings.append(message_of(warning));
   return warnings;
 }
 
@@ -231,6 +232,7 @@ PYBIND11_MODULE(_core, module) {
   module.def("save", save, py::arg(), py::arg().noconvert(), py::arg(), py::arg().noconvert(), py::arg(), py::arg(),
              py::arg());
   module.def("sample", sample);
+  module.def("printable", [](const py::bytes& text) { return message_of(text); });
   define_files(module);
   define_streams(module);
   define_operations(module);

@@ -1,12 +1,17 @@
 #include "library_call.h"
 
+#include <tiffio.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "errors.h"
+#include "host/printable.h"
 #include "support/assertion.h"
 
 namespace python {
@@ -45,7 +50,7 @@ void raise_os_error(int error, const std::string& path) {
 }
 
 void raise_frame_error(const std::string& text) {
-  PyErr_SetObject(frame_error(), text_of(text).ptr());
+  PyErr_SetObject(frame_error(), message_of(text).ptr());
   throw py::error_already_set();
 }
 
@@ -56,16 +61,27 @@ py::str text_of(const std::string& utf8) {
   return text;
 }
 
+py::str message_of(const std::string& text) {
+  return text_of(host::printable(text));
+}
+
+namespace {
+
+py::object logger() {
+  return py::module_::import("logging").attr("getLogger")("xrdimage");
+}
+
+}  // namespace
+
 void log_lines(const std::vector<std::string>& lines) {
-  if (lines.empty()) return;
-  const py::object logger = py::module_::import("logging").attr("getLogger")("xrdimage");
   for (const std::string& line : lines) {
     const bool is_warning = line.find("WARNING") != std::string::npos || line.find("ERROR") != std::string::npos;
-    if (!line.empty()) logger.attr(is_warning ? "warning" : "info")("%s", text_of(line));
+    if (!line.empty()) logger().attr(is_warning ? "warning" : "info")("%s", message_of(line));
   }
 }
 
 void finish_call(const CallOutcome& outcome, const CallOptions& options) {
+  for (const std::string& message : outcome.tiff_messages) logger().attr("warning")("%s", message_of(message));
   if (outcome.open_error != 0 && options.path != nullptr) raise_os_error(outcome.open_error, *options.path);
   const std::vector<std::string>& errors = outcome.report.errors;
   if (!errors.empty() && !options.errors_are_results) {
@@ -208,6 +224,43 @@ int __wrap_fclose(std::FILE* stream) {
     call->closed = stream;
   }
   return __real_fclose(stream);
+}
+
+// libtiff's handlers are the process', in which others use libtiff, too: those of this module's files take their place.
+static int gather_tiff_message(tiff* /*image*/, void* /*user_data*/, const char* module, const char* format,
+                               std::va_list values) {
+  std::array<char, 500> text{};
+  std::vsnprintf(text.data(), text.size(), format, values);
+  constexpr std::size_t kMost = 100;  // a damaged file may have one for each of a million strips
+  constexpr int kIsDealtWith = 1;
+  LibraryCall* const call = python::current_call;
+  if (call == nullptr || call->tiff_messages.size() > kMost) return kIsDealtWith;
+  const bool is_last = call->tiff_messages.size() == kMost;
+  call->tiff_messages.push_back(is_last ? "libtiff: more of these are left out"
+                                        : std::string(module == nullptr ? "libtiff" : module) + ": " + text.data());
+  return kIsDealtWith;
+}
+
+static int gather_tiff_warning(tiff* image, void* user_data, const char* module, const char* format,
+                               std::va_list values) {
+  const LibraryCall* const call = python::current_call;
+  if (call == nullptr || !call->has_tiff_warnings) return 1;
+  return gather_tiff_message(image, user_data, module, format, values);
+}
+
+tiff* __wrap_TIFFOpen(const char* path, const char* mode) {
+  const std::unique_ptr<TIFFOpenOptions, decltype(&TIFFOpenOptionsFree)> options(TIFFOpenOptionsAlloc(),
+                                                                                 TIFFOpenOptionsFree);
+  if (!options) return nullptr;
+  TIFFOpenOptionsSetErrorHandlerExtR(options.get(), gather_tiff_message, nullptr);
+  TIFFOpenOptionsSetWarningHandlerExtR(options.get(), gather_tiff_warning, nullptr);
+  return TIFFOpenExt(path, mode, options.get());
+}
+
+// Where the library wants no warnings for the rest of the process, there are none for the rest of the call.
+TIFFErrorHandler __wrap_TIFFSetWarningHandler(TIFFErrorHandler handler) {
+  if (python::current_call != nullptr) python::current_call->has_tiff_warnings = handler != nullptr;
+  return nullptr;
 }
 
 }  // extern "C"

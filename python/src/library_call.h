@@ -31,6 +31,8 @@ class LibraryCall {
   static LibraryCall* current();
 
   std::string printed;
+  std::vector<std::string> tiff_messages;  // libtiff's errors and warnings
+  bool has_tiff_warnings = true;
   int open_error = 0;            // why the last file could not be opened
   std::vector<std::FILE*> open;  // streams that the call opened
   std::FILE* closed = nullptr;   // the last stream that it closed
@@ -44,7 +46,10 @@ class LibraryCall {
 [[noreturn]] void raise_os_error(int error, const std::string& path);
 [[noreturn]] void raise_frame_error(const std::string& text);
 
+// What is no UTF-8 is replaced.
 py::str text_of(const std::string& utf8);
+// A message, which may reach a terminal.
+py::str message_of(const std::string& text);
 
 // Sends lines to Python's logging, as messages of the logger "xrdimage".
 void log_lines(const std::vector<std::string>& lines);
@@ -57,10 +62,11 @@ struct CallOptions {
 
 struct CallOutcome {
   host::LibraryReport report;
+  std::vector<std::string> tiff_messages;
   int open_error = 0;
 };
 
-// Raises what the outcome of a call tells, or else logs its lines.
+// Raises what the outcome of a call tells, or else logs its lines. What libtiff says of the file is logged before.
 void finish_call(const CallOutcome& outcome, const CallOptions& options);
 
 // Runs the function without Python's lock.
@@ -73,6 +79,7 @@ CallOutcome run_call(const CallOptions& options, Function function) {
     LibraryCall call(options.answer);
     function();
     printed = call.printed;
+    outcome.tiff_messages = call.tiff_messages;
     outcome.open_error = call.open_error;
   }
   outcome.report = host::parse_library_output(printed);

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import ctypes
 import inspect
 import io
 import logging
@@ -146,14 +147,72 @@ def test_saint_frames() -> None:
     assert (classic.read_saint("b.sfrm", (5, 3)) == samples).all()
 
 
-def test_tiff_frames(capfd: pytest.CaptureFixture[str]) -> None:
+def test_tiff_frames() -> None:
     samples = samples_of(30, 20)
     xrdimage.save("a.tif", samples, bits=16)
     assert (classic.read_tiff("a.tif") == samples.view(np.int16).astype(np.int32).view(np.uint32)).all()
+
+
+UNKNOWN_TAG = struct.pack("<HHII", 65000, 4, 1, 7)  # of which libtiff warns
+
+
+def add_unknown_tag(name: str) -> None:
+    """Puts a tag behind the last of those in a TIFF file's directory, which lies at the file's end then."""
+    data = bytearray(Path(name).read_bytes())
+    (directory,) = struct.unpack_from("<I", data, 4)
+    (count,) = struct.unpack_from("<H", data, directory)
+    entries = bytes(data[directory + 2 : directory + 2 + 12 * count])
+    struct.pack_into("<I", data, 4, len(data))
+    Path(name).write_bytes(bytes(data) + struct.pack("<H", count + 1) + entries + UNKNOWN_TAG + bytes(4))
+
+
+def test_what_libtiff_says_is_logged(capfd: pytest.CaptureFixture[str], caplog: pytest.LogCaptureFixture) -> None:
+    name = "b\x1b]0;\u009b.tif"
+    Path(name).write_bytes(b"no TIFF")
+    with pytest.raises(FrameError, match=r"^reading file b\?\]0;\?\.tif$"):
+        classic.read_tiff(name)
+    assert [record.levelname for record in caplog.records] == ["WARNING"]
+    assert caplog.messages == ["b?]0;?.tif: Cannot read TIFF header"]
+    caplog.clear()
+    xrdimage.save(name, samples_of(3, 2), bits=16)
+    add_unknown_tag(name)
+    assert classic.read_tiff(name).shape == (3, 2)
+    assert any("65000" in message for message in caplog.messages)
+    assert all(message.isprintable() for message in caplog.messages)
+    assert capfd.readouterr().err == ""
+
+
+def test_messages_of_libtiff_have_an_end(caplog: pytest.LogCaptureFixture) -> None:
+    entries = [(256, 1), (257, 1000), (258, 16), (259, 1), (262, 1), (273, 8), (277, 1), (278, 1), (279, 4008)]
+    kinds = {273: (1000, 200), 279: (1000, 200)}  # arrays of 1000 numbers, which lead beyond the end
+    directory = struct.pack("<2sHIH", b"II", 42, 8, len(entries))
+    for tag, value in entries:
+        count, value = kinds.get(tag, (1, value))
+        directory += struct.pack("<HHII", tag, 4, count, value)
+    Path("strips.tif").write_bytes(directory.ljust(200, b"\0") + struct.pack("<I", 1_000_000) * 1000)
+    assert classic.read_tiff("strips.tif").shape == (1000, 1)
+    assert len(caplog.messages) == 101
+    assert caplog.messages[-1] == "libtiff: more of these are left out"
+
+
+def test_others_keep_their_handlers_of_libtiff() -> None:
+    heard: List[bytes] = []
+    handler_type = ctypes.CFUNCTYPE(None, ctypes.c_char_p, ctypes.c_char_p, ctypes.c_void_p)
+    handler = handler_type(lambda module, text, values: heard.append(text))
+    libtiff = ctypes.CDLL("libtiff.so.6")
+    setters = [libtiff.TIFFSetErrorHandler, libtiff.TIFFSetWarningHandler]
+    for setter in setters:
+        setter.restype = ctypes.c_void_p
+        setter.argtypes = [ctypes.c_void_p]
+    ours = ctypes.cast(handler, ctypes.c_void_p).value
+    before = [setter(ours) for setter in setters]
+    mar_ccd_file(samples_of(9, 8))
+    classic.read_mar_ccd("a.mccd")
     Path("b.tif").write_bytes(b"no TIFF")
-    with pytest.raises(FrameError, match="^reading file b.tif$"):
+    with pytest.raises(FrameError):
         classic.read_tiff("b.tif")
-    assert "b.tif" in capfd.readouterr().err  # libtiff's own message
+    assert [setter(old) for setter, old in zip(setters, before)] == [ours, ours]
+    assert heard == []
 
 
 def mar_ccd_file(samples: Array) -> None:

@@ -8,6 +8,7 @@ import gzip
 import hashlib
 import json
 import os
+import re
 import resource
 import subprocess
 import sys
@@ -418,6 +419,38 @@ def test_interrupts_stay_pythons(lab6: Path) -> None:
         for _ in range(1000):
             pass
     assert before == [signal.getsignal(number) for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)]
+
+
+STEERING = "\x1b[31m\x7f\u009b\u202e\n"
+
+
+def test_messages_steer_no_terminal(caplog: pytest.LogCaptureFixture) -> None:
+    name = os.fsencode(f"b{STEERING}") + b"\x9b\xe4"
+    shown = "b?[31m??????"
+    Path(os.fsdecode(name)).write_bytes(bytes(7))
+    with pytest.raises(FrameError, match="^" + re.escape(shown + ": is of no known format")):
+        xrdimage.load(name)
+    os.mkfifo(name + b"f")
+    with pytest.raises(FrameError, match="^" + re.escape(shown + "f: is not a regular file")):
+        xrdimage.load(name + b"f")
+    pixels = np.zeros((2, 2), np.uint32)
+    with pytest.raises(ValueError, match="^" + re.escape(shown + ": the name must end in")):
+        xrdimage.save(name, pixels)
+    with pytest.raises(ValueError, match="^" + re.escape("there is no format " + shown[1:-2])):
+        xrdimage.load(name, format=STEERING)
+    with pytest.warns(FrameWarning, match="^" + re.escape(shown + ".img: 4 pixels above")):
+        xrdimage.save(name + b".img", pixels + 70000)
+    with caplog.at_level("INFO", "xrdimage"):
+        xrdimage.classic.write_zimg(name, pixels)
+    # The line feed ends a line of the library's, whose bytes that are no UTF-8 are ISO-8859-1.
+    assert caplog.messages[-1] == "?ä written"
+    assert all(message.isprintable() for message in caplog.messages)
+
+
+def test_letters_stay_in_messages() -> None:
+    Path("für_€.raw").write_bytes(bytes(7))
+    with pytest.raises(FrameError, match="^für_€.raw: "):
+        xrdimage.load("für_€.raw")
 
 
 def test_samples_are_the_programs(lab6: Path) -> None:

@@ -143,7 +143,7 @@ def load(
     xrdimage.FrameError: counts.raw: is truncated: has 6 of 9 pixels
     """
     name = _checks.readable(path)
-    shown = os.fsdecode(path)
+    shown = _core.printable(name)
     if not stat.S_ISREG(os.stat(path).st_mode):
         raise FrameError(f"{shown}: is not a regular file")
     if skip < 0:
@@ -191,7 +191,7 @@ def save(
     (70000, 100.0)
     """
     name = _checks.path(path)
-    shown = os.fsdecode(path)
+    shown = _core.printable(name)
     if not isinstance(frame, Frame):
         frame = Frame(np.asarray(frame))
     counts = np.asarray(frame.counts)

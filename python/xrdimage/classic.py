@@ -14,8 +14,9 @@
   stands and leave it behind the last byte in use; nobody but `fileclose` closes it. A pipe should be opened with
   `buffering=0`, since what Python has read ahead from one cannot be given back.
 - A file that cannot be opened is an OSError, what the C function prints as an ERROR is a FrameError (a ValueError) with
-  its text, and a lack of memory is a MemoryError, also where the C function ends the process. Other lines go to the
-  logger "xrdimage" of `logging`: INFO, and WARNING where they say so.
+  its text, and a lack of memory is a MemoryError, also where the C function ends the process. Other lines, and libtiff's
+  messages, go to the logger "xrdimage" of `logging`: INFO, and WARNING where they say so. In all of these, "?" stands
+  for characters of names and headers that would steer a terminal.
 - Python's other threads run on meanwhile.
 
 Files that shrink while a TIFF or MarCCD frame is read from them end the process, as libtiff maps them into memory.
@@ -322,8 +323,8 @@ def read_saint(path: Path, size: Size = None) -> Image:
 
 
 def read_tiff(path: Path) -> Image:
-    """Reads a TIFF image as signed 16-bit samples, sign-extended, whatever the tags say. libtiff prints its own
-    warnings and errors on standard error.
+    """Reads a TIFF image as signed 16-bit samples, sign-extended, whatever the tags say. What libtiff has to say
+    goes to the logger, as warnings.
 
     >>> import xrdimage
     >>> xrdimage.save("frame.tif", np.array([[1, 40000]], np.uint16), bits=16)
@@ -348,7 +349,7 @@ def read_mar_ccd_header(path: Path) -> ImageInfo:
 
 def read_mar_ccd(path: Path, distance: float = -999.0) -> MarCcdFrame:
     """Reads a MarCCD frame. Pixels from 32768 on become OVERFLOW_MARK; `overflows` is their number and the header's. A
-    distance of -999.0 is replaced by the header's. libtiff's warnings are silenced for the rest of the process.
+    distance of -999.0 is replaced by the header's. libtiff's warnings are left out.
 
     >>> import xrdimage
     >>> xrdimage.save("frame.tif", np.array([[1, 40000]], np.uint16), bits=16)
