@@ -230,11 +230,11 @@ TEST_F(View, WithoutADisplayItIsDrawnInTheTerminal) {
 
 // The terminal of script(1) answers what comes from a pipe, after the picture has been drawn by blocks.
 TEST_F(View, ALateAnswerOfTheTerminalIsNotLeftForTheShell) {
-  place_.write_script("shell",
-                      "\"$1\" view frame.mar2300 --range 0-10; echo \"status $?\"; stty -icanon min 0 time 0; cat");
+  place_.write_script(
+      "shell", "\"$1\" view frame.mar2300 --range 0-10; echo \"status $?\"; sleep 1; stty -icanon min 0 time 0; cat");
   const Result result = place_.run(
       "export TERM=xterm LC_ALL=C.UTF-8; unset NO_COLOR\n"
-      R"((sleep 1.5; printf '\033[?62;4c'; sleep 1) | script -qec "./shell $xrdimage" /dev/null)");
+      R"((sleep 1.5; printf '\033[?62;4c'; sleep 2) | script -qec "./shell $xrdimage" /dev/null)");
   EXPECT_EQ(result.status, 0);
   const std::size_t drawn = result.out.find("▀");
   ASSERT_NE(drawn, std::string::npos) << result.out;

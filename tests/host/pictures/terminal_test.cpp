@@ -294,9 +294,9 @@ TEST(AskedTerminal, WaitsEightSecondsForAnAnswerThatNeverComes) {
 
 // Before, within and behind the answer, or what looks like one.
 TEST(AskedTerminal, WhatIsTypedMeanwhileIsLost) {
-  expect_found(visit({{milliseconds{0}, "rm -r *\n\033[?6" + std::string(kSixel) + "rm -r *\n"}}),
-               TerminalGraphics::kSixel);
-  expect_found(visit({{milliseconds{0}, "rm -r *\n"}, {milliseconds{1500}, "l\n" + std::string(kSixel) + "s\n"}}),
+  const std::string much = std::string(1000, 'x') + "\n";  // more than is read at once
+  expect_found(visit({{milliseconds{0}, "rm -r *\n\033[?6" + std::string(kSixel) + much}}), TerminalGraphics::kSixel);
+  expect_found(visit({{milliseconds{0}, "rm -r *\n"}, {milliseconds{1500}, "l\n" + std::string(kSixel) + much}}),
                TerminalGraphics::kBlocks);
 }
 
