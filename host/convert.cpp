@@ -1,11 +1,16 @@
 // xrdimage convert: frames in another format, which the ending of the new file's name tells.
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/batch.h"
@@ -19,6 +24,7 @@
 #include "host/pictures/png.h"
 #include "host/print.h"
 #include "host/progress.h"
+#include "host/unfinished_file.h"
 #include "host/writers/writers.h"
 
 namespace host {
@@ -31,6 +37,7 @@ struct ConvertOptions {
   BatchOptions batch;
   OutputOptions output;
   bool skip_existing = false;
+  bool overwrite = false;
   InputOptions reading;
   std::vector<Operation> operations;
   PictureOptions picture;
@@ -73,9 +80,14 @@ std::vector<std::string> format_names() {
   return names;
 }
 
+// ".png" also for one in capitals.
+std::string ending_of(const std::string& path) {
+  return frames::lower_case(fs::path(path).extension().string());
+}
+
 // The format that is stated, or else the one that the name's ending tells.
 const Writer& writer_for(const std::string& path, const std::string& format) {
-  const std::string name = frames::lower_case(format.empty() ? fs::path(path).extension().string() : "." + format);
+  const std::string name = format.empty() ? ending_of(path) : "." + format;
   for (const Writer& writer : kWriters) {
     if (name == "." + std::string(writer.format)) return writer;
   }
@@ -83,25 +95,37 @@ const Writer& writer_for(const std::string& path, const std::string& format) {
                           ", or --to state the format");
 }
 
-void refuse_overwriting(const std::string& input, const std::string& output) {
+bool is_frame_itself(const std::string& input, const std::string& output) {
   std::error_code missing;
-  if (fs::equivalent(input, output, missing)) throw Failure(output, "is the frame itself, which is not overwritten");
+  return fs::equivalent(input, output, missing);
 }
 
-Remarks convert(const std::string& input, const std::string& output, const ConvertOptions& options,
-                const Settings& settings) {
+// People try pictures until they like them. A file of another ending may be a frame, whatever it is to become.
+Existing treatment_of_existing(const std::string& output, const ConvertOptions& options) {
+  const std::string ending = ending_of(output);
+  const bool is_picture = ending == ".png" && ending.ends_with(options.output.format);
+  return is_picture || options.overwrite ? Existing::kIsReplaced : Existing::kIsRefused;
+}
+
+struct Job {
+  std::string input;
+  std::string output;
+};
+
+Remarks convert(const Job& job, const ConvertOptions& options, const Settings& settings, Names names) {
+  const auto& [input, output] = job;
   const Writer& writer = writer_for(output, options.output.format);
-  refuse_overwriting(input, output);
+  if (is_frame_itself(input, output)) throw Failure(output, "is the frame itself, which is not overwritten");
   Remarks remarks;
   frames::Frame frame = load_input(input, options.reading, settings, remarks);
   apply_operations(frame, options.operations, input, settings, remarks);
-  NewFile file(output);
+  NewFile file(output, Interrupts::kRemoveFile, treatment_of_existing(output, options));
   try {
     writer.write(frame, options, file.stream(), remarks);
   } catch (const std::runtime_error& failure) {
     throw Failure(output, failure.what());
   }
-  file.commit();
+  file.commit(names);
   remarks.values.emplace_back("size", std::to_string(frame.width) + " x " + std::to_string(frame.height) + " pixels");
   remarks.values.emplace_back("written", output);
   return remarks;
@@ -111,14 +135,16 @@ Remarks convert(const std::string& input, const std::string& output, const Conve
 // Many frames
 // ------------------------------------------------------------------------------------------------------------------
 
-struct Job {
-  std::string input;
-  std::string output;
+// What to do in this run, and what not.
+struct Plan {
+  std::vector<Job> jobs;
+  std::size_t skipped = 0;
+  std::vector<std::string> refused;  // outputs that exist
 };
 
 bool exists(const std::string& path) {
   std::error_code error;
-  return fs::exists(path, error);
+  return fs::is_regular_file(path, error);
 }
 
 // The same for all names of a file, through folders and symbolic links.
@@ -140,20 +166,27 @@ void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<s
   }
 }
 
-// What is to be done in this run: the shard's part, without what is there already.
-std::vector<Job> jobs_of(const std::vector<std::string>& inputs, const ConvertOptions& options, std::size_t& skipped) {
+// The shard's part, without what is there already.
+Plan plan_for(const std::vector<std::string>& inputs, const ConvertOptions& options) {
   const std::vector<std::string> outputs = output_names(inputs, options.output);
-  std::vector<Job> jobs;
+  Plan plan;
+  std::vector<Job> existing;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     if (!is_in_shard(i, options.batch.shard)) continue;
-    if (options.skip_existing && exists(outputs[i])) {
-      ++skipped;
-    } else {
-      jobs.push_back({inputs[i], outputs[i]});
+    writer_for(outputs[i], options.output.format);  // before anything is read
+    const bool is_there = exists(outputs[i]);
+    if (is_there && options.skip_existing) {
+      ++plan.skipped;
+      continue;
     }
+    const bool is_refused = is_there && !is_frame_itself(inputs[i], outputs[i]) &&
+                            treatment_of_existing(outputs[i], options) == Existing::kIsRefused;
+    (is_refused ? existing : plan.jobs).push_back({inputs[i], outputs[i]});
   }
-  refuse_overwriting_others(jobs, inputs);
-  return jobs;
+  refuse_overwriting_others(plan.jobs, inputs);
+  refuse_overwriting_others(existing, inputs);
+  for (const Job& job : existing) plan.refused.push_back(job.output);
+  return plan;
 }
 
 void make_output_folder(const OutputOptions& options) {
@@ -163,13 +196,49 @@ void make_output_folder(const OutputOptions& options) {
   if (error) throw Failure(folder, error.message());
 }
 
-int convert_all(const std::vector<Job>& jobs, std::size_t skipped, const ConvertOptions& options,
-                const Settings& settings) {
+// The workers need not look into the folders, each for its frame.
+void clear_output_folders(const std::vector<Job>& jobs) {
+  std::set<fs::path> folders;
+  for (const Job& job : jobs) folders.insert(fs::path(job.output).parent_path());
+  for (const fs::path& path : folders) {
+    const xrd::Descriptor folder(open(path.empty() ? "." : path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (folder) remove_left_files(folder.number());
+  }
+}
+
+// Each once, whatever the ways to it.
+void sync_output_folders(const std::vector<std::string>& outputs) {
+  std::set<std::pair<dev_t, ino_t>> synced;
+  for (const std::string& output : outputs) {
+    const OutputPlace place = output_place(output);
+    struct stat status {};
+    if (fstat(place.folder.number(), &status) != 0) cannot_be_written(output, errno);
+    if (synced.emplace(status.st_dev, status.st_ino).second) sync_folder(place.folder, output);
+  }
+}
+
+std::string summary_of(const Plan& plan, std::size_t written, double seconds) {
+  const std::size_t refused = plan.refused.size();
+  const std::size_t failed = plan.jobs.size() - written;
+  std::string summary = std::to_string(written) + " of " + std::to_string(plan.jobs.size() + refused) +
+                        " frames converted in " + duration_text(seconds);
+  if (failed > 0) summary += ", " + std::to_string(failed) + " failed";
+  if (refused > 0) summary += ", " + std::to_string(refused) + " refused, as their files exist";
+  if (plan.skipped > 0) summary += ", " + std::to_string(plan.skipped) + " were there already";
+  return summary;
+}
+
+int convert_all(const Plan& plan, const ConvertOptions& options, const Settings& settings) {
+  const std::vector<Job>& jobs = plan.jobs;
+  for (const std::string& output : plan.refused) {
+    std::fputs(failure_line(output + ": " + kExistsAlready).c_str(), stderr);
+  }
+  clear_output_folders(jobs);
   Progress progress(jobs.size());
-  std::size_t failed = 0;
+  std::vector<std::string> written;
   const auto work = [&](std::size_t i) {
     std::string lines;
-    for (const std::string& warning : convert(jobs[i].input, jobs[i].output, options, settings).warnings) {
+    for (const std::string& warning : convert(jobs[i], options, settings, Names::kLater).warnings) {
       lines += warning_line(jobs[i].input, warning);
     }
     return lines;
@@ -179,27 +248,23 @@ int convert_all(const std::vector<Job>& jobs, std::size_t skipped, const Convert
     const std::string lines = succeeded ? result.text : failure_line(jobs[i].input, result);
     if (!lines.empty()) progress.clear();
     std::fputs(lines.c_str(), stderr);
-    failed += succeeded ? 0 : 1;
+    if (succeeded) written.push_back(jobs[i].output);
     progress.advance();
   });
   progress.clear();
-  std::string summary = std::to_string(jobs.size() - failed) + " of " + std::to_string(jobs.size()) +
-                        " frames converted in " + duration_text(progress.seconds());
-  if (failed > 0) summary += ", " + std::to_string(failed) + " failed";
-  if (skipped > 0) summary += ", " + std::to_string(skipped) + " were there already";
-  std::fprintf(stderr, "xrdimage: %s\n", summary.c_str());
-  return failed == 0 ? 0 : 1;
+  sync_output_folders(written);
+  std::fprintf(stderr, "xrdimage: %s\n", summary_of(plan, written.size(), progress.seconds()).c_str());
+  return written.size() == jobs.size() && plan.refused.empty() ? 0 : 1;
 }
 
 int run(const ConvertOptions& options, const Settings& settings) {
   const std::vector<std::string> inputs = all_files(options.batch);
-  std::size_t skipped = 0;
-  const std::vector<Job> jobs = jobs_of(inputs, options, skipped);
-  for (const Job& job : jobs) writer_for(job.output, options.output.format);  // before anything is read
+  const Plan plan = plan_for(inputs, options);
+  if (inputs.size() == 1 && !plan.refused.empty()) throw Failure(plan.refused[0], kExistsAlready, EEXIST);
   make_output_folder(options.output);
-  if (inputs.size() > 1 || jobs.empty()) return convert_all(jobs, skipped, options, settings);
-  const Remarks remarks = convert(jobs[0].input, jobs[0].output, options, settings);
-  print_remarks(jobs[0].input, remarks);
+  if (inputs.size() > 1 || plan.jobs.empty()) return convert_all(plan, options, settings);
+  const Job& job = plan.jobs[0];
+  print_remarks(job.input, convert(job, options, settings, Names::kAtOnce));
   return 0;
 }
 
@@ -221,8 +286,13 @@ Action define_convert(CLI::App& command, const Settings& settings) {
       ->check(CLI::IsMember({16, 32}))
       ->group(kGroup);
   add_batch_options(command, options->batch);
-  command.add_flag("--skip-existing", options->skip_existing, "Leave out frames whose output exists: resumes a run")
-      ->group("Many frames");
+  CLI::Option* const skip =
+      command
+          .add_flag("--skip-existing", options->skip_existing, "Leave out frames whose output exists: resumes a run")
+          ->group("Many frames");
+  command.add_flag("--overwrite", options->overwrite, "Replace existing files, not pictures alone")
+      ->excludes(skip)
+      ->group(kGroup);
   add_picture_options(command, options->picture);
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);

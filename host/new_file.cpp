@@ -9,123 +9,160 @@
 #include <climits>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
-#include <optional>
 
 #include "host/failure.h"
 #include "host/signals.h"
 
 namespace host {
 
-namespace fs = std::filesystem;
-
 namespace {
 
+constexpr mode_t kAnyPermissions = 0666;
+
 // The file that an interrupt takes away: in memory that a signal handler may read.
-std::array<char, PATH_MAX> interrupted_file{};
-volatile std::sig_atomic_t has_interrupted_file = 0;
+std::array<char, NAME_MAX + 1> interrupted_file{};
+volatile std::sig_atomic_t interrupted_folder = -1;  // none
 
 void remove_and_end(int signal) {
-  if (has_interrupted_file != 0) unlink(interrupted_file.data());
+  if (interrupted_folder >= 0) unlinkat(interrupted_folder, interrupted_file.data(), 0);
   std::signal(signal, SIG_DFL);
   raise(signal);
 }
 
-void remove_on_interrupt(const std::string& path) {
+void remove_on_interrupt(int folder, const std::string& name) {
   interrupted_file.back() = '\0';
-  std::strncpy(interrupted_file.data(), path.c_str(), interrupted_file.size() - 1);
-  has_interrupted_file = 1;
+  std::strncpy(interrupted_file.data(), name.c_str(), interrupted_file.size() - 1);
+  interrupted_folder = folder;
   for (const int signal : kInterrupts) {
     // One that was ignored, as under nohup, stays ignored.
     if (std::signal(signal, remove_and_end) == SIG_IGN) std::signal(signal, SIG_IGN);
   }
 }
 
-// Makes a file whose name is not taken, as it may be by a process of this number on another computer, or by what a
-// killed one has left. Returns its descriptor, or -1 with an error.
-int open_temporary(const fs::path& folder, std::string& path, Interrupts interrupts) {
-  constexpr int kMostAttempts = 1000;
-  const std::string prefix = ".xrdimage-" + std::to_string(getpid()) + "-";
-  int descriptor = -1;
-  // Interrupts wait until it is known which file they are to take away.
-  const xrd::BlockedSignals blocked(signal_set(kInterrupts));
-  for (int attempt = 0; descriptor < 0 && attempt < kMostAttempts; ++attempt) {
-    path = (folder / (prefix + std::to_string(attempt) + ".part")).string();
-    descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor < 0 && errno != EEXIST) break;
-  }
-  const int error = errno;
-  if (descriptor >= 0 && interrupts == Interrupts::kRemoveFile) remove_on_interrupt(path);
-  errno = error;
-  return descriptor;
+// File systems that cannot do that keep files as safe as they can.
+bool sync(int descriptor) {
+  return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
 }
 
-// What the symbolic links lead to, be it there or not.
-fs::path behind_links(fs::path path) {
-  constexpr int kMostLinks = 40;  // as the system has it
-  std::error_code error;
-  for (int links = 0; links < kMostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++links) {
-    path = path.parent_path() / fs::read_symlink(path);
-  }
-  return path;
+bool is_unknown_to_the_file_system(int error) {
+  return error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EPERM;
 }
 
-// The permissions of the file that is to be replaced; nothing when there is none. A Failure for what must not be
-// replaced.
-std::optional<mode_t> replaced_permissions(const std::string& path) {
+// Renames in the folder where nothing has the new name; as far as the file system knows how, not even something that
+// another process makes right now.
+bool rename_to_free_name(int folder, const char* from, const char* to) {
+  if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) return true;
+  if (!is_unknown_to_the_file_system(errno)) return false;
+  if (linkat(folder, from, folder, to, 0) == 0) return unlinkat(folder, from, 0) == 0;
+  if (!is_unknown_to_the_file_system(errno)) return false;
   struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return std::nullopt;
-  if (S_ISDIR(status.st_mode)) throw Failure(path, "is a directory", EISDIR);
-  // Renaming would put a file in the place of a device.
-  if (!S_ISREG(status.st_mode)) throw Failure(path, "is not a regular file", EINVAL);
-  // Renaming asks for the folder's permissions only, but who takes a file's away wants it to stay.
-  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) throw Failure(path, std::strerror(errno), errno);
-  return status.st_mode & 07777;
+  if (fstatat(folder, to, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return errno == ENOENT && renameat(folder, from, folder, to) == 0;
+}
+
+// Those that the new file takes over: for its group only when that is the same.
+mode_t taken_permissions(const struct stat& replaced, const struct stat& made) {
+  const mode_t permissions = replaced.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
+  if (replaced.st_gid == made.st_gid) return permissions;
+  return permissions & ~(S_IRWXG & ~((permissions & S_IRWXO) << 3U));
 }
 
 }  // namespace
 
-NewFile::NewFile(const std::string& path, Interrupts interrupts) : interrupts_(interrupts), path_(path) {
-  const std::optional<mode_t> permissions = replaced_permissions(path);
-  const fs::path target = behind_links(path);
-  target_path_ = target.string();
-  const int descriptor = open_temporary(target.parent_path(), temporary_path_, interrupts);
-  if (descriptor < 0) throw Failure(path, std::strerror(errno), errno);
-  stream_.reset(fdopen(descriptor, "w+b"));
-  if (stream_ == nullptr || (permissions && fchmod(descriptor, *permissions) != 0)) {
+void sync_folder(const xrd::Descriptor& folder, const std::string& path) {
+  const xrd::Descriptor readable(openat(folder.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!readable) {
+    ::sync();  // a folder that this user may only write to cannot be synced alone
+  } else if (!sync(readable.number())) {
+    cannot_be_written(path, errno);
+  }
+}
+
+NewFile::NewFile(const std::string& path, Interrupts interrupts, Existing existing)
+    : interrupts_(interrupts), existing_(existing), path_(path), place_(output_place(path)) {
+  const std::optional<struct stat> replaced = replaceable_file(place_, path_);
+  if (replaced && existing_ == Existing::kIsRefused) refuse_existing();
+  remove_left_files(place_.folder.number());
+  const bool takes_permissions = replaced && replaced->st_uid == geteuid();
+  make(takes_permissions ? replaced->st_mode & (S_IRUSR | S_IWUSR) : kAnyPermissions);
+  if (!open_stream() || (takes_permissions && !take_permissions(*replaced))) {
     const int error = errno;
-    if (stream_ == nullptr) close(descriptor);
     discard();
-    throw Failure(path, std::strerror(error), error);
+    throw Failure(path_, std::strerror(error), error);
   }
 }
 
 NewFile::~NewFile() {
-  if (!temporary_path_.empty()) discard();
+  if (!unfinished_.name.empty()) discard();
+}
+
+void NewFile::make(mode_t permissions) {
+  // Interrupts wait until it is known which file they are to take away.
+  const xrd::BlockedSignals blocked(signal_set(kInterrupts));
+  unfinished_ = make_unfinished_file(place_.folder.number(), permissions);
+  if (!unfinished_.descriptor) throw Failure(path_, std::strerror(errno), errno);
+  if (interrupts_ == Interrupts::kRemoveFile) remove_on_interrupt(place_.folder.number(), unfinished_.name);
+}
+
+// With a descriptor of its own: that of the unfinished file holds the lock until all is done.
+bool NewFile::open_stream() {
+  xrd::Descriptor copy(fcntl(unfinished_.descriptor.number(), F_DUPFD_CLOEXEC, 0));
+  if (copy) stream_.reset(fdopen(copy.number(), "w+b"));
+  if (stream_ != nullptr) copy.release();
+  return stream_ != nullptr;
+}
+
+bool NewFile::take_permissions(const struct stat& replaced) const {
+  struct stat made {};
+  const int descriptor = unfinished_.descriptor.number();
+  return fstat(descriptor, &made) == 0 && fchmod(descriptor, taken_permissions(replaced, made)) == 0;
 }
 
 void NewFile::discard() const {
-  unlink(temporary_path_.c_str());
+  unlinkat(place_.folder.number(), unfinished_.name.c_str(), 0);
   forget();
 }
 
 // Interrupts have nothing to take away any more.
 void NewFile::forget() const {
-  if (interrupts_ == Interrupts::kRemoveFile) has_interrupted_file = 0;
+  if (interrupts_ == Interrupts::kRemoveFile) interrupted_folder = -1;
 }
 
 void NewFile::fail(int error) const {
-  throw Failure(path_, std::string("cannot be written: ") + std::strerror(error), error);
+  cannot_be_written(path_, error);
 }
 
-void NewFile::commit() {
+void NewFile::refuse_existing() const {
+  throw Failure(path_, kExistsAlready, EEXIST);
+}
+
+void NewFile::rename() const {
+  const int folder = place_.folder.number();
+  const char* const from = unfinished_.name.c_str();
+  const char* const to = place_.name.c_str();
+  if (existing_ == Existing::kIsReplaced) {
+    replaceable_file(place_, path_);  // it may be another one than at the beginning
+    if (renameat(folder, from, folder, to) != 0) fail(errno);
+  } else if (!rename_to_free_name(folder, from, to)) {
+    if (errno == EEXIST) refuse_existing();
+    fail(errno);
+  }
+}
+
+void NewFile::commit(Names names) {
   if (std::ferror(stream_.get()) != 0) throw Failure(path_, "cannot be written completely; is the disk full?");
   if (std::fflush(stream_.get()) != 0) fail(errno);
+  // Before the name: a file of that name is never empty after a power cut.
+  if (!sync(unfinished_.descriptor.number())) fail(errno);
   // Some file systems report a full disk only now.
   if (std::fclose(stream_.release()) != 0) fail(errno);
-  if (std::rename(temporary_path_.c_str(), target_path_.c_str()) != 0) fail(errno);
-  temporary_path_.clear();
+  rename();
+  unfinished_.name.clear();
   forget();
+  if (names == Names::kAtOnce) sync_folder(place_.folder, path_);
 }
 
 }  // namespace host

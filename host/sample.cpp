@@ -19,11 +19,13 @@ struct SampleOptions {
   std::string output;
   std::uint64_t seed = 1;
   int size = 2300;
+  bool overwrite = false;
 };
 
 int run(const SampleOptions& options) {
   const Mar345Frame frame = make_synthetic_frame(options.size, options.seed);
-  NewFile file(options.output);
+  NewFile file(options.output, Interrupts::kRemoveFile,
+               options.overwrite ? Existing::kIsReplaced : Existing::kIsRefused);
   write_mar345(frame, file.stream());
   file.commit();
   const auto overflows = std::ranges::count_if(frame.counts, [](std::uint32_t count) { return count > 65535; });
@@ -47,6 +49,7 @@ Action define_sample(CLI::App& command, const Settings& /*settings*/) {
       ->transform(without_leading_zeros())
       ->check(CLI::Range(64, 4096).description(""))
       ->capture_default_str();
+  command.add_flag("--overwrite", options->overwrite, "Replace an existing file");
   command.footer(
       "Examples:\n"
       "  xrdimage sample demo.mar2300\n"

@@ -16,6 +16,7 @@
 #include <cstdlib>
 
 #include "host/signals.h"
+#include "support/descriptor.h"
 
 namespace host {
 
@@ -41,20 +42,6 @@ bool locale_is_utf8() {
   freelocale(locale);
   return is_utf8;
 }
-
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() {
-    if (number_ >= 0) close(number_);
-  }
-  int number() const { return number_; }
-
- private:
-  int number_;
-};
 
 // Signals that would end or stop the process.
 sigset_t interrupts() {
@@ -224,16 +211,16 @@ AskedTerminal::~AskedTerminal() {
   const sigset_t ending = heeded_interrupts();
   const Clock::time_point end = *asked_ + kLongestWait;
   while (!answers_are_complete(answers_) && Clock::now() < end) {
-    const Descriptor terminal(open_terminal());
+    const xrd::Descriptor terminal(open_terminal());
     const RawTerminal raw(terminal.number());
-    const Descriptor signals(signalfd(-1, &ending, SFD_CLOEXEC));
+    const xrd::Descriptor signals(signalfd(-1, &ending, SFD_CLOEXEC));
     if (!raw.is_raw() || !read_answers(terminal.number(), signals.number(), end, answers_)) return;
   }
 }
 
 // Signals wait for the answer, which would reach the shell after them.
 void AskedTerminal::ask(const std::string& questions) {
-  const Descriptor terminal(open_terminal());
+  const xrd::Descriptor terminal(open_terminal());
   const RawTerminal raw(terminal.number());
   if (!raw.is_raw()) return;
   asked_ = Clock::now();

@@ -9,6 +9,7 @@
 #include <csignal>
 #include <filesystem>
 #include <new>
+#include <sstream>
 #include <stdexcept>
 
 #include "host/failure.h"
@@ -262,6 +263,60 @@ TEST_F(Batch, OneFileForManyFramesIsRefused) {
   EXPECT_EQ(place_.xrdimage("convert data/*.raw -o out/").err,
             "xrdimage: out/: is a folder; --to states the format, as in --to png\n");
   EXPECT_FALSE(fs::exists("out"));
+}
+
+TEST_F(Batch, FramesThatExistAreRefusedAndCounted) {
+  make_frames(5);
+  fs::create_directory("out");
+  place_.write("out/f001.npy", "a frame");
+  place_.write("out/f003.npy", "a frame");
+  const Result result = place_.xrdimage(kConvert);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(
+      result.err.starts_with("xrdimage: out/f001.npy: exists already; --overwrite replaces it\n"
+                             "xrdimage: out/f003.npy: exists already; --overwrite replaces it\n"
+                             "xrdimage: 3 of 5 frames converted in "))
+      << result.err;
+  EXPECT_TRUE(result.err.ends_with(" s, 2 refused, as their files exist\n")) << result.err;
+  EXPECT_EQ(test::read_file("out/f001.npy"), "a frame");
+  EXPECT_EQ(place_.xrdimage(std::string(kConvert) + " --overwrite").status, 0);
+  EXPECT_EQ(whole_outputs(5), 5U);
+}
+
+// A raw frame of the folder, though not of those that are converted.
+TEST_F(Batch, OtherFramesInTheFolderStay) {
+  make_frames(2);
+  place_.write("data/f000.tif", "a raw frame");
+  EXPECT_EQ(place_.run("cd data && \"$xrdimage\" convert *.raw --size 20x20 -o ./ --to tif").status, 1);
+  EXPECT_EQ(test::read_file("data/f000.tif"), "a raw frame");
+  EXPECT_TRUE(fs::exists("data/f001.tif"));
+}
+
+TEST_F(Batch, PicturesAreReplaced) {
+  make_frames(2);
+  const std::string pictures = "convert data/*.raw --size 20x20 -o out/ --to png";
+  EXPECT_EQ(place_.xrdimage(pictures).status, 0);
+  EXPECT_EQ(place_.xrdimage(pictures + " --range 0-9").status, 0);
+}
+
+// Each file's bytes before its name, and all names before the user reads that they are there.
+TEST_F(Batch, WhatIsSaidToBeDoneIsSafeFromAPowerCut) {
+  make_frames(3);
+  const Result result = place_.run(
+      "ASAN_OPTIONS=detect_leaks=0 strace -f -qq -s 200 -o calls -e trace=fsync,renameat2,write -e signal=none "
+      "\"$xrdimage\" " +
+      std::string(kConvert) + " -j 1");
+  ASSERT_EQ(result.status, 0) << result.err;
+  std::istringstream calls(test::read_file("calls"));
+  Names order;
+  for (std::string line; std::getline(calls, line);) {
+    for (const std::string what : {"fsync", "renameat2", "frames converted"}) {
+      if (line.find(what) != std::string::npos) order.push_back(what);
+    }
+  }
+  EXPECT_EQ(order,
+            (Names{"fsync", "renameat2", "fsync", "renameat2", "fsync", "renameat2", "fsync", "frames converted"}))
+      << test::read_file("calls");
 }
 
 TEST_F(Batch, NoFrameIsOverwrittenByWhatIsMadeOfAnother) {

@@ -167,6 +167,52 @@ TEST_F(Convert, FramesAreNotOverwrittenUnderOtherNames) {
   EXPECT_EQ(test::read_file("data/2.mar"), test::small_mar345());
 }
 
+// A folder of raw frames, two of them with endings of formats that are written.
+TEST_F(Convert, FilesThatMayBeFramesAreNotReplaced) {
+  for (const std::string name : {"scan.tif", "scan.edf", "scan.img", "scan.mar", "scan.pck", "scan.raw", "scan.npy",
+                                 "scan.mccd --to tif", "scan --to raw", "scan.tif --to png", "scan.png --to edf"}) {
+    const std::string file = name.substr(0, name.find(' '));
+    place_.write(file, "a frame");
+    const Result result = place_.xrdimage("convert frame.mar2300 --fit 20x20 -o " + name);
+    EXPECT_EQ(result.status, 1) << name;
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "xrdimage: " + file + ": exists already; --overwrite replaces it\n");
+    EXPECT_EQ(test::read_file(file), "a frame");
+    EXPECT_EQ(place_.xrdimage("convert frame.mar2300 --fit 20x20 --overwrite -o " + name).status, 0) << name;
+    EXPECT_NE(test::read_file(file), "a frame");
+  }
+}
+
+TEST_F(Convert, PicturesAreReplaced) {
+  for (const std::string name : {"out.png", "out.PNG", "out.png --to png"}) {
+    const std::string file = name.substr(0, name.find(' '));
+    place_.write(file, "a picture");
+    EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o " + name).status, 0) << name;
+    EXPECT_EQ(test::read_png(file).width, 2U);
+  }
+}
+
+TEST_F(Convert, TheFrameItselfIsRefusedEvenToOverwrite) {
+  const std::string refusal = "xrdimage: frame.mar: is the frame itself, which is not overwritten\n";
+  fs::create_hard_link("frame.mar2300", "frame.mar");
+  for (const std::string option : {"", " --overwrite"}) {
+    EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o frame.mar" + option).err, refusal);
+    EXPECT_EQ(place_.xrdimage("convert frame.mar -o frame.mar" + option).err, refusal);
+  }
+  EXPECT_EQ(test::read_file("frame.mar"), test::small_mar345());
+}
+
+TEST_F(Convert, SkippingAndOverwritingExcludeEachOther) {
+  EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o out.edf --overwrite --skip-existing").status, 2);
+}
+
+TEST_F(Convert, FoldersAreNoResultsToSkip) {
+  fs::create_directory("out.edf");
+  const Result result = place_.xrdimage("convert frame.mar2300 -o out.edf --skip-existing");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "xrdimage: out.edf: is a folder; --to states the format, as in --to png\n");
+}
+
 TEST_F(Convert, NamesMayHoldAnything) {
   const std::string name = "b c'd $(x) für.png";
   EXPECT_EQ(place_.xrdimage("convert frame.mar2300 -o \"b c'd \\$(x) für.png\"").status, 0);
@@ -199,7 +245,7 @@ TEST_F(Convert, CompressedFramesAreRead) {
 // ------------------------------------------------------------------------------------------------------------------
 
 std::string counts_of(const test::Workplace& place, const std::string& options) {
-  const Result result = place.xrdimage("convert frame.mar2300 -o out.raw --bits 32 " + options);
+  const Result result = place.xrdimage("convert frame.mar2300 -o out.raw --overwrite --bits 32 " + options);
   EXPECT_EQ(result.status, 0) << result.err;
   return test::read_file("out.raw");
 }
@@ -225,7 +271,7 @@ std::string frame_of(const std::vector<std::uint32_t>& counts) {
 
 // The counts of frame.edf after the operation, and what is said about it.
 Result operated(const test::Workplace& place, const std::string& operation) {
-  Result result = place.xrdimage("convert frame.edf -o out.npy " + operation);
+  Result result = place.xrdimage("convert frame.edf -o out.npy --overwrite " + operation);
   EXPECT_EQ(result.status, 0) << result.err;
   result.out = test::read_file("out.npy").substr(128);
   return result;
@@ -276,7 +322,7 @@ TEST_F(Convert, SixteenBitsHoldAnyCountOnceItIsHalvedOftenEnough) {
 TEST_F(Convert, NumbersMayBeginWithZeros) {
   EXPECT_EQ(counts_of(place_, "--scale-to 0010"), counts_of(place_, "--scale-to 10"));
   place_.write("frame.raw", std::string(70, '\0') + "12");
-  EXPECT_EQ(place_.xrdimage("convert frame.raw --size 0001x1 --skip 070 --depth 016 -o out.raw -j 01").status, 0);
+  EXPECT_EQ(place_.xrdimage("convert frame.raw --size 0001x1 --skip 070 --depth 016 -o out.raw --overwrite -j 01").status, 0);
   EXPECT_EQ(test::read_file("out.raw"), "12");
   EXPECT_EQ(place_.xrdimage("convert frame.raw --size 1x1 --skip 0x10 -o out.raw").status, 2);
 }
@@ -307,7 +353,7 @@ TEST_F(Convert, CropAndRotateMoveThePixels) {
   EXPECT_EQ(counts_of(place_, "--crop 0,1,9,9"), little32(256000) + little32(70000));  // cut at the border
   EXPECT_EQ(counts_of(place_, "--rotate"), little32(256000) + little32(5) + little32(70000) + little32(5));
   EXPECT_EQ(counts_of(place_, "--rotate --crop 0,0,2,1 --rotate"), little32(256000) + little32(5));
-  const Result result = place_.xrdimage("convert frame.mar2300 -o out.raw --crop 2,0,1,1");
+  const Result result = place_.xrdimage("convert frame.mar2300 -o out2.raw --crop 2,0,1,1");
   EXPECT_EQ(result.err, "xrdimage: frame.mar2300: --crop begins outside of the frame\n");
 }
 
@@ -328,7 +374,7 @@ TEST_F(Convert, MarkersAreDrawn) {
 
 TEST_F(Convert, TheGeometryFollowsThePixels) {
   const auto geometry = [&](const std::string& options) {
-    EXPECT_EQ(place_.xrdimage("convert new.mar2300 -o out.edf " + options).status, 0);
+    EXPECT_EQ(place_.xrdimage("convert new.mar2300 -o out.edf --overwrite " + options).status, 0);
     const std::string out = place_.xrdimage("info out.edf").out;
     const std::size_t begin = out.find("pixel size:");
     return out.substr(begin, out.find("minimum") - begin);
@@ -372,7 +418,7 @@ TEST_F(Convert, BinningByMoreThanTheSizeIsAnError) {
 }
 
 TEST_F(Convert, SmoothingAndAveragingAreTheLibrarys) {
-  ASSERT_EQ(place_.xrdimage("sample --size 64 frame.mar2300").status, 0);
+  ASSERT_EQ(place_.xrdimage("sample --overwrite --size 64 frame.mar2300").status, 0);
   std::vector<std::uint32_t> expected = host::make_synthetic_frame(64, 1).counts;
   mittle_Daten(expected.data(), 64, 64, 2);
   std::string bytes;

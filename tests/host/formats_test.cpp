@@ -126,7 +126,7 @@ TEST(Formats, WhatLibtiffSaysSteersNoTerminal) {
 
 // The frame's counts, little-endian, 32 bits each.
 std::string classic_counts(const test::Workplace& place, const std::string& arguments) {
-  const Result result = place.xrdimage("convert --classic --bits 32 -o out.raw " + arguments);
+  const Result result = place.xrdimage("convert --classic --bits 32 --overwrite -o out.raw " + arguments);
   EXPECT_EQ(result.status, 0) << result.err;
   return test::read_file("out.raw");
 }

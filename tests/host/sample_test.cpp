@@ -48,6 +48,17 @@ TEST(Sample, IsOfFullSizeByDefault) {
   EXPECT_EQ(test::read_file("new.mar2300").substr(0, 8), test::little32(1234) + test::little32(2300));
 }
 
+TEST(Sample, ReplacesAFileOnlyWhenTold) {
+  const test::Workplace place;
+  place.write("new.mar2300", "a frame");
+  const Result result = place.xrdimage("sample --size 64 new.mar2300");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "xrdimage: new.mar2300: exists already; --overwrite replaces it\n");
+  EXPECT_EQ(test::read_file("new.mar2300"), "a frame");
+  EXPECT_EQ(place.xrdimage("sample --size 64 --overwrite new.mar2300").status, 0);
+  EXPECT_NE(test::read_file("new.mar2300"), "a frame");
+}
+
 TEST(Sample, ImpossibleSizesAreRefused) {
   const test::Workplace place;
   for (const char* size : {"63", "4097", "-5", "big"}) {
