@@ -1,7 +1,6 @@
 #include "host/classic_view.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -15,6 +14,8 @@
 #include "host/failure.h"
 #include "host/library_output.h"
 #include "host/print.h"
+#include "host/scratch_folder.h"
+#include "support/descriptor.h"
 #include "xrdimage.h"
 
 namespace host {
@@ -23,20 +24,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The name from which the library makes those of the dump and the picture, in the working directory. The dump must not
-// overwrite the frame itself.
-std::string picture_name(const std::string& path) {
-  std::string name = fs::path(path).stem().string();
-  std::error_code missing;
-  if (fs::equivalent(name + ".raw", path, missing)) name += "-view";
-  return name;
-}
-
 // The library goes on to the viewer when its files cannot be written.
 void check_writable(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (descriptor < 0) throw Failure(path, std::string("cannot be written: ") + std::strerror(errno));
-  close(descriptor);
+  const xrd::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
+  if (!file) throw Failure(path, std::string("cannot be written: ") + std::strerror(errno));
 }
 
 // The picture's range ends at the largest count divided by this.
@@ -62,11 +53,12 @@ void view_classic(const std::string& path, frames::Frame& frame, std::optional<i
   const std::uint32_t largest = std::ranges::max(frame.counts);
   const int used_divisor = divisor.value_or(automatic_divisor(largest, high));
 
-  const std::string name = picture_name(path);
+  // The library's files have their names in the working directory.
+  const ScratchFolder scratch;
+  const WorkingDirectory there(scratch.path());
+  const std::string name = fs::path(path).stem().string();
   const std::string picture = name + ".png";
   check_writable(name + ".raw");
-  check_writable("colormap.zimg");
-  fs::remove(picture);  // one from an earlier run must not pass for the new one
   add_companions_to_path();
   int status = 0;
   const LibraryReport report = run_library(settings, {.divert_errors = true}, [&] {
@@ -76,7 +68,6 @@ void view_classic(const std::string& path, frames::Frame& frame, std::optional<i
   if (!fs::exists(picture)) throw Failure(picture, "the picture could not be made");
   print_value("range", "0-" + std::to_string(largest / static_cast<unsigned>(std::max(used_divisor, 1))) + " counts");
   print_value("divisor", std::to_string(used_divisor));
-  print_value("picture", picture);
   if (status != 0) throw Failure(picture, "the viewer failed");
 }
 

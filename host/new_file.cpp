@@ -41,7 +41,11 @@ void remove_on_interrupt(int folder, const std::string& name) {
 
 // File systems that cannot do that keep files as safe as they can.
 bool sync(int descriptor) {
-  return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
+  int result = 0;
+  do {
+    result = fsync(descriptor);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
 }
 
 bool is_unknown_to_the_file_system(int error) {

@@ -62,7 +62,7 @@ std::optional<struct stat> status_in(int folder, const std::string& name) {
 }
 
 bool is_old(const struct stat& status) {
-  constexpr std::time_t kDay = 24 * 60 * 60;
+  constexpr std::time_t kDay = 86400;  // seconds
   return std::time(nullptr) - status.st_mtime > kDay;
 }
 

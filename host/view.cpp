@@ -1,10 +1,8 @@
 // xrdimage view: a frame on the screen, or in the terminal.
 #include <spawn.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -24,6 +22,7 @@
 #include "host/pictures/terminal.h"
 #include "host/pictures/terminal_drawing.h"
 #include "host/print.h"
+#include "host/scratch_folder.h"
 
 namespace host {
 
@@ -45,34 +44,6 @@ bool is_set(const char* variable) {
   return value != nullptr && *value != '\0';
 }
 
-// A folder of the user's own among those of all users, who might have put anything in one of that name.
-fs::path temporary_folder() {
-  fs::path folder = fs::temp_directory_path() / ("xrdimage-" + std::to_string(geteuid()));
-  struct stat status {};
-  const bool is_made = mkdir(folder.c_str(), S_IRWXU) == 0 || errno == EEXIST;
-  if (!is_made || lstat(folder.c_str(), &status) != 0) throw Failure(folder.string(), std::strerror(errno));
-  if (!S_ISDIR(status.st_mode) || status.st_uid != geteuid() || (status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-    throw Failure(folder.string(), "is not a folder that you alone can write to");
-  }
-  return folder;
-}
-
-// Where pictures stay until the next one of the same name: viewers may open them after this program has ended.
-fs::path picture_folder() {
-  fs::path folder;
-  if (is_set("XDG_CACHE_HOME")) {
-    folder = fs::path(std::getenv("XDG_CACHE_HOME")) / "xrdimage";
-  } else if (is_set("HOME")) {
-    folder = fs::path(std::getenv("HOME")) / ".cache" / "xrdimage";
-  } else {
-    return temporary_folder();
-  }
-  std::error_code error;
-  fs::create_directories(folder, error);
-  if (error) throw Failure(folder.string(), error.message());
-  return folder;
-}
-
 // Runs the viewer of the PATH, or else the program's own stand-in, and waits for it.
 void open_viewer(const std::string& picture) {
   add_companions_to_path();
@@ -87,12 +58,12 @@ void open_viewer(const std::string& picture) {
 }
 
 void view_on_display(const frames::Frame& frame, const ViewOptions& options, Remarks& remarks) {
+  const ScratchFolder scratch;
   const std::string name = frames::name_without_ending(fs::path(options.file).filename().string()) + ".png";
-  const std::string picture = (picture_folder() / name).string();
+  const std::string picture = (fs::path(scratch.path()) / name).string();
   NewFile file(picture);
   write_png(draw_picture(frame, options.picture, remarks), file.stream());
   file.commit();
-  remarks.values.emplace_back("picture", picture);
   print_remarks(options.file, remarks);
   std::fflush(stdout);
   open_viewer(picture);
@@ -131,10 +102,10 @@ Action define_view(CLI::App& command, const Settings& settings) {
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
   command.footer(
-      "With a display, xv, xdg-open, feh or display opens the picture, which stays in\n"
-      "~/.cache/xrdimage. Without one it is drawn in the terminal: by its graphics\n"
-      "(kitty, sixel), or by coloured blocks. With --classic the library's view() runs\n"
-      "zimg and xv; its files stay in the working directory.\n"
+      "With a display, xv, xdg-open, feh or display opens the picture, which is removed\n"
+      "when the viewer ends, or a minute after xdg-open. Without one it is drawn in the\n"
+      "terminal: by its graphics (kitty, sixel), or by coloured blocks. With --classic\n"
+      "the library's view() runs zimg and xv. To keep a picture, convert.\n"
       "\nExamples:\n"
       "  xrdimage view frame.mar2300\n"
       "  xrdimage view --terminal --scale log --colors viridis frame.mccd");

@@ -299,6 +299,25 @@ def test_arrays_of_small_integers_are_saved(dtype: str) -> None:
     assert (np.load("b.npy") == counts[::2, ::-3]).all()
 
 
+def test_saving_replaces_a_frame_and_takes_over_its_permissions_only() -> None:
+    xrdimage.save("out.npy", np.zeros((2, 3), np.uint32))
+    os.chmod("out.npy", 0o6750)
+    xrdimage.save("out.npy", np.ones((2, 3), np.uint32))
+    assert np.load("out.npy").sum() == 6
+    assert os.stat("out.npy").st_mode & 0o7777 == 0o750
+    assert os.listdir(".") == ["out.npy"]
+
+
+def test_links_that_lead_nowhere_are_os_errors() -> None:
+    os.symlink("none", "link.npy")
+    os.symlink("circle.npy", "circle.npy")
+    with pytest.raises(FileNotFoundError):
+        xrdimage.save("link.npy", counts_of())
+    with pytest.raises(OSError) as circle:
+        xrdimage.save("circle.npy", counts_of())
+    assert circle.value.errno == errno.ELOOP
+
+
 def test_array_that_is_saved_stays_as_it_is() -> None:
     counts = counts_of()
     counts.flags.writeable = False

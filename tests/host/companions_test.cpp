@@ -1,4 +1,6 @@
 // The programs zimg and xv, run as the library's view() runs them.
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "tests/host/png_file.h"
@@ -132,6 +134,20 @@ TEST_F(Xv, WithoutAViewerItSaysWhereThePictureIs) {
   EXPECT_TRUE(result.out.ends_with("/frame.png\n")) << result.out;
 }
 
+// Whoever asked has nothing to look at.
+TEST_F(Xv, APictureThatGoesWithTheProgramMustBeShown) {
+  const auto expect_failure = [](const Result& result) {
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(result.err, "xv: there is no viewer (xdg-open, feh, display) or no display\n");
+  };
+  expect_failure(xv("XRDIMAGE_SCRATCH=/x DISPLAY=:0"));
+  add_viewer("feh", 0);
+  for (const char* display : {"XRDIMAGE_SCRATCH=/x", "XRDIMAGE_SCRATCH=/x DISPLAY= WAYLAND_DISPLAY="})
+    expect_failure(xv(display));
+  EXPECT_EQ(place_.files(), (std::vector<std::string>{"bin", "frame.png"}));
+}
+
 TEST_F(Xv, TheFirstViewerAtHandOpensThePicture) {
   add_viewer("display", 0);
   add_viewer("feh", 0);
@@ -142,6 +158,15 @@ TEST_F(Xv, TheFirstViewerAtHandOpensThePicture) {
   EXPECT_EQ(xv("WAYLAND_DISPLAY=wayland-0").status, 0);
   EXPECT_TRUE(test::read_file("calls").starts_with("xdg-open /"));
   EXPECT_TRUE(test::read_file("calls").ends_with("/frame.png\n"));
+}
+
+// What xdg-open has asked to show the picture may not have read it yet. The program waits for what sleeps here.
+TEST_F(Xv, BehindXdgOpenSomethingHoldsThePictureForAWhile) {
+  add_viewer("xdg-open", 0);
+  place_.write_script("bin/sleep", R"(echo "sleep $*" >>calls)");
+  EXPECT_EQ(xv("XRDIMAGE_SCRATCH=/x DISPLAY=:0").status, 0);
+  for (int i = 0; i < 100 && test::read_file("calls").find("sleep 60\n") == std::string::npos; ++i) usleep(50000);
+  EXPECT_NE(test::read_file("calls").find("sleep 60\n"), std::string::npos);
 }
 
 TEST_F(Xv, AViewerThatFailsHandsOnToTheNext) {

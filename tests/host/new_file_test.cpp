@@ -51,11 +51,19 @@ class Watch : public System {
 // The linker puts these in the place of the system's, which have the names in __real.
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
+int __real_fchmod(int descriptor, mode_t mode);
 int __real_fsync(int descriptor);
 int __real_flock(int descriptor, int operation);
 int __real_linkat(int from_folder, const char* from, int to_folder, const char* to, int flags);
 int __real_renameat(int from_folder, const char* from, int to_folder, const char* to);
 int __real_renameat2(int from_folder, const char* from, int to_folder, const char* to, unsigned flags);
+
+int __wrap_fchmod(int descriptor, mode_t mode) {
+  struct stat status {};
+  fstat(descriptor, &status);
+  const bool is_private = (status.st_mode & (S_IRWXG | S_IRWXO)) == 0;
+  return watch("fchmod", is_private ? " of a private file" : "", [&] { return __real_fchmod(descriptor, mode); });
+}
 
 int __wrap_fsync(int descriptor) {
   struct stat status {};
@@ -258,7 +266,9 @@ TEST(NewFile, WhatOnlyTheOwnerMayReadIsNotReadByOthersMeanwhile) {
   const test::Workplace place;
   place.write("out", "old");
   fs::permissions("out", fs::perms{0600});
+  const Watch watch;
   const NewFile file("out");
+  EXPECT_EQ(watch.calls.back(), "fchmod of a private file");
   for (const std::string& name : place.files()) EXPECT_EQ(mode_of(name), 0600U) << name;
 }
 

@@ -168,9 +168,14 @@ check_example() {
 check_program() {
   "$1/bin/xrdimage" --version | grep -qxF "xrdimage $version" || fail "xrdimage --version tells another version"
   quietly "$1/bin/xrdimage" sample sample.mar2300 --size 1200
-  quietly "$1/bin/xrdimage" view --classic sample.mar2300
-  [ -s sample.mar2300.png ] || [ -s sample.png ] || fail "the program did not find its zimg"
-  rm sample*
+  mkdir viewer
+  printf '#!/bin/sh\ncp "$@" %s/shown.png\n' "$PWD" >viewer/xv
+  chmod +x viewer/xv
+  PATH=$PWD/viewer:$PATH quietly "$1/bin/xrdimage" view --classic sample.mar2300
+  [ -s shown.png ] || fail "the program did not find its zimg"
+  "$1/bin/xrdimage" view --classic sample.mar2300 >log 2>&1 && fail "a picture is shown without a display"
+  grep -qx 'xv: there is no viewer .*' log || fail "the program did not find its xv"
+  rm -r sample.mar2300 shown.png viewer
 }
 
 # The Python package needs nothing but itself and NumPy.
