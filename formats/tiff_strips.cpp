@@ -1,16 +1,13 @@
 #include "formats/tiff_strips.h"
 
-#include <langinfo.h>
 #include <tiffio.h>
 
 #include <algorithm>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <limits>
 
 #include "support/assertion.h"
-#include "support/c_locale.h"
 #include "support/files.h"
 #include "support/image_size.h"
 
@@ -20,20 +17,6 @@ namespace {
 
 // Strips of more than 8 bytes a pixel of the largest image are those of a damaged file.
 constexpr std::uint64_t kMaxStripBytes = std::uint64_t{kMaxPixels} * 8;
-
-// Errors with numbers that the host's locale gives a comma reach the process' handlers with a point; these may be the
-// host's own and run in its locale. libtiff passes on all others.
-int report_with_point(tiff* image, void* /*unused*/, const char* module, const char* format, std::va_list values) {
-  if (image == nullptr || std::strcmp(nl_langinfo(RADIXCHAR), ".") == 0) return 0;
-  char* text = nullptr;
-  {
-    const CLocale locale;
-    if (vasprintf(&text, format, values) < 0) return 0;
-  }
-  const MallocArray<char> owner(text);
-  TIFFErrorExt(TIFFClientdata(image), module, "%s", text);
-  return 1;
-}
 
 }  // namespace
 
@@ -46,9 +29,7 @@ void TiffCloser::operator()(tiff* image) const noexcept {
 }
 
 TiffHandle open_tiff(const char* path) {
-  const TiffOptions options(TIFFOpenOptionsAlloc());
-  if (options) TIFFOpenOptionsSetErrorHandlerExtR(options.get(), report_with_point, nullptr);
-  return TiffHandle(TIFFOpenExt(path, "r", options.get()));
+  return TiffHandle(TIFFOpen(path, "r"));
 }
 
 std::optional<std::size_t> TiffSize::pixels() const {

@@ -22,8 +22,7 @@
  *
  * Locales
  *   Numbers in files and messages have a decimal point, and white space is that of ASCII, whatever locale the process
- *   or the thread has set. The host's locale stays as it is, and its streams, commands and handlers of libtiff's errors
- *   run in it.
+ *   or the thread has set. The host's locale stays as it is, and its streams, commands and libtiff run in it.
  *
  * Threads
  *   Functions may be called from several threads at once unless a comment says otherwise.

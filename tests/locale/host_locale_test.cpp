@@ -313,37 +313,6 @@ TEST_P(InHostLocale, OddNumbersAreReadAsInTheCLocale) {
   EXPECT_TRUE(std::isnan(read_mar345(kMar345Front + "WAVELENGTH nan\n").wavelength));
 }
 
-TEST_P(InHostLocale, ErrorsOfLibtiffHaveDecimalPoints) {
-  constexpr unsigned kXResolution = 282;
-  // The float -1.5 as libtiff refuses it for a resolution.
-  std::string file = test::TiffBuilder(1, 1).tag(kXResolution, 0xBFC00000).strip("\1\2").bytes();
-  const std::size_t entry = file.find("\x1A\x01\x04", 0);
-  ASSERT_NE(entry, std::string::npos);
-  file[entry + 2] = 11;
-  test::TemporaryDirectory directory;
-  directory.enter();
-  directory.write("frame.tif", file);
-  const auto read = [] {
-    unsigned int* pixels = nullptr;
-    int width = 0;
-    int height = 0;
-    read_tiff("frame.tif", &pixels, 0, &width, &height);
-    EXPECT_EQ(test::own(pixels)[0], 0x201U);
-  };
-  EXPECT_NE(test::capture(read).err.find("Bad value -1.500000 for \"XResolution\" tag."), std::string::npos);
-
-  static std::string reported;
-  reported.clear();
-  const TIFFErrorHandler before = TIFFSetErrorHandler([](const char* module, const char* format, std::va_list values) {
-    std::array<char, 200> text{};
-    std::vsnprintf(text.data(), text.size(), format, values);
-    reported += radix() + module + ": " + text.data() + "\n";
-  });
-  test::capture(read);
-  TIFFSetErrorHandler(before);
-  EXPECT_EQ(reported, ",_TIFFVSetField: frame.tif: Bad value -1.500000 for \"XResolution\" tag\n");
-}
-
 TEST_P(InHostLocale, TheHostsStreamsRunInItsLocale) {
   HostStream saint{test::saint_header({"NCOLS  : 3", "ENDING2: 1.5"})};
   int width = 0;
