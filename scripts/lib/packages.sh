@@ -6,9 +6,7 @@ export BUILD_PACKAGES=(g++ cmake ninja-build libtiff-dev fftw-dev libpng-dev lib
 # What the library calls at run time.
 export RUN_PACKAGES=(file)
 # What the tests use: among them programs that read what this one writes, and locales with a decimal comma.
-export TEST_PACKAGES=(libgtest-dev binutils bzip2 groff-base zsh imagemagick libtiff-tools locales python3-numpy pkg-config)
-# What the tests use: among them programs that read what this one writes.
-export TEST_PACKAGES=(libgtest-dev binutils bzip2 groff-base zsh imagemagick libtiff-tools python3-numpy pkg-config
+export TEST_PACKAGES=(libgtest-dev binutils bzip2 groff-base zsh imagemagick libtiff-tools locales python3-numpy pkg-config
   strace)
 # What the benchmarks use, gtest for the tests' naive functions.
 export BENCH_PACKAGES=(libbenchmark-dev libgtest-dev python3)

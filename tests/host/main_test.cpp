@@ -121,7 +121,7 @@ class StandardOutput : public testing::Test {
                                             "info --csv -j 2 --files-from list",
                                             "diff a.mar2300 b.mar2300",
                                             "convert a.mar2300 -o out.raw",
-                                            "sample out.raw --size 64",
+                                            "sample out.mar2300 --size 64",
                                             "view --terminal a.mar2300",
                                             "view --classic a.mar2300"};
   const std::vector<std::string> others_{"convert a.mar2300 b.mar2300 -o out/ --to raw",
