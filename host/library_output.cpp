@@ -72,9 +72,8 @@ class DivertedInput {
   ssize_t read(char* buffer, std::size_t size) const {
     if (answer_) return static_cast<ssize_t>(answer_->copy(buffer, size));
     const std::string printed = output_.printed();
-    for (const std::string& question : parse_library_output(printed.substr(printed.rfind('\n') + 1)).lines) {
-      std::fputs(printable(question).c_str(), stderr);
-    }
+    const LibraryReport last = parse_library_output(printed.substr(printed.rfind('\n') + 1));
+    for (const std::string& question : last.lines) std::fputs(printable(question).c_str(), stderr);
     std::fflush(stderr);
     // One line and no more: the next ones may answer the next questions.
     if (std::fgets(buffer, static_cast<int>(size), saved_) == nullptr) return 0;
