@@ -116,6 +116,7 @@ class StandardOutput : public testing::Test {
                                             "completion bash",
                                             "completion zsh",
                                             "manual",
+                                            "licenses",
                                             "info a.mar2300",
                                             "info --json a.mar2300 b.mar2300",
                                             "info --csv -j 2 --files-from list",
