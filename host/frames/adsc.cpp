@@ -66,6 +66,22 @@ std::optional<Point> beam_centre(const HeaderItems& items, const Frame& frame) {
   return within(centre, frame.width, frame.height) ? std::optional(centre) : std::nullopt;
 }
 
+// What the header says of the file's arrangement.
+struct Layout {
+  unsigned long long header_bytes = 0;
+  long long width = 0;
+  long long height = 0;
+};
+
+Layout layout_of(const HeaderItems& items) {
+  const auto header_bytes = items.integer("header_bytes");
+  if (!header_bytes || *header_bytes < 0) throw LoadError("does not tell its HEADER_BYTES");
+  const auto width = items.integer("size1");
+  const auto height = items.integer("size2");
+  if (!width || !height) throw LoadError("does not tell its SIZE1 and SIZE2");
+  return {static_cast<unsigned long long>(*header_bytes), *width, *height};
+}
+
 Header header_values(const HeaderItems& items) {
   Header header;
   header.wavelength = above_zero(items.number("wavelength"));
@@ -87,18 +103,22 @@ bool is_adsc(Bytes file) {
   return begins_with_brace(text) && HeaderItems(text).has("header_bytes");
 }
 
+std::optional<std::size_t> enough_of_adsc(Bytes front, const LoadOptions& /*options*/) {
+  const HeaderItems items(text_of(front));
+  const Layout layout = layout_of(items);
+  if (layout.header_bytes > kLongestHeader) return std::nullopt;
+  const std::size_t pixels = pixels_of_size(layout.width, layout.height);
+  return with_room(static_cast<std::size_t>(layout.header_bytes) + pixels * sample_type(items, 0, pixels).bytes);
+}
+
 Frame load_adsc(Bytes file, const LoadOptions& options) {
   const HeaderItems items(text_of(file));
-  const auto header_bytes = items.integer("header_bytes");
-  if (!header_bytes || *header_bytes < 0) throw LoadError("does not tell its HEADER_BYTES");
-  const auto width = items.integer("size1");
-  const auto height = items.integer("size2");
-  if (!width || !height) throw LoadError("does not tell its SIZE1 and SIZE2");
+  const Layout layout = layout_of(items);
 
   Frame frame;
   frame.format = Format::kAdsc;
-  set_size(frame, *width, *height);
-  const auto offset = std::min(static_cast<unsigned long long>(*header_bytes), 0ULL + file.size());
+  set_size(frame, layout.width, layout.height);
+  const auto offset = std::min(layout.header_bytes, 0ULL + file.size());
   const Bytes data = bytes_after(file, static_cast<std::size_t>(offset));
   const SampleType type = sample_type(items, data.size(), frame.counts.size());
   const bool big_endian = lower_case(items.text("byte_order").value_or("")) == "big_endian";

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <new>
 #include <string_view>
+#include <utility>
 
 #include "support/files.h"
 #include "support/image_size.h"
@@ -94,6 +95,66 @@ struct Bzip2 {
   static void end(Stream& stream) { BZ2_bzDecompressEnd(&stream); }
 };
 
+// What a compressed file may unpack to.
+//
+// Some kilobytes can unpack to gigabytes, and honest ones of blank frames do. So it is the frame that sets the limit,
+// as soon as its header is unpacked. Where nothing says how large it is - a directory at the end of a TIFF file, raw
+// pixels whose number is their size - it is 192 MiB, or 256 times the compressed size: beyond that no frame is but a
+// blank one.
+class Unpacked {
+ public:
+  Unpacked(Bytes packed, const Enough& enough)
+      : enough_(enough),
+        largest_(std::max(kAnyBytes, std::min(kLargestFile / kMostTimes, packed.size()) * kMostTimes)) {}
+
+  void append(Bytes more) {
+    check_size(bytes_.size() + more.size());
+    if (!limit_ && bytes_.size() + more.size() > largest_) {
+      throw LoadError("is too large: it unpacks to more than " + std::to_string(largest_) +
+                      " bytes, which do not say how large the frame is");
+    }
+    make_room(bytes_.size() + more.size());
+    bytes_.insert(bytes_.end(), more.begin(), more.end());
+    if (limit_ || bytes_.size() < next_look_) return;
+    limit_ = enough_(bytes_);
+    next_look_ = 2 * bytes_.size();
+    // So that bytes move no more. Room that is not filled takes no memory, but may be refused if there is much of it.
+    if (limit_) bytes_.reserve(std::min(*limit_, kMostReserved) + kFirstLook);
+  }
+
+  // Compression may make a file longer, but not much: one whose pieces hold nothing would take time only. Blocks of up
+  // to 900 kB are taken before anything comes out of them.
+  void check_input(std::size_t taken, const char* damage) const {
+    if (taken / 2 > kAnyInput + bytes_.size()) {
+      throw LoadError(std::string(damage) + ": it is far longer than what it holds");
+    }
+  }
+
+  bool is_enough() const { return limit_ && bytes_.size() >= *limit_; }
+  bool is_empty() const { return bytes_.empty(); }
+  std::vector<unsigned char> release() { return std::move(bytes_); }
+
+ private:
+  // Twice as much each time, but no more than there can be.
+  void make_room(std::size_t bytes) {
+    if (bytes > bytes_.capacity()) {
+      bytes_.reserve(std::max(bytes, std::min(2 * bytes_.capacity(), limit_ ? kLargestFile : largest_)));
+    }
+  }
+
+  static constexpr std::size_t kFirstLook = 65536;
+  static constexpr std::size_t kMostReserved = std::size_t{1} << 26;
+  static constexpr std::size_t kAnyInput = std::size_t{1} << 20;
+  static constexpr std::size_t kAnyBytes = std::size_t{192} << 20;
+  static constexpr std::size_t kMostTimes = 256;
+
+  const Enough& enough_;
+  std::vector<unsigned char> bytes_;
+  std::optional<std::size_t> limit_;
+  std::size_t largest_;
+  std::size_t next_look_ = kFirstLook;
+};
+
 // A running decompression, ended whatever happens.
 template <typename Method>
 class Decompression {
@@ -105,25 +166,32 @@ class Decompression {
   Decompression& operator=(const Decompression&) = delete;
   ~Decompression() { Method::end(stream_); }
 
-  // Appends to `bytes` what the member of the file that `packed` begins with holds. Returns the member's length.
-  std::size_t run(Bytes packed, std::vector<unsigned char>& bytes) {
+  // Appends to `unpacked` what the member of the file that `packed` begins with holds, until that is enough. Returns
+  // the length of what was taken; `taken` is that of the members before.
+  std::size_t run(Bytes packed, std::size_t taken, Unpacked& unpacked) {
+    // In pieces: a stream would take all of what holds nothing at once.
+    constexpr std::size_t kPiece = std::size_t{1} << 18;
     std::array<unsigned char, 65536> buffer;  // NOLINT: filled before it is read
     // The input is only read.
     stream_.next_in = reinterpret_cast<typename Method::Byte*>(const_cast<unsigned char*>(packed.data()));
-    stream_.avail_in = static_cast<unsigned>(packed.size());
+    std::size_t given = 0;
     int state = Method::kRunning;
-    while (state != Method::kEnd) {
+    while (state != Method::kEnd && !unpacked.is_enough()) {
+      if (stream_.avail_in == 0) {
+        stream_.avail_in = static_cast<unsigned>(std::min(packed.size() - given, kPiece));
+        given += stream_.avail_in;
+      }
       stream_.next_out = reinterpret_cast<typename Method::Byte*>(buffer.data());
       stream_.avail_out = static_cast<unsigned>(buffer.size());
       state = Method::step(stream_);
       const std::size_t count = buffer.size() - stream_.avail_out;
       // Without an end, output or input the file is cut: bzip2 does not call this an error.
-      const bool stuck = state == Method::kRunning && count == 0 && stream_.avail_in == 0;
+      const bool stuck = state == Method::kRunning && count == 0 && stream_.avail_in == 0 && given == packed.size();
       if ((state != Method::kRunning && state != Method::kEnd) || stuck) throw LoadError(Method::kDamage);
-      check_size(bytes.size() + count);
-      bytes.insert(bytes.end(), buffer.begin(), buffer.begin() + static_cast<std::ptrdiff_t>(count));
+      unpacked.append({buffer.data(), count});
+      unpacked.check_input(taken + given - stream_.avail_in, Method::kDamage);
     }
-    return packed.size() - stream_.avail_in;
+    return given - stream_.avail_in;
   }
 
  private:
@@ -138,27 +206,28 @@ bool is_compressed(Bytes file) {
 
 // All members of the file, which may be several in a row; anything else behind them is padding.
 template <typename Method>
-std::vector<unsigned char> decompress(Bytes file, std::vector<std::string>* damage) {
-  std::vector<unsigned char> bytes;
+std::vector<unsigned char> decompress(Bytes file, const Enough& enough, std::vector<std::string>* damage) {
+  Unpacked unpacked(file, enough);
+  std::size_t taken = 0;
   try {
-    while (is_compressed<Method>(file)) {
-      file = file.subspan(Decompression<Method>().run(file, bytes));
+    while (!unpacked.is_enough() && is_compressed<Method>(file.subspan(taken))) {
+      taken += Decompression<Method>().run(file.subspan(taken), taken, unpacked);
     }
   } catch (const LoadError& error) {
-    if (damage == nullptr || bytes.empty()) throw;
+    if (damage == nullptr || unpacked.is_empty()) throw;
     damage->emplace_back(error.what());
   }
-  return bytes;
+  return unpacked.release();
 }
 
 }  // namespace
 
-std::vector<unsigned char> read_file(const std::string& path, std::vector<std::string>* damage) {
+std::vector<unsigned char> read_file(const std::string& path, const Enough& enough, std::vector<std::string>* damage) {
   const xrd::FileHandle stream = xrd::open_file(path.c_str(), "rb");
   if (!stream) throw LoadError(std::strerror(errno));
   std::vector<unsigned char> file = read_all(stream.get());
-  if (is_compressed<Gzip>(file)) return decompress<Gzip>(file, damage);
-  if (is_compressed<Bzip2>(file)) return decompress<Bzip2>(file, damage);
+  if (is_compressed<Gzip>(file)) return decompress<Gzip>(file, enough, damage);
+  if (is_compressed<Bzip2>(file)) return decompress<Bzip2>(file, enough, damage);
   return file;
 }
 

@@ -1,19 +1,28 @@
-// Numbers in files.
+// Files as bytes, and numbers in them.
 #pragma once
 
 #include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstring>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
 
 #include "host/frames/loaders.h"
 
 namespace frames {
 
-// The whole file, decompressed if it is a gzip or bzip2 file. LoadError when it cannot be read.
+// Told the front of a file, after how many bytes nothing more of it matters; nothing while the front does not say.
+using Enough = std::function<std::optional<std::size_t>(Bytes front)>;
+
+// The whole file; a gzip or bzip2 file decompressed, as far as `enough` says. LoadError when it cannot be read, and
+// when a compressed file goes on without saying.
 //
 // With `damage`, what a damaged compressed file holds up to there counts, and what is wrong is put there.
-std::vector<unsigned char> read_file(const std::string& path, std::vector<std::string>* damage = nullptr);
+std::vector<unsigned char> read_file(const std::string& path, const Enough& enough,
+                                     std::vector<std::string>* damage = nullptr);
 
 // The number whose bytes begin at `offset`; 0 for bytes past the end.
 template <typename Number>

@@ -22,18 +22,19 @@ struct Loader {
   const char* name;
   bool (*is_format)(Bytes file);  // null for the format that has no mark
   Frame (*load)(Bytes file, const LoadOptions& options);
+  std::optional<std::size_t> (*enough)(Bytes front, const LoadOptions& options);
 };
 
 // In the order in which they are asked: MarCCD frames are TIFF files too, and mar345 frames hold a packed image.
 constexpr std::array<Loader, 8> kLoaders{{
-    {Format::kMarCcd, "marccd", "MarCCD", is_mar_ccd, load_mar_ccd},
-    {Format::kTiff, "tiff", "TIFF", is_tiff, load_tiff},
-    {Format::kAdsc, "adsc", "ADSC-style CCD frame", is_adsc, load_adsc},
-    {Format::kEdf, "edf", "EDF", is_edf, load_edf},
-    {Format::kSaint, "saint", "SAINT", is_saint, load_saint},
-    {Format::kMar345, "mar345", "mar345 image plate", is_mar345, load_mar345},
-    {Format::kPacked, "packed", "CCP4-packed image", is_packed, load_packed},
-    {Format::kRaw, "raw", "raw pixels", nullptr, load_raw},
+    {Format::kMarCcd, "marccd", "MarCCD", is_mar_ccd, load_mar_ccd, enough_of_tiff},
+    {Format::kTiff, "tiff", "TIFF", is_tiff, load_tiff, enough_of_tiff},
+    {Format::kAdsc, "adsc", "ADSC-style CCD frame", is_adsc, load_adsc, enough_of_adsc},
+    {Format::kEdf, "edf", "EDF", is_edf, load_edf, enough_of_edf},
+    {Format::kSaint, "saint", "SAINT", is_saint, load_saint, enough_of_saint},
+    {Format::kMar345, "mar345", "mar345 image plate", is_mar345, load_mar345, enough_of_mar345},
+    {Format::kPacked, "packed", "CCP4-packed image", is_packed, load_packed, enough_of_packed},
+    {Format::kRaw, "raw", "raw pixels", nullptr, load_raw, enough_of_raw},
 }};
 
 struct NameEnding {
@@ -129,15 +130,37 @@ void report_damage(Frame& frame, const LoadOptions& options, const std::string& 
   frame.notes.push_back(damage);
 }
 
-void set_size(Frame& frame, long long width, long long height) {
+std::optional<std::size_t> enough_of_file(Bytes front, const std::string& path, const LoadOptions& options) {
+  // Which of the formats with a header in braces it is shows when the header is there.
+  const std::string_view text = text_of(front);
+  if (begins_with_brace(text) && HeaderItems(text).is_open()) return std::nullopt;
+  std::optional<Format> format;
+  try {
+    format = format_of(front, path, options);
+  } catch (const LoadError&) {
+    return std::nullopt;  // so far
+  }
+  try {
+    return loader_of(*format).enough(front, options);
+  } catch (const LoadError&) {
+    return front.size();  // the loader refuses it likewise
+  }
+}
+
+std::size_t pixels_of_size(long long width, long long height) {
   constexpr auto kMost = static_cast<long long>(xrd::kMaxPixels);
   if (width < 1 || height < 1 || width > kMost || height > kMost / width) {
     throw LoadError("is damaged: it states a size of " + std::to_string(width) + " x " + std::to_string(height) +
                     " pixels");
   }
+  return static_cast<std::size_t>(width * height);
+}
+
+void set_size(Frame& frame, long long width, long long height) {
+  const std::size_t pixels = pixels_of_size(width, height);
   frame.width = static_cast<int>(width);
   frame.height = static_cast<int>(height);
-  frame.counts = Counts(static_cast<std::size_t>(width * height));
+  frame.counts = Counts(pixels);
 }
 
 void mark_unknown(Frame& frame, std::size_t pixel) {
@@ -164,7 +187,8 @@ Frame load_frame(const std::string& path, const LoadOptions& options) {
   const xrd::CLocale locale;  // texts of headers, and of errors
   try {
     std::vector<std::string> damage;
-    const std::vector<unsigned char> file = read_file(path, options.force ? &damage : nullptr);
+    const auto enough = [&](Bytes front) { return enough_of_file(front, path, options); };
+    const std::vector<unsigned char> file = read_file(path, enough, options.force ? &damage : nullptr);
     if (file.empty()) throw LoadError("is empty");
     Frame frame = loader_of(format_of(file, path, options)).load(file, options);
     frame.notes.insert(frame.notes.begin(), damage.begin(), damage.end());

@@ -143,6 +143,25 @@ void refuse_compression(const HeaderItems& items) {
   }
 }
 
+// Where the pixels are and what they are like, as far as the header says.
+struct Layout {
+  std::size_t offset = 0;
+  LoadOptions::Size size;
+  SampleType type;
+  std::size_t data_bytes = 0;
+};
+
+Layout layout_of(const HeaderItems& items, std::string_view text, const LoadOptions& options) {
+  Layout layout;
+  layout.offset = pixel_offset(items, text);
+  refuse_compression(items);
+  layout.size = frame_size(items, options);
+  const std::size_t pixels = pixels_of_size(layout.size.width, layout.size.height);
+  layout.type = sample_type(items, pixels);
+  layout.data_bytes = pixels * layout.type.bytes;
+  return layout;
+}
+
 }  // namespace
 
 bool is_edf(Bytes file) {
@@ -154,22 +173,29 @@ bool is_edf(Bytes file) {
          items.has_prefix("edf_");
 }
 
+std::optional<std::size_t> enough_of_edf(Bytes front, const LoadOptions& options) {
+  const std::string_view text = text_of(front);
+  const HeaderItems items(text);
+  const Layout layout = layout_of(items, text, options);
+  // The offset that the header states counts when the file is so long, which the front need not be.
+  const auto told = items.integer("edf_headersize").value_or(0);
+  if (told > static_cast<long long>(kLongestHeader)) return std::nullopt;
+  const std::size_t offset = std::max(layout.offset, static_cast<std::size_t>(std::max(told, 0LL)));
+  return with_room(offset + kBlock + layout.data_bytes);
+}
+
 Frame load_edf(Bytes file, const LoadOptions& options) {
   const std::string_view text = text_of(file);
   const HeaderItems items(text);
-  std::size_t offset = pixel_offset(items, text);
-  refuse_compression(items);
+  const Layout layout = layout_of(items, text, options);
 
   Frame frame;
   frame.format = Format::kEdf;
-  const LoadOptions::Size size = frame_size(items, options);
-  set_size(frame, size.width, size.height);
-  const SampleType type = sample_type(items, frame.counts.size());
-  const std::size_t data_bytes = frame.counts.size() * type.bytes;
-  offset = skip_padding(offset, file.size(), data_bytes);
+  set_size(frame, layout.size.width, layout.size.height);
+  const std::size_t offset = skip_padding(layout.offset, file.size(), layout.data_bytes);
   const bool big_endian = lower_case(items.text("byteorder").value_or("")) == "highbytefirst";
-  read_samples(frame, bytes_after(file, offset), type, big_endian, options);
-  if (begins_with_brace(text_of(bytes_after(file, offset + data_bytes)))) {
+  read_samples(frame, bytes_after(file, offset), layout.type, big_endian, options);
+  if (begins_with_brace(text_of(bytes_after(file, offset + layout.data_bytes)))) {
     frame.notes.emplace_back("has several images; this is the first");
   }
   frame.header = header_values(items);

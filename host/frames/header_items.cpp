@@ -10,8 +10,7 @@ namespace {
 
 constexpr std::string_view kBlanks("\0 \t\r\n\f", 6);
 
-// Headers are a few kilobytes; a brace behind this is one of the pixels'.
-constexpr std::size_t kLongestHeader = std::size_t{1} << 20;
+constexpr std::size_t kMostItems = 10000;
 
 }  // namespace
 
@@ -44,6 +43,7 @@ std::optional<double> above_zero(std::optional<double> number) {
 }
 
 HeaderItems::HeaderItems(std::string_view text) {
+  is_longest_ = text.size() >= kLongestHeader;
   text = text.substr(0, kLongestHeader);
   const std::size_t brace = text.find('}');
   if (brace != std::string_view::npos) {
@@ -51,11 +51,12 @@ HeaderItems::HeaderItems(std::string_view text) {
     text = text.substr(0, brace);
   }
   text.remove_prefix(std::min(text.size(), text.find('{') + 1));
-  while (!text.empty()) {
+  for (std::size_t items = 0; items < kMostItems && !text.empty();) {
     const std::size_t length = std::min(text.size(), text.find_first_of(";\n"));
     const std::string_view item = text.substr(0, length);
     const std::size_t equals = item.find('=');
     if (equals != std::string_view::npos) {
+      ++items;
       items_.emplace(lower_case(trimmed(item.substr(0, equals))), trimmed(item.substr(equals + 1)));
     }
     text.remove_prefix(std::min(text.size(), length + 1));

@@ -23,7 +23,8 @@ std::optional<double> above_zero(std::optional<double> number);
 class HeaderItems {
  public:
   // Takes the items up to the closing brace, or to the end of `text` when there is none. A semicolon or a line's end
-  // closes an item. Of a key that occurs twice, the first counts.
+  // closes an item. Of a key that occurs twice, the first counts. Items behind the first ten thousand are left out: no
+  // header has so many.
   explicit HeaderItems(std::string_view text);
 
   // Keys are asked for in lower case and found in any.
@@ -35,15 +36,22 @@ class HeaderItems {
   // Whether a key begins with this.
   bool has_prefix(std::string_view prefix) const;
 
+  // Whether the closing brace may stand behind the end of the text, when that is a file's front.
+  bool is_open() const { return !end_ && !is_longest_; }
+
   // The place behind the closing brace; nothing when there is none.
   std::optional<std::size_t> end() const { return end_; }
 
  private:
   std::map<std::string, std::string, std::less<>> items_;
   std::optional<std::size_t> end_;
+  bool is_longest_ = false;
 };
 
 // Whether the text begins with a brace, blanks aside.
 bool begins_with_brace(std::string_view text);
+
+// No header in braces is longer; a brace behind this is one of the pixels'.
+inline constexpr std::size_t kLongestHeader = std::size_t{1} << 20;
 
 }  // namespace frames

@@ -168,6 +168,17 @@ bool is_mar345(Bytes file) {
   return (binary.size > 0 && binary.size <= 10000) || find_packed_line(file);
 }
 
+std::optional<std::size_t> enough_of_mar345(Bytes front, const LoadOptions& options) {
+  if (const auto image = enough_of_packed(front, options)) return image;
+  if (front.size() < kBinaryBytes) return std::nullopt;
+  // Without an image so far: it stands behind the overflows, of which a pixel has one.
+  const Binary binary(front);
+  if (!mar345::is_sane(binary.words)) return front.size();
+  const std::size_t pixels = pixels_of_size(binary.size, binary.size);
+  const auto records = static_cast<std::size_t>(std::max(mar345::overflow_count(binary.words), 0));
+  return with_room(binary.header_bytes() + mar345::kRecordBytes * std::min(records, pixels));
+}
+
 Frame load_mar345(Bytes file, const LoadOptions& options) {
   if (file.size() < kBinaryBytes) throw LoadError("is truncated: the header is not whole");
   const Binary binary(file);

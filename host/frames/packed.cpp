@@ -43,8 +43,21 @@ void read_packed_pixels(Frame& frame, Bytes file, const PackedLine& line, const 
   xrd::widen_samples(pixels, [](std::uint16_t sample) -> std::uint32_t { return sample; });
 }
 
+std::size_t end_of_packed_image(const PackedLine& line) {
+  // A chunk of one pixel with the widest field is the longest that a pixel can take.
+  constexpr std::uint64_t kMostBits = xrd::kChunkHeaderBits + xrd::kFieldBits.back();
+  const std::uint64_t pixels = xrd::allocatable_pixels(line.width, line.height).value_or(0);
+  return line.end + static_cast<std::size_t>((pixels * kMostBits + 7) / 8);
+}
+
 bool is_packed(Bytes file) {
   return find_packed_line(file).has_value();
+}
+
+std::optional<std::size_t> enough_of_packed(Bytes front, const LoadOptions& /*options*/) {
+  const auto line = find_packed_line(front);
+  if (!line) return std::nullopt;
+  return end_of_packed_image(*line) + with_room(0);
 }
 
 Frame load_packed(Bytes file, const LoadOptions& options) {

@@ -16,6 +16,9 @@ constexpr std::array kDetectors{
     LoadOptions::Size{1242, 1152},
 };
 
+// Beyond this no sum of sizes fits 32 bits.
+constexpr std::size_t kLongestSkip = std::size_t{1} << 30;
+
 std::size_t pixels(LoadOptions::Size size) {
   return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
 }
@@ -37,13 +40,25 @@ LoadOptions::Size guess_size(std::size_t bytes, std::size_t sample_bytes) {
   throw LoadError(guess_failed(bytes));
 }
 
-}  // namespace
-
-Frame load_raw(Bytes file, const LoadOptions& options) {
+int depth_of(const LoadOptions& options) {
   const int depth = options.depth.value_or(16);
   if (depth != 8 && depth != 16 && depth != 32) {
     throw LoadError("cannot have " + std::to_string(depth) + " bits a pixel; --depth is 8, 16 or 32");
   }
+  return depth;
+}
+
+}  // namespace
+
+std::optional<std::size_t> enough_of_raw(Bytes /*front*/, const LoadOptions& options) {
+  const auto bytes = static_cast<std::size_t>(depth_of(options) / 8);
+  if (!options.size) return std::nullopt;  // the length of the file decides
+  const std::size_t data_bytes = pixels_of_size(options.size->width, options.size->height) * bytes;
+  return options.skip > kLongestSkip ? std::nullopt : std::optional(with_room(options.skip + data_bytes));
+}
+
+Frame load_raw(Bytes file, const LoadOptions& options) {
+  const int depth = depth_of(options);
   const SampleType type{SampleKind::kUnsigned, static_cast<std::size_t>(depth / 8)};
   const Bytes data = bytes_after(file, options.skip);
   const LoadOptions::Size size = options.size ? *options.size : guess_size(data.size(), type.bytes);

@@ -19,6 +19,8 @@ constexpr std::size_t kRecord = 80;
 constexpr std::size_t kKey = 7;
 constexpr std::size_t kBlock = 512;
 constexpr long long kUsualBlocks = 15;
+constexpr std::size_t kLongestText = std::size_t{1} << 20;  // of a header: what follows are no records
+constexpr std::size_t kTextEntry = 16;                      // of the table of overflows
 
 using Records = std::map<std::string, std::string, std::less<>>;
 
@@ -62,23 +64,41 @@ long long integer(const Records& records, std::string_view key, std::size_t plac
   return place < found.size() && std::abs(found[place]) <= kLargest ? std::llround(found[place]) : by_default;
 }
 
+SampleType sample_type(const Records& records) {
+  const long long bytes = integer(records, "NPIXELB", 0, 2);
+  if (bytes != 1 && bytes != 2) {
+    throw LoadError("has pixels of " + std::to_string(bytes) + " bytes, which are not supported");
+  }
+  return {SampleKind::kUnsigned, static_cast<std::size_t>(bytes)};
+}
+
+bool has_binary_tables(const Records& records) {
+  return integer(records, "FORMAT", 0, 86) >= 100;
+}
+
 std::size_t header_size(std::string_view text) {
   const Records records = parse_records(text.substr(0, kUsualBlocks * kBlock));
   const long long blocks = integer(records, "HDRBLKS", 0, kUsualBlocks);
   return static_cast<std::size_t>(blocks < 1 ? kUsualBlocks : std::min(blocks, 1LL << 20)) * kBlock;
 }
 
-// Reads the counts of one binary table, whose length is a multiple of 16 bytes, and goes on to what follows it.
+// The bytes that a binary table takes, which are a multiple of 16.
+std::size_t table_bytes(long long entries, std::size_t bytes) {
+  return entries > 0 ? (static_cast<std::size_t>(entries) * bytes + 15) / 16 * 16 : 0;
+}
+
+// Reads the counts of one binary table, and goes on to what follows it.
 std::vector<std::uint32_t> read_table(Bytes& data, long long entries, std::size_t bytes, bool big_endian) {
   std::vector<std::uint32_t> table;
   const std::size_t present = data.size() / bytes;
   const std::size_t count = entries > 0 ? std::min(static_cast<std::size_t>(entries), present) : 0;
+  table.reserve(count);
   for (std::size_t i = 0; i < count; ++i) {
     // Shorter entries than the number read are its low bytes, or its high ones in a big-endian table.
     const auto entry = number_at<std::uint32_t>(data.subspan(i * bytes, bytes), 0, big_endian);
     table.push_back(big_endian ? entry >> (8 * (sizeof entry - bytes)) : entry);
   }
-  data = bytes_after(data, entries > 0 ? (static_cast<std::size_t>(entries) * bytes + 15) / 16 * 16 : 0);
+  data = bytes_after(data, table_bytes(entries, bytes));
   return table;
 }
 
@@ -99,15 +119,50 @@ void report_lacking_counts(Frame& frame, const LoadOptions& options) {
   report_damage(frame, options, "is truncated: its table of overflows ends early");
 }
 
-// The binary tables of format 100. A number of underflows below 0 tells that there is neither a baseline nor a table of
-// pixels below it.
+// How many entries the binary tables have. A number of underflows below 0 tells that there is neither a
+// baseline nor a table of pixels below it.
+struct Tables {
+  long long underflows = -1;
+  long long words = 0;
+  long long longs = 0;
+  std::size_t underflow_bytes = 1;
+
+  std::size_t bytes() const {
+    return table_bytes(underflows, underflow_bytes) + table_bytes(words, 2) + table_bytes(longs, 4);
+  }
+};
+
+Tables tables_of(const Records& records) {
+  Tables tables{integer(records, "NOVERFL", 0, -1), integer(records, "NOVERFL", 1, 0),
+                integer(records, "NOVERFL", 2, 0), static_cast<std::size_t>(integer(records, "NPIXELB", 1, 1))};
+  const std::size_t bytes = tables.underflow_bytes;
+  if (bytes != 1 && bytes != 2 && bytes != 4) throw LoadError("has a damaged NPIXELB");
+  return tables;
+}
+
+// How many entries the text table of format 86 has.
+std::size_t text_entries(const Records& records) {
+  return static_cast<std::size_t>(std::max(0LL, integer(records, "NOVERFL", 0, 0)));
+}
+
+// Whether there can be so many entries: a pixel has one in each table at most.
+bool fits(const Tables& tables, std::size_t pixels) {
+  return std::max({tables.underflows, tables.words, tables.longs}) <= static_cast<long long>(pixels);
+}
+
+void report_too_many_overflows(Frame& frame, const LoadOptions& options) {
+  report_damage(frame, options, "is damaged: it states more overflows than it has pixels");
+}
+
+// The binary tables of format 100.
 void merge_tables(Frame& frame, Bytes data, const Records& records, std::size_t pixel_bytes,
                   const LoadOptions& options) {
-  const long long underflows = integer(records, "NOVERFL", 0, -1);
-  const long long words = integer(records, "NOVERFL", 1, 0);
-  const long long longs = integer(records, "NOVERFL", 2, 0);
-  const auto underflow_bytes = static_cast<std::size_t>(integer(records, "NPIXELB", 1, 1));
-  if (underflow_bytes != 1 && underflow_bytes != 2 && underflow_bytes != 4) throw LoadError("has a damaged NPIXELB");
+  Tables tables = tables_of(records);
+  if (!fits(tables, frame.counts.size())) {
+    report_too_many_overflows(frame, options);
+    tables = {};
+  }
+  const auto [underflows, words, longs, underflow_bytes] = tables;
   const bool big_words = integer(records, "WORDORD", 0, 0) != 0;
   const bool big_longs = integer(records, "LONGORD", 0, 0) != 0;
 
@@ -144,18 +199,21 @@ bool is_within(std::optional<double> number, double highest) {
 // The text table of format 86: nine characters of count, seven of the pixel's place.
 void merge_text_table(Frame& frame, Bytes data, const Records& records, std::size_t pixel_bytes,
                       const LoadOptions& options) {
-  constexpr std::size_t kEntry = 16;
   constexpr std::size_t kCount = 9;
   constexpr double kLargestCount = 999999999.0;
-  const auto entries = static_cast<std::size_t>(std::max(0LL, integer(records, "NOVERFL", 0, 0)));
+  std::size_t entries = text_entries(records);
+  if (entries > frame.counts.size()) {
+    report_too_many_overflows(frame, options);
+    entries = 0;
+  }
   const std::string_view text = text_of(data);
   const std::uint32_t mark = pixel_bytes == 1 ? 0xFF : 0xFFFF;
   std::vector<bool> is_merged(frame.counts.size());
   bool is_damaged = false;
-  if (text.size() / kEntry < entries) report_lacking_counts(frame, options);
-  for (std::size_t i = 0; i < std::min(entries, text.size() / kEntry); ++i) {
-    const auto count = number_in(text.substr(i * kEntry, kCount));
-    const auto place = number_in(text.substr(i * kEntry + kCount, kEntry - kCount));
+  if (text.size() / kTextEntry < entries) report_lacking_counts(frame, options);
+  for (std::size_t i = 0; i < std::min(entries, text.size() / kTextEntry); ++i) {
+    const auto count = number_in(text.substr(i * kTextEntry, kCount));
+    const auto place = number_in(text.substr(i * kTextEntry + kCount, kTextEntry - kCount));
     if (!is_within(count, kLargestCount) || !is_within(place, static_cast<double>(frame.counts.size() - 1))) {
       is_damaged = true;
       continue;
@@ -203,23 +261,32 @@ bool is_saint(Bytes file) {
   return number(records, "NROWS") && number(records, "NCOLS");
 }
 
+std::optional<std::size_t> enough_of_saint(Bytes front, const LoadOptions& /*options*/) {
+  const std::string_view text = text_of(front);
+  const std::size_t header_bytes = header_size(text);
+  if (header_bytes > kLongestText) return std::nullopt;
+  if (header_bytes > front.size()) return with_room(header_bytes);
+  const Records records = parse_records(text.substr(0, header_bytes));
+  const std::size_t pixels = pixels_of_size(integer(records, "NCOLS", 0, 0), integer(records, "NROWS", 0, 0));
+  const std::size_t image_end = header_bytes + pixels * sample_type(records).bytes;
+  if (!has_binary_tables(records)) return with_room(image_end + kTextEntry * std::min(text_entries(records), pixels));
+  const Tables tables = tables_of(records);
+  return with_room(image_end + (fits(tables, pixels) ? tables.bytes() : 0));
+}
+
 Frame load_saint(Bytes file, const LoadOptions& options) {
   const std::string_view text = text_of(file);
   const std::size_t header_bytes = header_size(text);
-  const Records records = parse_records(text.substr(0, header_bytes));
-  const long long pixel_bytes = integer(records, "NPIXELB", 0, 2);
-  if (pixel_bytes != 1 && pixel_bytes != 2) {
-    throw LoadError("has pixels of " + std::to_string(pixel_bytes) + " bytes, which are not supported");
-  }
+  const Records records = parse_records(text.substr(0, std::min(header_bytes, kLongestText)));
+  const SampleType type = sample_type(records);
 
   Frame frame;
   frame.format = Format::kSaint;
   set_size(frame, integer(records, "NCOLS", 0, 0), integer(records, "NROWS", 0, 0));
-  const SampleType type{SampleKind::kUnsigned, static_cast<std::size_t>(pixel_bytes)};
   const Bytes data = bytes_after(file, header_bytes);
   read_samples(frame, data, type, integer(records, "WORDORD", 0, 0) != 0, options);
   const Bytes tables = bytes_after(data, frame.counts.size() * type.bytes);
-  if (integer(records, "FORMAT", 0, 86) >= 100) {
+  if (has_binary_tables(records)) {
     merge_tables(frame, tables, records, type.bytes, options);
   } else {
     merge_text_table(frame, tables, records, type.bytes, options);

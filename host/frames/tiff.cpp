@@ -8,12 +8,15 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "formats/tiff_strips.h"
 #include "host/frames/loaders.h"
 #include "host/frames/samples.h"
+#include "host/frames/tiff_directory.h"
 #include "support/image_size.h"
 
 namespace frames {
@@ -85,7 +88,20 @@ std::string damage(const Source& source) {
   return source.error.empty() ? "is a damaged TIFF file" : "is a damaged TIFF file: " + source.error;
 }
 
+// libtiff keeps every value of a directory, and takes the longer for each tag the more there are. Frames have a few
+// dozen; values that overlap in the file would take many times its size.
+void check_directory(Bytes file) {
+  constexpr std::uint64_t kMostEntries = 512;
+  constexpr std::uint64_t kAnyBytes = 65536;
+  const auto directory = tiff_directory(file, first_tiff_directory(file));
+  if (!directory) return;  // libtiff says what is wrong with it
+  if (directory->entries > kMostEntries || directory->value_bytes > 2 * (kAnyBytes + file.size())) {
+    throw LoadError("is a damaged TIFF file: its directory is far larger than that of a frame");
+  }
+}
+
 xrd::TiffHandle open(Source& source) {
+  check_directory(source.file);
   const xrd::TiffOptions options(TIFFOpenOptionsAlloc());
   if (!options) throw std::bad_alloc();
   TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &source);
@@ -118,23 +134,57 @@ struct Blocks {
   bool tiled = false;
   std::uint32_t width = 0;
   std::uint32_t height = 0;
+  std::uint64_t count = 0;
+
+  std::uint64_t pixels() const { return std::uint64_t{width} * height; }
+  const char* name() const { return tiled ? "tiles" : "strips"; }
 };
 
-Blocks blocks_of(tiff* image, const Frame& frame) {
+Blocks blocks_of(tiff* image, std::uint32_t width, std::uint32_t height) {
   Blocks blocks;
   blocks.tiled = TIFFIsTiled(image) != 0;
   if (blocks.tiled) {
     blocks.width = tag<std::uint32_t>(image, TIFFTAG_TILEWIDTH, 0);
     blocks.height = tag<std::uint32_t>(image, TIFFTAG_TILELENGTH, 0);
   } else {
-    blocks.width = static_cast<std::uint32_t>(frame.width);
-    blocks.height =
-        std::min(tag<std::uint32_t>(image, TIFFTAG_ROWSPERSTRIP, 0xFFFFFFFF), static_cast<std::uint32_t>(frame.height));
+    blocks.width = width;
+    blocks.height = std::min(tag<std::uint32_t>(image, TIFFTAG_ROWSPERSTRIP, 0xFFFFFFFF), height);
   }
   if (blocks.width == 0 || blocks.height == 0 || blocks.height > xrd::kMaxPixels / blocks.width) {
     throw LoadError("is a damaged TIFF file: its strips or tiles have an impossible size");
   }
+  const auto parts = [](std::uint64_t whole, std::uint64_t part) { return (whole + part - 1) / part; };
+  blocks.count = parts(width, blocks.width) * parts(height, blocks.height);
   return blocks;
+}
+
+// How many bytes the file holds of the block, at most.
+std::uint64_t stored_bytes(tiff* image, std::uint64_t block, Bytes file) {
+  return std::min<std::uint64_t>(TIFFGetStrileByteCount(image, static_cast<std::uint32_t>(block)), file.size());
+}
+
+// Reading costs what the image is worth: blocks may reach beyond its edges, and share bytes of the file, only so far.
+void check_cost(tiff* image, Bytes file, std::uint64_t pixels, const Blocks& blocks, std::size_t sample_bytes) {
+  constexpr std::uint64_t kAnyPixels = std::uint64_t{1} << 22;  // a small image may lie in one tile of any size
+  constexpr std::uint64_t kTimes = 3;
+  const std::string damaged = std::string("is a damaged TIFF file: its ") + blocks.name();
+  if (blocks.count > file.size()) throw LoadError(damaged + " are more than it has room for");
+  const std::uint64_t decoded = blocks.count * blocks.pixels();  // both are below 2^32
+  if (decoded > kTimes * pixels + kAnyPixels) throw LoadError(damaged + " hold far more than the image");
+  std::uint64_t stored = 0;
+  for (std::uint64_t block = 0; block < blocks.count; ++block) stored += stored_bytes(image, block, file);
+  if (stored > file.size() + kTimes * sample_bytes * decoded) throw LoadError(damaged + " overlap in the file");
+}
+
+// Compressions that keep counts, and whose cost the size of the image bounds.
+void check_compression(tiff* image) {
+  constexpr std::array<std::uint16_t, 7> kCompressions{
+      COMPRESSION_NONE,     COMPRESSION_LZW,  COMPRESSION_ADOBE_DEFLATE, COMPRESSION_DEFLATE,
+      COMPRESSION_PACKBITS, COMPRESSION_LZMA, COMPRESSION_ZSTD};
+  const auto compression = tag<std::uint16_t>(image, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  if (std::ranges::find(kCompressions, compression) == kCompressions.end()) {
+    throw LoadError("has TIFF compression " + std::to_string(compression) + ", which no frame has");
+  }
 }
 
 // A small damaged file must not take memory for a large image: the usual compressions make no more of a byte than this.
@@ -146,31 +196,28 @@ void check_plausible(Bytes file, std::size_t decoded_bytes) {
   }
 }
 
-// The samples row by row, in the processor's byte order. What could not be decoded is 0, and `whole` false then.
-struct Samples {
-  std::vector<unsigned char> bytes;
-  bool whole = true;
-};
-
-Samples decode(tiff* image, const Frame& frame, const Blocks& blocks, std::size_t sample_bytes) {
+// The samples row by row, in the processor's byte order. What cannot be decoded is damage, and 0 with `force`.
+std::vector<unsigned char> decode(tiff* image, Frame& frame, const Blocks& blocks, std::size_t sample_bytes,
+                                  const Source& source, const LoadOptions& options) {
   const auto width = static_cast<std::size_t>(frame.width);
   const auto height = static_cast<std::size_t>(frame.height);
   const std::size_t block_row = blocks.width * sample_bytes;
   std::vector<unsigned char> decoded(blocks.height * block_row);
   const auto size = static_cast<tmsize_t>(decoded.size());
-  Samples samples{std::vector<unsigned char>(width * height * sample_bytes)};
+  std::vector<unsigned char> samples(width * height * sample_bytes);
+  bool whole = true;
   std::uint32_t block = 0;
   for (std::size_t top = 0; top < height; top += blocks.height) {
     for (std::size_t left = 0; left < width; left += blocks.width, ++block) {
       std::ranges::fill(decoded, static_cast<unsigned char>(0));
       const tmsize_t got = blocks.tiled ? TIFFReadEncodedTile(image, block, decoded.data(), size)
                                         : TIFFReadEncodedStrip(image, block, decoded.data(), size);
-      samples.whole = samples.whole && got >= 0;
+      if (got < 0 && std::exchange(whole, false)) report_damage(frame, options, damage(source));
       const std::size_t rows = std::min<std::size_t>(blocks.height, height - top);
       const std::size_t row_bytes = std::min<std::size_t>(blocks.width, width - left) * sample_bytes;
       for (std::size_t row = 0; row < rows; ++row) {
-        std::memcpy(samples.bytes.data() + ((top + row) * width + left) * sample_bytes,
-                    decoded.data() + row * block_row, row_bytes);
+        std::memcpy(samples.data() + ((top + row) * width + left) * sample_bytes, decoded.data() + row * block_row,
+                    row_bytes);
       }
     }
   }
@@ -187,6 +234,13 @@ std::optional<SampleType> sample_type(int bits, int format) {
   return std::nullopt;
 }
 
+// Without going through them all.
+bool has_several_images(Bytes file) {
+  const std::uint64_t first = first_tiff_directory(file);
+  const auto directory = tiff_directory(file, first);
+  return directory && directory->next != 0 && directory->next != first && tiff_directory(file, directory->next);
+}
+
 }  // namespace
 
 bool is_tiff(Bytes file) {
@@ -194,6 +248,34 @@ bool is_tiff(Bytes file) {
   using namespace std::string_view_literals;
   return text.starts_with("II*\0"sv) || text.starts_with("MM\0*"sv) ||  // and those with 64-bit offsets
          text.starts_with("II+\0"sv) || text.starts_with("MM\0+"sv);
+}
+
+std::optional<std::size_t> enough_of_tiff(Bytes front, const LoadOptions& /*options*/) {
+  // Where the image's blocks stand farther apart than this, other images are between them.
+  constexpr std::uint64_t kAnyBytes = std::uint64_t{1} << 24;
+  constexpr std::uint64_t kBytesPerPixel = 3 * sizeof(double);
+  constexpr std::uint64_t kNextDirectory = std::uint64_t{1} << 17;
+  const std::uint64_t begin = first_tiff_directory(front);
+  const auto directory = tiff_directory(front, begin);
+  if (!directory || directory->end > front.size() || directory->value_bytes > kAnyBytes) return std::nullopt;
+  const auto numbers = [&](std::uint16_t name) { return tiff_integers(front, begin, name); };
+  const auto width = numbers(TIFFTAG_IMAGEWIDTH);
+  const auto height = numbers(TIFFTAG_IMAGELENGTH);
+  auto offsets = numbers(TIFFTAG_STRIPOFFSETS);
+  auto sizes = numbers(TIFFTAG_STRIPBYTECOUNTS);
+  if (offsets.empty()) offsets = numbers(TIFFTAG_TILEOFFSETS);
+  if (sizes.empty()) sizes = numbers(TIFFTAG_TILEBYTECOUNTS);
+  if (width.empty() || height.empty() || offsets.empty() || sizes.size() != offsets.size()) return std::nullopt;
+  if (width[0] > xrd::kMaxPixels || height[0] > xrd::kMaxPixels) return std::nullopt;
+  const std::uint64_t most =
+      kAnyBytes + kBytesPerPixel * std::min<std::uint64_t>(width[0] * height[0], xrd::kMaxPixels);
+  std::uint64_t end = directory->end;
+  if (directory->next != 0) end = std::max(end, std::min(directory->next, most) + kNextDirectory);
+  for (std::size_t i = 0; i < offsets.size(); ++i) {
+    end = std::max(end, std::min(offsets[i], most) + std::min(sizes[i], most));
+  }
+  constexpr std::uint64_t kLargest = std::numeric_limits<std::ptrdiff_t>::max();
+  return end > std::min(most, kLargest) ? std::nullopt : std::optional(with_room(static_cast<std::size_t>(end)));
 }
 
 Frame load_tiff(Bytes file, const LoadOptions& options) {
@@ -216,13 +298,15 @@ Frame load_tiff(Bytes file, const LoadOptions& options) {
            tag<std::uint32_t>(image.get(), TIFFTAG_IMAGELENGTH, 0));
   frame.header.date = text_tag(image.get(), TIFFTAG_DATETIME);
   frame.header.detector = text_tag(image.get(), TIFFTAG_MODEL);
-  const Blocks blocks = blocks_of(image.get(), frame);
+  const Blocks blocks =
+      blocks_of(image.get(), static_cast<std::uint32_t>(frame.width), static_cast<std::uint32_t>(frame.height));
+  check_compression(image.get());
   check_plausible(file, frame.counts.size() * type->bytes);
-  check_plausible(file, std::size_t{blocks.width} * blocks.height * type->bytes);
-  const Samples pixels = decode(image.get(), frame, blocks, type->bytes);
-  if (!pixels.whole) report_damage(frame, options, damage(source));
-  if (TIFFNumberOfDirectories(image.get()) > 1) frame.notes.emplace_back("has several images; this is the first");
-  read_samples(frame, pixels.bytes, *type, std::endian::native == std::endian::big, options);
+  check_plausible(file, static_cast<std::size_t>(blocks.pixels()) * type->bytes);
+  check_cost(image.get(), file, frame.counts.size(), blocks, type->bytes);
+  const auto pixels = decode(image.get(), frame, blocks, type->bytes, source, options);
+  if (has_several_images(file)) frame.notes.emplace_back("has several images; this is the first");
+  read_samples(frame, pixels, *type, std::endian::native == std::endian::big, options);
   return frame;
 }
 

@@ -2,6 +2,7 @@
 // are given.
 #include <new>
 
+#include "host/frames/bytes.h"
 #include "tests/host/frames/compression.h"
 #include "tests/host/frames/file_bytes.h"
 #include "tests/host/frames/tiff_file.h"
@@ -62,6 +63,12 @@ std::string saint() {
          words() + std::string(16, '\0');
 }
 
+Counts expected_counts() {
+  Counts counts;
+  for (unsigned i = 0; i < kWidth * kHeight; ++i) counts.push_back(pixel(i));
+  return counts;
+}
+
 struct Sample {
   Format format;
   std::string file;
@@ -120,8 +127,7 @@ std::vector<std::size_t> cuts(std::size_t size) {
 }
 
 TEST(FrameDamage, FramesOfEveryFormatComeBackCompressedOrNot) {
-  Counts expected;
-  for (unsigned i = 0; i < kWidth * kHeight; ++i) expected.push_back(pixel(i));
+  const Counts expected = expected_counts();
   const test::TemporaryDirectory directory;
   for (const Sample& sample : samples()) {
     for (const std::string& file : {sample.file, test::gzip(sample.file), test::bzip2(sample.file)}) {
@@ -137,6 +143,27 @@ TEST(FrameDamage, FramesOfEveryFormatComeBackCompressedOrNot) {
       const std::string cut = directory.write("cut", file.substr(0, file.size() / 2));
       EXPECT_NE(test::load_error([&] { frames::load_frame(cut, options_for(sample)); }).find("is a damaged "),
                 std::string::npos);
+    }
+  }
+}
+
+TEST(FrameDamage, OfGigabytesBehindACompressedFrameSomeAreUnpacked) {
+  const test::TemporaryDirectory directory;
+  const std::string zeros(std::size_t{1} << 20, '\0');
+  for (const Sample& sample : samples()) {
+    for (const bool is_gzip : {false, true}) {
+      std::string file = is_gzip ? test::gzip(sample.file) : test::bzip2(sample.file);
+      const std::string member = is_gzip ? test::gzip(zeros) : test::bzip2(zeros);
+      for (int i = 0; i < 2047; ++i) file += member;
+      const LoadOptions options = options_for(sample);
+      const std::string path = directory.write("frame", file);
+      const auto enough = [&](frames::Bytes front) { return frames::enough_of_file(front, path, options); };
+      EXPECT_LE(frames::read_file(path, enough).size(), 3 * sample.file.size() + (std::size_t{1} << 19))
+          << frames::format_name(sample.format);
+      const Frame frame = frames::load_frame(path, options);
+      EXPECT_EQ(frame.format, sample.format);
+      EXPECT_TRUE(frame.counts == expected_counts()) << frames::format_name(sample.format);
+      EXPECT_TRUE(frame.notes.empty());
     }
   }
 }
