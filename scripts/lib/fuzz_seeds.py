@@ -131,6 +131,13 @@ def tiff(order="<", bits=16, sample_format=1, compression=1, strips=(words(SAMPL
     return file.ljust(first, b"\0") + b"".join(strips)
 
 
+def tiff_with_next(file):
+    """Little-endian, with an empty second directory at the end."""
+    entries = struct.unpack_from("<H", file, 8)[0]
+    link = 10 + 12 * entries
+    return file[:link] + struct.pack("<I", len(file)) + file[link + 4:] + bytes(6)
+
+
 def lzw(content):
     """Codes of nine bits, the highest first: to clear the table, for each byte, and for the end."""
     bits = "".join(f"{code:09b}" for code in [256, *content, 257])
@@ -257,12 +264,26 @@ def seeds():
     yield "load_frame", "saint_text_table", frame(SAINT_TEXT_TABLE)
     yield "load_frame", "tiff", frame(tiff(order=">", bits=32, sample_format=3, strips=(words([0.5] * 12, ">", "f"),)))
     yield "load_frame", "tiff_tiles", frame(tiff(tile=16, strips=(bytes(512),)))
+    yield "load_frame", "tiff_large_tile", frame(tiff(tile=4096, strips=(bytes(64),)))
+    yield "load_frame", "tiff_jpeg", frame(tiff(compression=7))
+    yield "load_frame", "tiff_two_images", frame(tiff_with_next(tiff()))
+    yield "load_frame", "tiff_behind_gzip", frame(gzip.compress(tiff_with_next(tiff()) + bytes(100000), mtime=0))
     yield "load_frame", "mar_ccd", frame(mar_ccd())
     yield "load_frame", "mar345", frame(mar345("<", True, flat, 10, records))
     yield "load_frame", "mar345_forced", frame(mar345(">", False, square, 104, records)[:300], flags=1)
     yield "load_frame", "packed", frame(packed(pixels, 11))
     yield "load_frame", "packed_gzip", frame(gzip.compress(packed(pixels, 11), mtime=0))
     yield "load_frame", "packed_bzip2", frame(bz2.compress(packed(pixels, 11)))
+    behind = bytes(600000)
+    yield "load_frame", "adsc_behind_gzip", frame(gzip.compress(ADSC.ljust(512) + words(SAMPLES) + behind, mtime=0))
+    yield "load_frame", "edf_behind_gzip", frame(gzip.compress(sized + words(SAMPLES) + behind, mtime=0))
+    yield "load_frame", "saint_behind_gzip", frame(gzip.compress(SAINT + behind, mtime=0))
+    yield "load_frame", "saint_text_behind_gzip", frame(gzip.compress(SAINT_TEXT_TABLE + behind, mtime=0))
+    yield "load_frame", "saint_too_many", frame(saint("100", "-1 20 1", SAINT_PIXELS, SAINT_OVERFLOWS))
+    yield "load_frame", "mar345_behind_gzip", frame(gzip.compress(mar345("<", True, flat, 10, records) + behind, mtime=0))
+    yield "load_frame", "packed_behind_bzip2", frame(bz2.compress(packed(pixels, 11) + behind))
+    yield "load_frame", "raw_behind_gzip", frame(gzip.compress(words(SAMPLES) + behind, mtime=0), keyword=7, size=0x34)
+    yield "load_frame", "gzip_pieces", frame(gzip.compress(b"", mtime=0) * 20 + gzip.compress(SAINT, mtime=0))
     yield "load_frame", "raw", frame(words(SAMPLES), keyword=7, size=0x34)
     yield "load_frame", "raw_guessed", frame(words(SAMPLES[:9]), flags=2, keyword=7)
 
