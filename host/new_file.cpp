@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "host/failure.h"
+#include "host/permissions.h"
 #include "host/signals.h"
 
 namespace host {
@@ -67,13 +68,6 @@ bool rename_to_free_name(int folder, const char* from, const char* to) {
   return errno == ENOENT && renameat(folder, from, folder, to) == 0;
 }
 
-// Those that the new file takes over: for its group only when that is the same.
-mode_t taken_permissions(const struct stat& replaced, const struct stat& made) {
-  const mode_t permissions = replaced.st_mode & (S_IRWXU | S_IRWXG | S_IRWXO);
-  if (replaced.st_gid == made.st_gid) return permissions;
-  return permissions & ~(S_IRWXG & ~((permissions & S_IRWXO) << 3U));
-}
-
 }  // namespace
 
 void sync_folder(const xrd::Descriptor& folder, const std::string& path) {
@@ -92,7 +86,7 @@ NewFile::NewFile(const std::string& path, Interrupts interrupts, Existing existi
   remove_left_files(place_.folder.number());
   const bool takes_permissions = replaced && replaced->st_uid == geteuid();
   make(takes_permissions ? replaced->st_mode & (S_IRUSR | S_IWUSR) : kAnyPermissions);
-  if (!open_stream() || (takes_permissions && !take_permissions(*replaced))) {
+  if (!open_stream() || (takes_permissions && !take_permissions(unfinished_.descriptor.number(), place_, *replaced))) {
     const int error = errno;
     discard();
     throw Failure(path_, std::strerror(error), error);
@@ -117,12 +111,6 @@ bool NewFile::open_stream() {
   if (copy) stream_.reset(fdopen(copy.number(), "w+b"));
   if (stream_ != nullptr) copy.release();
   return stream_ != nullptr;
-}
-
-bool NewFile::take_permissions(const struct stat& replaced) const {
-  struct stat made {};
-  const int descriptor = unfinished_.descriptor.number();
-  return fstat(descriptor, &made) == 0 && fchmod(descriptor, taken_permissions(replaced, made)) == 0;
 }
 
 void NewFile::discard() const {

@@ -29,7 +29,8 @@ void sync_folder(const xrd::Descriptor& folder, const std::string& path);
 // Written under a temporary name in the folder of `path`, and renamed by commit(). A file that is not committed
 // vanishes, with kRemoveFile also when the program is interrupted; then there is one at a time. What an existing `path`
 // holds stays untouched until then; it must be writable. A new file has the permissions of the one of the same owner
-// that it replaces, without those to act as its owner or group; those of the group only if it is the same group.
+// that it replaces, and its list of access, without those to act as its owner or group; those of the group only if it
+// is the same group.
 class NewFile {
  public:
   explicit NewFile(const std::string& path, Interrupts interrupts = Interrupts::kRemoveFile,
@@ -49,7 +50,6 @@ class NewFile {
   [[noreturn]] void refuse_existing() const;
   void make(mode_t permissions);
   bool open_stream();
-  bool take_permissions(const struct stat& replaced) const;
   void rename() const;
   void discard() const;
   void forget() const;

@@ -38,10 +38,6 @@ void check_type(const struct stat& status, const std::string& given) {
   if (!S_ISREG(status.st_mode)) throw Failure(given, "is not a regular file", EINVAL);
 }
 
-bool is_same_file(const struct stat& one, const struct stat& other) {
-  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
-
 // Where the link at this place leads. The kernel follows it, by its rules for links of other users, and names what it
 // has found.
 OutputPlace behind_link(const OutputPlace& link, const std::string& given) {
@@ -57,6 +53,10 @@ OutputPlace behind_link(const OutputPlace& link, const std::string& given) {
 }
 
 }  // namespace
+
+bool is_same_file(const struct stat& one, const struct stat& other) {
+  return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
 
 void cannot_be_written(const std::string& path, int error) {
   throw Failure(path, std::string("cannot be written: ") + std::strerror(error), error);

@@ -27,4 +27,6 @@ OutputPlace output_place(const std::string& path);
 // write-protected files. `path` is for the message.
 std::optional<struct stat> replaceable_file(const OutputPlace& place, const std::string& path);
 
+bool is_same_file(const struct stat& one, const struct stat& other);
+
 }  // namespace host

@@ -1,10 +1,13 @@
 #include "host/new_file.h"
 
 #include <fcntl.h>
+#include <linux/posix_acl.h>
+#include <linux/posix_acl_xattr.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <array>
@@ -260,6 +263,71 @@ TEST(NewFile, PermissionsOfOtherGroupsAreNotTakenOver) {
     EXPECT_EQ(mode_of("out"), after);
     fs::remove("out");
   }
+}
+
+constexpr const char* kAccessList = "system.posix_acl_access";
+constexpr const char* kListForNewFiles = "system.posix_acl_default";
+
+void append(std::string& bytes, const auto& value) {
+  bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+// The owner and one user more may read and write; the group and all others may nothing.
+std::string list_for_one_user() {
+  std::string list;
+  append(list, posix_acl_xattr_header{POSIX_ACL_XATTR_VERSION});
+  constexpr auto kNoId = static_cast<std::uint32_t>(ACL_UNDEFINED_ID);
+  constexpr unsigned kBoth = ACL_READ | ACL_WRITE;
+  append(list, posix_acl_xattr_entry{ACL_USER_OBJ, kBoth, kNoId});
+  append(list, posix_acl_xattr_entry{ACL_USER, kBoth, kNobody});
+  append(list, posix_acl_xattr_entry{ACL_GROUP_OBJ, 0, kNoId});
+  append(list, posix_acl_xattr_entry{ACL_MASK, kBoth, kNoId});
+  append(list, posix_acl_xattr_entry{ACL_OTHER, 0, kNoId});
+  return list;
+}
+
+bool give_list(const std::string& path, const char* kind) {
+  const std::string list = list_for_one_user();
+  return setxattr(path.c_str(), kind, list.data(), list.size(), 0) == 0;
+}
+
+std::string list_of(const std::string& path) {
+  std::array<char, 1024> list{};
+  const ssize_t size = getxattr(path.c_str(), kAccessList, list.data(), list.size());
+  return {list.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))};
+}
+
+TEST(NewFile, PermissionsOfListsAreThoseOfNoGroup) {
+  const test::Workplace place;
+  place.write("out", "old");
+  if (!give_list("out", kAccessList)) GTEST_SKIP() << "the file system has no lists of access";
+  ASSERT_EQ(mode_of("out"), 0660U) << "the most that the list gives stands for the group's";
+  NewFile("out").commit();
+  EXPECT_EQ(list_of("out"), list_for_one_user());
+  EXPECT_EQ(mode_of("out"), 0660U);
+}
+
+TEST(NewFile, PermissionsOfListsAreNotTakenOverFromOtherGroups) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make a file of another group";
+  const test::Workplace place;
+  place.write("out", "old");
+  ASSERT_EQ(chown("out", 0, kNobody), 0);
+  if (!give_list("out", kAccessList)) GTEST_SKIP() << "the file system has no lists of access";
+  NewFile("out").commit();
+  EXPECT_EQ(list_of("out"), "");
+  EXPECT_EQ(mode_of("out"), 0600U);
+}
+
+TEST(NewFile, ListsOfTheFolderGiveNobodyWhatTheReplacedFileDidNot) {
+  const test::Workplace place;
+  place.write("out", "old");
+  fs::permissions("out", fs::perms{0640});
+  if (!give_list(".", kListForNewFiles)) GTEST_SKIP() << "the file system has no lists of access";
+  NewFile("out").commit();
+  EXPECT_EQ(list_of("out"), "");
+  EXPECT_EQ(mode_of("out"), 0640U);
+  NewFile("new").commit();
+  EXPECT_EQ(list_of("new"), list_for_one_user());
 }
 
 TEST(NewFile, WhatOnlyTheOwnerMayReadIsNotReadByOthersMeanwhile) {
