@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::size_t kLongestName = PATH_MAX - 1;        // the NUL behind a path counts, too
 constexpr std::size_t kMostNames = std::size_t{1} << 24;  // blank lines count, too
+constexpr std::size_t kMostBytes = std::size_t{1} << 29;  // of all names: paths of usual length are some million
 
 class NameCollector {
  public:
@@ -45,6 +46,8 @@ class NameCollector {
     if (name_.size() > kLongestName) refuse_length();
     if (name_.empty() && !has_lines()) refuse("is empty");
     if (number_ > kMostNames) throw Failure(list_, "lists more than " + std::to_string(kMostNames) + " files");
+    bytes_ += name_.size();
+    if (bytes_ > kMostBytes) throw Failure(list_, "has more than " + std::to_string(kMostBytes) + " bytes of names");
     if (!name_.empty()) names_.push_back(name_);
     name_.clear();
     ++number_;
@@ -63,6 +66,7 @@ class NameCollector {
   std::vector<std::string>& names_;
   std::string name_;
   std::size_t number_ = 1;
+  std::size_t bytes_ = 0;  // of the names before
 };
 
 }  // namespace

@@ -75,6 +75,15 @@ TEST(NameList, WhatNoPathCanBeIsToldWithItsLine) {
   EXPECT_EQ(refusal_of(std::string(kLongest, 'x') + "\nb\n" + ended("c")), "list: line 3 holds a NUL");
 }
 
+TEST(NameList, LongNamesWithoutAnEndAreRefused) {
+  const test::Workplace place;
+  const Result result = place.run(
+      "ulimit -S -v 1500000; \"$xrdimage\" --version >/dev/null 2>&1 || ulimit -S -v unlimited; "
+      "yes $(printf '%04000d' 0) 2>/dev/null | timeout 60 \"$xrdimage\" info --files-from -");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.err, "xrdimage: standard input: has more than 536870912 bytes of names\n");
+}
+
 // Each in seconds and in little memory. (Sanitizers reserve more.)
 TEST(NameList, ListsWithoutAnEndAreRefused) {
   const test::Workplace place;
