@@ -118,7 +118,10 @@ std::string name_without_ending(const std::string& name) {
   const std::string plain = uncompressed_name(name);
   const NameEnding* const ending = ending_of(plain);
   const std::size_t length = plain.size() - (ending == nullptr ? 0 : ending->ending.size());
-  return length == 0 ? name : name.substr(0, length);
+  const std::string name_itself = name.substr(0, length);
+  // What is left must be no folder: "...edf" is not to lead to the one above.
+  const bool is_name = length > 0 && name_itself != "." && name_itself != "..";
+  return is_name ? name_itself : name;
 }
 
 std::string_view text_of(Bytes file) {

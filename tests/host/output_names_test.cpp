@@ -42,6 +42,12 @@ TEST(OutputNames, NumbersOfFramesAreNoEndings) {
   EXPECT_EQ(output_names({"A.MAR2300.BZ2", ".img"}, {"out/", "png"}), (Names{"out/A.png", "out/.img.png"}));
 }
 
+TEST(OutputNames, NoFrameIsNamedAsAFolder) {
+  EXPECT_EQ(
+      output_names({"in/...edf", "..edf", "...IMG.gz", "....edf"}, {"out/{name}/picture.png", ""}),
+      (Names{"out/...edf/picture.png", "out/..edf/picture.png", "out/...IMG.gz/picture.png", "out/.../picture.png"}));
+}
+
 TEST(OutputNames, PatternsHaveNameAndNumber) {
   EXPECT_EQ(output_names({"x/a.img", "b.img"}, {"{n}/{name}_{name}.{n}", ""}), (Names{"1/a_a.1", "2/b_b.2"}));
   Names many(10, "f");
