@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <set>
 #include <string_view>
@@ -154,15 +155,18 @@ std::string place_of(const std::string& path) {
   return error ? path : place.string();
 }
 
-// A frame that is yet to be read must not be overwritten by what is made of another one.
+// A frame that is yet to be read must not be overwritten by what is made of another one, and neither must that.
 void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<std::string>& inputs) {
   std::set<std::string> places;
   for (const std::string& input : inputs) places.insert(place_of(input));
+  std::map<std::string, std::string> input_of;
   for (const Job& job : jobs) {
     const std::string place = place_of(job.output);
     if (places.contains(place) && place != place_of(job.input)) {
       throw Failure(job.output, "is a frame itself, which is not overwritten by what is made of " + job.input);
     }
+    const auto [other, is_new] = input_of.emplace(place, job.input);
+    if (!is_new) throw Failure(job.output, "would be written for " + other->second + " and for " + job.input);
   }
 }
 
@@ -170,7 +174,7 @@ void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<s
 Plan plan_for(const std::vector<std::string>& inputs, const ConvertOptions& options) {
   const std::vector<std::string> outputs = output_names(inputs, options.output);
   Plan plan;
-  std::vector<Job> existing;
+  std::vector<Job> candidates;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     if (!is_in_shard(i, options.batch.shard)) continue;
     writer_for(outputs[i], options.output.format);  // before anything is read
@@ -179,13 +183,16 @@ Plan plan_for(const std::vector<std::string>& inputs, const ConvertOptions& opti
       ++plan.skipped;
       continue;
     }
+    candidates.push_back({inputs[i], outputs[i]});
     const bool is_refused = is_there && !is_frame_itself(inputs[i], outputs[i]) &&
                             treatment_of_existing(outputs[i], options) == Existing::kIsRefused;
-    (is_refused ? existing : plan.jobs).push_back({inputs[i], outputs[i]});
+    if (is_refused) {
+      plan.refused.push_back(outputs[i]);
+    } else {
+      plan.jobs.push_back({inputs[i], outputs[i]});
+    }
   }
-  refuse_overwriting_others(plan.jobs, inputs);
-  refuse_overwriting_others(existing, inputs);
-  for (const Job& job : existing) plan.refused.push_back(job.output);
+  refuse_overwriting_others(candidates, inputs);
   return plan;
 }
 
@@ -217,14 +224,22 @@ void sync_output_folders(const std::vector<std::string>& outputs) {
   }
 }
 
-std::string summary_of(const Plan& plan, std::size_t written, double seconds) {
+// Several runs may be at work on the same frames: what another one has made meanwhile was there already, too.
+bool is_left_out(const Job& job, const TaskResult& result, const ConvertOptions& options) {
+  return options.skip_existing && result.state == TaskResult::State::kFailed &&
+         result.text == Failure(job.output, kExistsAlready).what();
+}
+
+std::string summary_of(const Plan& plan, std::size_t written, std::size_t left_out, double seconds) {
   const std::size_t refused = plan.refused.size();
-  const std::size_t failed = plan.jobs.size() - written;
-  std::string summary = std::to_string(written) + " of " + std::to_string(plan.jobs.size() + refused) +
+  const std::size_t skipped = plan.skipped + left_out;
+  const std::size_t attempted = plan.jobs.size() - left_out;
+  const std::size_t failed = attempted - written;
+  std::string summary = std::to_string(written) + " of " + std::to_string(attempted + refused) +
                         " frames converted in " + duration_text(seconds);
   if (failed > 0) summary += ", " + std::to_string(failed) + " failed";
   if (refused > 0) summary += ", " + std::to_string(refused) + " refused, as their files exist";
-  if (plan.skipped > 0) summary += ", " + std::to_string(plan.skipped) + " were there already";
+  if (skipped > 0) summary += ", " + std::to_string(skipped) + " were there already";
   return summary;
 }
 
@@ -236,6 +251,7 @@ int convert_all(const Plan& plan, const ConvertOptions& options, const Settings&
   clear_output_folders(jobs);
   Progress progress(jobs.size());
   std::vector<std::string> written;
+  std::size_t left_out = 0;
   const auto work = [&](std::size_t i) {
     std::string lines;
     for (const std::string& warning : convert(jobs[i], options, settings, Names::kLater).warnings) {
@@ -245,16 +261,22 @@ int convert_all(const Plan& plan, const ConvertOptions& options, const Settings&
   };
   run_tasks(jobs.size(), options.batch.jobs, work, [&](std::size_t i, const TaskResult& result) {
     const bool succeeded = result.state == TaskResult::State::kSucceeded;
-    const std::string lines = succeeded ? result.text : failure_line(jobs[i].input, result);
+    if (succeeded) written.push_back(jobs[i].output);
+    std::string lines = result.text;
+    if (is_left_out(jobs[i], result, options)) {
+      ++left_out;
+      lines.clear();
+    } else if (!succeeded) {
+      lines = failure_line(jobs[i].input, result);
+    }
     if (!lines.empty()) progress.clear();
     std::fputs(lines.c_str(), stderr);
-    if (succeeded) written.push_back(jobs[i].output);
     progress.advance();
   });
   progress.clear();
   sync_output_folders(written);
-  std::fprintf(stderr, "xrdimage: %s\n", summary_of(plan, written.size(), progress.seconds()).c_str());
-  return written.size() == jobs.size() && plan.refused.empty() ? 0 : 1;
+  std::fprintf(stderr, "xrdimage: %s\n", summary_of(plan, written.size(), left_out, progress.seconds()).c_str());
+  return written.size() + left_out == jobs.size() && plan.refused.empty() ? 0 : 1;
 }
 
 int run(const ConvertOptions& options, const Settings& settings) {

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <new>
 #include <sstream>
 #include <stdexcept>
@@ -235,6 +236,38 @@ TEST_F(Batch, AnInterruptedRunGoesOnWhereItWas) {
   const Result nothing = place_.xrdimage(std::string(kConvert) + " --skip-existing");
   EXPECT_EQ(nothing.status, 0);
   EXPECT_EQ(nothing.err, "xrdimage: 0 of 0 frames converted in 0 s, 500 were there already\n");
+}
+
+// The folder is there when it is known which outputs are; the first of the frames takes longer than it takes to see
+// that.
+TEST_F(Batch, WhatAnotherRunMakesMeanwhileWasThereAlready) {
+  std::ofstream("0.raw").close();
+  fs::resize_file("0.raw", std::uintmax_t{2} * 4000 * 4000);
+  place_.write("1.raw", test::little16(11));
+  const std::string convert = "convert 0.raw 1.raw --depth 16 --smooth 5 -o out/ --to npy -j 1";
+  const std::string meanwhile = "(until [ -d out ]; do :; done; echo other >out/1.npy) & \"$xrdimage\" ";
+  const Result result = place_.run(meanwhile + convert + " --skip-existing");
+  EXPECT_EQ(result.status, 0);
+  EXPECT_TRUE(result.err.ends_with(", 1 were there already\n")) << result.err;
+  EXPECT_TRUE(result.err.find("xrdimage: 1 of 1 frames converted in ") != std::string::npos) << result.err;
+  EXPECT_EQ(test::read_file("out/1.npy"), "other\n");
+  fs::remove_all("out");
+  EXPECT_EQ(place_.run(meanwhile + convert).status, 1) << "without the option it is an error";
+  EXPECT_EQ(test::read_file("out/1.npy"), "other\n");
+}
+
+TEST_F(Batch, OutputsAreNotOverwrittenByOthersOfTheSamePlace) {
+  place_.write("0.raw", test::little16(10));
+  place_.write("1.raw", test::little16(11));
+  fs::create_directory("0");
+  fs::create_directory_symlink("0", "1");
+  for (const char* option : {"", " --overwrite", " --skip-existing"}) {
+    const Result result =
+        place_.xrdimage(std::string("convert 0.raw 1.raw --size 1x1 -o '{name}/out.npy' -j 1") + option);
+    EXPECT_EQ(result.status, 1) << option;
+    EXPECT_EQ(result.err, "xrdimage: 1/out.npy: would be written for 0.raw and for 1.raw\n") << option;
+  }
+  EXPECT_TRUE(fs::is_empty("0"));
 }
 
 TEST_F(Batch, ShardsTakeEachFrameOnce) {
