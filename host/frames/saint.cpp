@@ -4,6 +4,7 @@
 // way of the detector's type.
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <vector>
 
@@ -154,6 +155,13 @@ void report_too_many_overflows(Frame& frame, const LoadOptions& options) {
   report_damage(frame, options, "is damaged: it states more overflows than it has pixels");
 }
 
+// A count that no baseline can have been taken from is unknown.
+void add_baseline(Frame& frame, std::size_t pixel, long long baseline) {
+  const long long count = frame.counts[pixel] + baseline;
+  frame.counts[pixel] = static_cast<std::uint32_t>(count);
+  if (count < 0 || count > std::numeric_limits<std::uint32_t>::max()) mark_unknown(frame, pixel);
+}
+
 // The binary tables of format 100.
 void merge_tables(Frame& frame, Bytes data, const Records& records, std::size_t pixel_bytes,
                   const LoadOptions& options) {
@@ -181,11 +189,11 @@ void merge_tables(Frame& frame, Bytes data, const Records& records, std::size_t 
   if (pixel_bytes == 1) replace_marked(frame, 0xFF, middle);
   replace_marked(frame, 0xFFFF, high);
   if (underflows < 0) return;
-  const auto baseline = static_cast<std::uint32_t>(integer(records, "NEXP", 2, 0));
+  const long long baseline = integer(records, "NEXP", 2, 0);
   auto entry = low.begin();
   for (std::size_t i = 0; i < frame.counts.size(); ++i) {
     if (!is_low[i]) {
-      frame.counts[i] += baseline;
+      add_baseline(frame, i, baseline);
     } else if (entry != low.end()) {
       frame.counts[i] = *entry++;
     }

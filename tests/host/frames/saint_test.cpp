@@ -123,6 +123,17 @@ TEST(SaintFrame, BaselineIsAddedToAllButUnderflows) {
   EXPECT_EQ(load(file).counts, (Counts{60, 69, 364, 65}));
 }
 
+TEST(SaintFrame, CountsThatABaselineTakesBeyondNumbersAreUnknown) {
+  const auto below = load(format_100("1 1", "0 0 0", record("NEXP", "1 0 -3 0 1")) + test::from_bytes({1, 2, 3, 4}));
+  EXPECT_EQ(below.unknown, (std::vector<bool>{true, true, false, false}));
+  EXPECT_EQ(below.counts[2], 0U);
+  EXPECT_EQ(below.counts[3], 1U);
+  const auto above = load(format_100("2 1", "0 0 2") + test::from_bytes({0xFF, 0xFF, 0xFF, 0xFF, 3, 0, 4, 0}) +
+                          test::padded(test::from_bytes({0xC0, 0xFF, 0xFF, 0xFF, 0xBF, 0xFF, 0xFF, 0xFF}), 16, '\0'));
+  EXPECT_EQ(above.unknown, (std::vector<bool>{true, false, false, false}));
+  EXPECT_EQ(above.counts[1], 0xFFFFFFFF);
+}
+
 TEST(SaintFrame, UnderflowsMayHaveTwoBytes) {
   const std::string file = format_100("2 2", "2 0 1") + test::from_bytes({0, 0, 5, 0, 0xFF, 0xFF, 0, 0}) +
                            test::padded(test::from_bytes({60, 0, 61, 0}), 16, '\0') +
