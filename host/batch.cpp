@@ -176,7 +176,10 @@ bool receive(Worker& worker) {
 }
 
 void end_all(std::vector<Worker>& workers) {
-  for (const Worker& worker : workers) kill(worker.process, SIGTERM);
+  for (const Worker& worker : workers) {
+    kill(worker.process, SIGTERM);
+    kill(worker.process, SIGCONT);  // one that is stopped would end later only
+  }
   for (Worker& worker : workers) finish(worker);
   workers.clear();
 }

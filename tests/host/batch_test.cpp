@@ -238,6 +238,20 @@ TEST_F(Batch, AnInterruptedRunGoesOnWhereItWas) {
   EXPECT_EQ(nothing.err, "xrdimage: 0 of 0 frames converted in 0 s, 500 were there already\n");
 }
 
+TEST_F(Batch, AnInterruptEndsStoppedProcessesToo) {
+  std::ofstream("0.raw").close();
+  fs::resize_file("0.raw", std::uintmax_t{2} * 4000 * 4000);
+  place_.write("1.raw", test::little16(11));
+  const Result result = place_.run(
+      "\"$xrdimage\" convert 0.raw 1.raw --depth 16 --smooth 5 -o out/ --to npy -j 1 & run=$!\n"
+      "until worker=$(cat /proc/$run/task/$run/children) && [ -n \"$worker\" ]; do :; done\n"
+      "kill -STOP $worker; kill -TERM $run\n"
+      "(sleep 10; kill -KILL $run $worker) >/dev/null 2>&1 & patience=$!\n"
+      "wait $run; status=$?; kill $patience; exit $status");
+  EXPECT_EQ(result.status, 128 + SIGTERM);
+  EXPECT_TRUE(fs::is_empty("out"));
+}
+
 // The folder is there when it is known which outputs are; the first of the frames takes longer than it takes to see
 // that.
 TEST_F(Batch, WhatAnotherRunMakesMeanwhileWasThereAlready) {
