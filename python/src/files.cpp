@@ -2,6 +2,7 @@
 #include <pybind11/stl.h>
 
 #include <array>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string>
@@ -25,15 +26,19 @@ std::optional<xrd::DetectorSize> answer_of(const Size& size) {
   return xrd::DetectorSize{(*size)[0], (*size)[1]};
 }
 
-// What a reader hands out.
+// What a reader hands out. It is freed if nobody takes it, as when Python's logging raises.
 struct NewImage {
   unsigned int* daten = nullptr;
   int width = 0;
   int height = 0;
 
-  // To be called once.
-  py::array take() const {
-    xrd::MallocArray<unsigned int> pixels(daten);
+  NewImage() = default;
+  NewImage(const NewImage&) = delete;
+  NewImage& operator=(const NewImage&) = delete;
+  ~NewImage() { std::free(daten); }
+
+  py::array take() {
+    xrd::MallocArray<unsigned int> pixels(std::exchange(daten, nullptr));
     if (!pixels) raise_frame_error("the frame cannot be read");
     return owning_image(std::move(pixels), width, height);
   }
@@ -103,10 +108,15 @@ py::dict mar_ccd_header(const std::string& path) {
 
 py::tuple mar_ccd(const std::string& path, double distance) {
   ImageData data{};
+  NewImage image;
   int read = 0;
-  call_library({.path = &path}, [&] { read = read_mar_ccd(path.c_str(), &data, &distance); });
+  call_library({.path = &path}, [&] {
+    read = read_mar_ccd(path.c_str(), &data, &distance);
+    image.daten = data.Daten;
+  });
   if (read == 0) raise_frame_error("the MarCCD header is not whole");
-  NewImage image{data.Daten, data.width, data.height};
+  image.width = data.width;
+  image.height = data.height;
   return py::make_tuple(image.take(), data.overflows, distance);
 }
 

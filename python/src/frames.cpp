@@ -23,6 +23,7 @@
 #include "host/synthetic_frame.h"
 #include "host/writers/writers.h"
 #include "library_call.h"
+#include "unlocked.h"
 
 namespace python {
 
@@ -80,7 +81,7 @@ py::array mask_of(const frames::Frame& frame) {
   const std::size_t pixels = static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height);
   auto mask = zeros<bool>(pixels);
   if (!frame.unknown.empty()) {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     std::ranges::copy(frame.unknown, mask.get());
   }
   return owning_image(std::move(mask), frame.width, frame.height);
@@ -107,7 +108,7 @@ py::tuple load(const std::string& path, const std::optional<std::string>& format
   const frames::LoadOptions options = options_of(format, size, depth, big_endian, skip, force);
   frames::Frame frame;
   try {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     frame = frames::load_frame(path, options);
   } catch (const frames::NoMemoryError&) {
     throw std::bad_alloc();
@@ -154,7 +155,7 @@ void write_new_file(const std::string& path, Write write) {
   std::optional<int> error;
   std::string failure;
   try {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     // Python deals with signals.
     host::NewFile file(path, host::Interrupts::kAreLeftAlone);
     write(file.stream());

@@ -67,8 +67,19 @@ py::str message_of(const std::string& text) {
 
 namespace {
 
-py::object logger() {
-  return py::module_::import("logging").attr("getLogger")("xrdimage");
+// The result of Python code, which lets other threads run.
+template <typename Call>
+py::object result_of(Call call) {
+  auto result = py::reinterpret_steal<py::object>(unless_python_ends(call));
+  if (!result) throw py::error_already_set();
+  return result;
+}
+
+void log(const char* level, const std::string& message) {
+  const py::str text = message_of(message);
+  const py::object logging = result_of([] { return PyImport_ImportModule("logging"); });
+  const py::object logger = result_of([&] { return PyObject_CallMethod(logging.ptr(), "getLogger", "s", "xrdimage"); });
+  result_of([&] { return PyObject_CallMethod(logger.ptr(), level, "sO", "%s", text.ptr()); });
 }
 
 }  // namespace
@@ -76,12 +87,12 @@ py::object logger() {
 void log_lines(const std::vector<std::string>& lines) {
   for (const std::string& line : lines) {
     const bool is_warning = line.find("WARNING") != std::string::npos || line.find("ERROR") != std::string::npos;
-    if (!line.empty()) logger().attr(is_warning ? "warning" : "info")("%s", message_of(line));
+    if (!line.empty()) log(is_warning ? "warning" : "info", line);
   }
 }
 
 void finish_call(const CallOutcome& outcome, const CallOptions& options) {
-  for (const std::string& message : outcome.tiff_messages) logger().attr("warning")("%s", message_of(message));
+  for (const std::string& message : outcome.tiff_messages) log("warning", message);
   if (outcome.open_error != 0 && options.path != nullptr) raise_os_error(outcome.open_error, *options.path);
   const std::vector<std::string>& errors = outcome.report.errors;
   if (!errors.empty() && !options.errors_are_results) {

@@ -10,6 +10,7 @@
 
 #include "host/library_report.h"
 #include "support/prompt.h"
+#include "unlocked.h"
 
 namespace python {
 
@@ -75,7 +76,7 @@ CallOutcome run_call(const CallOptions& options, Function function) {
   std::string printed;
   CallOutcome outcome;
   {
-    const py::gil_scoped_release unlocked;
+    const Unlocked unlocked;
     LibraryCall call(options.answer);
     function();
     printed = call.printed;

@@ -196,9 +196,12 @@ void scaled_to(Image& image, int target) {
 py::array narrowed(const Image& image, int maximum) {
   const int count = count_of(image);
   auto* const pixels = const_cast<unsigned int*>(image.data());  // which are only read
-  unsigned short* words = nullptr;
-  call_library({}, [&] { to_short(pixels, &words, count, maximum); });
-  xrd::MallocArray<unsigned short> narrow(words);
+  xrd::MallocArray<unsigned short> narrow;
+  call_library({}, [&] {
+    unsigned short* words = nullptr;
+    to_short(pixels, &words, count, maximum);
+    narrow.reset(words);
+  });
   if (!narrow) raise_frame_error("the pixels cannot be had");
   return owning(std::move(narrow), std::vector<py::ssize_t>(image.shape(), image.shape() + image.ndim()));
 }
@@ -237,9 +240,12 @@ py::array kernel(int x, int y, float sigma_x, float sigma_y) {
 
 py::array transformed_kernel(int x, int y, float sigma_x, float sigma_y) {
   kernel_values(x, y);
-  fftw_real* values = nullptr;
-  call_library({}, [&] { init_gauss(&values, x, y, sigma_x, sigma_y); });
-  xrd::MallocArray<fftw_real> gauss(values);
+  xrd::MallocArray<fftw_real> gauss;
+  call_library({}, [&] {
+    fftw_real* values = nullptr;
+    init_gauss(&values, x, y, sigma_x, sigma_y);
+    gauss.reset(values);
+  });
   if (!gauss) raise_frame_error("the kernel cannot be had");
   return owning_image(std::move(gauss), y + kPadding, x);
 }

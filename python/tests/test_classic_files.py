@@ -673,3 +673,35 @@ def test_smoothing_leaves_no_kernel_behind() -> None:
         classic.falte_gauss(image, 2, 2)
     grown = int(Path("/proc/self/statm").read_text().split()[1]) - before
     assert grown * os.sysconf("SC_PAGE_SIZE") < 20 << 20  # all kernels are 84 MB
+
+
+def test_handlers_of_the_log_that_raise_leave_no_image_behind() -> None:
+    script = """
+import logging, resource
+import numpy as np
+from xrdimage import classic
+class Raising(logging.Handler):
+    def emit(self, record):
+        raise KeyboardInterrupt
+logging.getLogger("xrdimage").addHandler(Raising())
+logging.getLogger("xrdimage").setLevel(logging.INFO)
+pixels = np.ones((512, 512), np.uint32)
+np.ones(2**20, np.uint16).tofile("frame.raw")
+def most_after(call, times):
+    for _ in range(times):
+        try:
+            call()
+            raise AssertionError("the handler has not been called")
+        except KeyboardInterrupt:
+            pass
+    return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+for call in (lambda: classic.read_raw("frame.raw", (1024, 1024)), lambda: classic.to_short(pixels, 100)):
+    before = most_after(call, 5)
+    assert most_after(call, 100) - before < 16 * 1024  # all images are 400 MB and 50 MB
+"""
+    subprocess.run([sys.executable, "-c", script], check=True)
+
+
+def test_steering_names_of_streams_are_shown_without_it() -> None:
+    with pytest.raises(ValueError, match=r"there is no stream for \?MODPIX\?$"):
+        classic.fileclose("\x1bMODPIX\u202e")

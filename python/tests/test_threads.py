@@ -162,3 +162,29 @@ def test_threads_save_and_load_at_once(lab6: Path) -> None:
     for thread in threads:
         thread.join()
     assert wrong == [] and sorted(os.listdir()) == [f"{number}.tif" for number in range(4)]
+
+
+@pytest.mark.parametrize("number", range(5))
+def test_python_ends_while_threads_are_in_the_library(number: int) -> None:
+    # Those wait for the end of the process, wherever they want Python's lock back: in calls, and in the log's handlers.
+    script = """
+import logging, threading, time
+import xrdimage
+class Slow(logging.Handler):
+    def emit(self, record):
+        time.sleep(0.0005)
+logging.getLogger("xrdimage").addHandler(Slow())
+logging.getLogger("xrdimage").setLevel(logging.INFO)
+xrdimage.sample("lab6.mar2300", size=64)
+counts = xrdimage.load("lab6.mar2300").counts
+def load():
+    while True:
+        xrdimage.load("lab6.mar2300")
+def log():
+    while True:
+        xrdimage.classic.to_short(counts, 100)
+for work in (load, load, log, log):
+    threading.Thread(target=work, daemon=True).start()
+time.sleep(0.2)
+"""
+    subprocess.run([sys.executable, "-c", script], check=True, timeout=60)

@@ -707,10 +707,11 @@ def fileclose(
     True
     """
     streams = (modpix, bkgpix, other)
-    index = _core.fileclose(_checks.path(name), _descriptors(streams))
+    encoded = _checks.path(name)
+    index = _core.fileclose(encoded, _descriptors(streams))
     selected = streams[index] if index >= 0 else None
     if selected is None:
-        raise ValueError(f"there is no stream for {name}")
+        raise ValueError(f"there is no stream for {_core.printable(encoded)}")
     selected.close()
 
 
