@@ -9,6 +9,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -93,11 +94,21 @@ class RawTerminal {
   bool is_raw_ = false;
 };
 
-bool write_all(int descriptor, std::string_view bytes) {
+std::chrono::milliseconds time_until(Clock::time_point end) {
+  return std::max(std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()), std::chrono::milliseconds(0));
+}
+
+// To a descriptor that does not block: a terminal that is stopped (Ctrl-S), or that nobody reads, takes nothing, and
+// interrupts wait. False when it is time.
+bool write_all(int descriptor, std::string_view bytes, Clock::time_point end) {
   while (!bytes.empty()) {
+    pollfd waiting{descriptor, POLLOUT, 0};
+    const int ready = poll(&waiting, 1, static_cast<int>(time_until(end).count()));
+    if (ready < 0 && errno == EINTR) continue;  // stopped, and continued
+    if (ready <= 0) return false;
     const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(written));
+    if (written < 0 && errno != EAGAIN) return false;
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return true;
 }
@@ -106,9 +117,9 @@ bool write_all(int descriptor, std::string_view bytes) {
 // which there need be none. False when the terminal is gone.
 bool read_answers(int terminal, int signals, Clock::time_point end, std::string& answers) {
   while (!answers_are_complete(answers)) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
+    const auto left = time_until(end);
     std::array<pollfd, 2> waiting{{{terminal, POLLIN, 0}, {signals, POLLIN, 0}}};
-    if (left.count() <= 0) return true;
+    if (left.count() == 0) return true;
     const int ready = poll(waiting.data(), waiting.size(), static_cast<int>(left.count()));
     if (ready < 0 && errno == EINTR) continue;  // stopped, and continued
     if (ready <= 0 || waiting[0].revents == 0) return true;
@@ -122,7 +133,7 @@ bool read_answers(int terminal, int signals, Clock::time_point end, std::string&
 
 // Below 0 when there is no terminal to ask.
 int open_terminal() {
-  const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC);
+  const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   // A process in the background would take the answers from the one in front.
   if (terminal < 0 || tcgetpgrp(terminal) == getpgrp()) return terminal;
   close(terminal);
@@ -223,11 +234,12 @@ void AskedTerminal::ask(const std::string& questions) {
   const xrd::Descriptor terminal(open_terminal());
   const RawTerminal raw(terminal.number());
   if (!raw.is_raw()) return;
-  asked_ = Clock::now();
+  const Clock::time_point begin = Clock::now();
+  const Clock::time_point end = begin + kPatience;
+  if (!write_all(terminal.number(), questions, end)) return;
+  asked_ = begin;
   constexpr int kNoSignals = -1;
-  if (write_all(terminal.number(), questions)) {
-    read_answers(terminal.number(), kNoSignals, *asked_ + kPatience, answers_);
-  }
+  read_answers(terminal.number(), kNoSignals, end, answers_);
 }
 
 }  // namespace host

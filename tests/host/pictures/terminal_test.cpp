@@ -329,6 +329,27 @@ TEST(AskedTerminal, ASignalEndsTheWaitForALateAnswer) {
   }
 }
 
+// As after Ctrl-S. The signals of the process wait meanwhile.
+TEST(AskedTerminal, ATerminalThatTakesNothingIsNotWaitedFor) {
+  int master = -1;
+  int slave = -1;
+  ASSERT_EQ(openpty(&master, &slave, nullptr, nullptr, nullptr), 0);
+  std::array<int, 2> found{};
+  ASSERT_EQ(pipe(found.data()), 0);
+  const pid_t process = fork();
+  if (process == 0) {
+    login_tty(slave);
+    tcflow(STDOUT_FILENO, TCOOFF);
+    ask_and_report(found[1]);
+  }
+  pollfd waiting{found[0], POLLIN, 0};
+  if (poll(&waiting, 1, 4000) != 1) kill(process, SIGKILL);
+  int status = -1;
+  EXPECT_EQ(waitpid(process, &status, 0), process);
+  EXPECT_EQ(status, 0);
+  for (const int descriptor : {found[0], found[1], slave, master}) close(descriptor);
+}
+
 TEST(AskedTerminal, StopsWithTheTerminalAsItWasAndGoesOn) {
   constexpr const char* kControlZ = "\032";
   for (const milliseconds after : {milliseconds{0}, milliseconds{1500}}) {
