@@ -222,11 +222,26 @@ std::string csv_quoted(const std::string& text) {
   return quoted + "\"";
 }
 
-// Exact for programs, but for the apostrophe that makes it a text for spreadsheets; printable on terminals.
+// What spreadsheets split lines at: the comma, and in some languages or by default others as well.
+constexpr std::string_view kSeparators = ",;\t";
+
+// An apostrophe makes a text of what a spreadsheet would take for a formula, also where it splits the text.
+std::string with_apostrophes(const std::string& text) {
+  std::string safe;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const bool begins_cell = i == 0 || kSeparators.find(text[i - 1]) != std::string_view::npos;
+    if (begins_cell && needs_apostrophe(text.substr(i))) safe += '\'';
+    safe += text[i];
+  }
+  return safe;
+}
+
+// Exact for programs, but for the apostrophes; printable on terminals.
 std::string csv_text(const std::string& exact, bool is_terminal) {
   const std::string text = is_terminal ? printable(exact) : exact;
-  if (needs_apostrophe(text)) return csv_quoted("'" + text);
-  return text.find_first_of(",\"\r\n") == std::string::npos ? text : csv_quoted(text);
+  const std::string safe = with_apostrophes(text);
+  const bool is_plain = safe == text && text.find_first_of(std::string(kSeparators) + "\"\r\n") == std::string::npos;
+  return is_plain ? text : csv_quoted(safe);
 }
 
 std::string csv_field(const Json& value, bool is_terminal) {

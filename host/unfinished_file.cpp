@@ -20,6 +20,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/fork.h"
+
 namespace host {
 
 namespace {
@@ -91,12 +93,14 @@ std::vector<std::string> unfinished_files(int folder) {
   return names;
 }
 
+std::mutex noting;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+const int noting_in_forks = xrd::keep_free_in_forks<noting>();
+
 // Whether it is the first time.
 bool note_folder(int folder) {
-  static std::mutex mutex;
   static std::set<std::pair<dev_t, ino_t>> noted;
   struct stat status {};
-  const std::lock_guard guard(mutex);
+  const std::lock_guard guard(noting);
   return fstat(folder, &status) == 0 && noted.emplace(status.st_dev, status.st_ino).second;
 }
 

@@ -5,10 +5,13 @@
 #include <cstddef>
 #include <mutex>
 
+#include "support/fork.h"
+
 namespace xrd {
 
 // Neither library can make or destroy two plans at once.
 inline std::mutex planner;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+inline const int planner_in_forks = keep_free_in_forks<planner>();
 
 enum class Direction { kForward, kBackward };
 

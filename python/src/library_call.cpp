@@ -77,7 +77,12 @@ py::object result_of(Call call) {
 
 void log(const char* level, const std::string& message) {
   const py::str text = message_of(message);
-  const py::object logging = result_of([] { return PyImport_ImportModule("logging"); });
+  const py::str name("logging");
+  const py::object logging = result_of([&] {
+    // Imports have a lock that is not free in forked processes.
+    PyObject* const module = PyImport_GetModule(name.ptr());
+    return module != nullptr || PyErr_Occurred() != nullptr ? module : PyImport_Import(name.ptr());
+  });
   const py::object logger = result_of([&] { return PyObject_CallMethod(logging.ptr(), "getLogger", "s", "xrdimage"); });
   result_of([&] { return PyObject_CallMethod(logger.ptr(), level, "sO", "%s", text.ptr()); });
 }

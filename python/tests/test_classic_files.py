@@ -12,6 +12,7 @@ import subprocess
 import sys
 from pathlib import Path
 from typing import Any, Callable, List
+from unittest import mock
 
 import numpy as np
 import numpy.typing as npt
@@ -487,6 +488,9 @@ def test_wrong_streams() -> None:
     for wrong in (io.BytesIO(b"abc"), b"abc", "a", None, 3):
         with pytest.raises(TypeError, match="a file with a descriptor"):
             classic.getcorr(wrong)  # type: ignore[arg-type]
+    nowhere = mock.Mock(fileno=lambda: -1, seekable=lambda: False)
+    with pytest.raises(ValueError, match="a descriptor cannot be -1"):
+        classic.getcorr(nowhere)
     closed = open("a", "rb")
     closed.close()
     with pytest.raises(ValueError):

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import contextlib
 import os
+import signal
 import subprocess
 import sys
 import threading
@@ -188,3 +190,32 @@ for work in (load, load, log, log):
 time.sleep(0.2)
 """
     subprocess.run([sys.executable, "-c", script], check=True, timeout=60)
+
+
+def test_forked_processes_find_the_locks_free() -> None:
+    script = """
+import os, threading
+import numpy as np
+from xrdimage import classic
+pixels = np.ones((16, 16), np.uint32)
+done = threading.Event()
+def smooth():
+    while not done.is_set():
+        classic.falte_gauss(pixels, 3, 3)
+threads = [threading.Thread(target=smooth) for _ in range(3)]
+for thread in threads:
+    thread.start()
+for _ in range(60):
+    child = os.fork()
+    if child == 0:
+        classic.falte_gauss(pixels, 3, 3)
+        os._exit(0)
+    assert os.waitpid(child, 0)[1] == 0
+done.set()
+"""
+    with subprocess.Popen([sys.executable, "-c", script], start_new_session=True) as process:
+        try:
+            assert process.wait(30) == 0
+        finally:
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGKILL)

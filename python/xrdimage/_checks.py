@@ -103,6 +103,8 @@ class Stream:
             self.descriptor = file.fileno()
         except (AttributeError, io.UnsupportedOperation):
             raise TypeError("a file with a descriptor is needed, as open() gives it") from None
+        if self.descriptor < 0:
+            raise ValueError(f"a descriptor cannot be {self.descriptor}")
         self.file = file
         self.writing = writing
 

@@ -339,6 +339,18 @@ TEST_F(Info, CsvHasNoFormulas) {
   }
 }
 
+// Semicolons in some languages; tabs, too, where they are not told otherwise.
+TEST_F(Info, CsvHasNoFormulasWhereSpreadsheetsSplitTexts) {
+  for (const auto& [name, field] : {std::pair("a;=1+1", "a;'=1+1"), std::pair("a\t=1+1;-5", "a\t'=1+1;-5"),
+                                    std::pair("a;-1+1,@b", "a;'-1+1,'@b"), std::pair("a;b", "a;b")}) {
+    place_.write(name, test::small_mar345());
+    place_.write("list", std::string(name) + '\0');
+    const std::string table = place_.xrdimage("info --csv --files-from list").out;
+    EXPECT_EQ(table.substr(table.find('\n') + 1, 1), "\"") << table;
+    EXPECT_EQ(first_csv_field(table), field) << table;
+  }
+}
+
 TEST_F(Info, CsvLeavesNumbersAndOtherTextsAsTheyAre) {
   for (const char* name : {"-1", "+1.5e3", "-0.25", "+7", "-1e-5", "1=1", "a@b", " =1", "x'y", "a\u009Bb"}) {
     place_.write(std::string("./") + name, test::small_mar345());
