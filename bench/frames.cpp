@@ -6,8 +6,8 @@
 #include <stdexcept>
 #include <utility>
 
-#include "host/mar345_file.h"
-#include "host/synthetic_frame.h"
+#include "frames/synthetic_frame.h"
+#include "frames/writers/mar345_file.h"
 #include "support/files.h"
 #include "support/memory.h"
 #include "xrdimage.h"

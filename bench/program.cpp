@@ -15,9 +15,9 @@
 #include <vector>
 
 #include "bench/rows.h"
-#include "host/frames/frame.h"
-#include "host/pictures/picture.h"
-#include "host/pictures/png.h"
+#include "frames/frame.h"
+#include "pictures/picture.h"
+#include "pictures/png.h"
 #include "support/files.h"
 
 namespace bench {

@@ -4,8 +4,8 @@
 #include <new>
 #include <vector>
 
+#include "frames/readers/readers.h"
 #include "fuzz/harness.h"
-#include "host/frames/loaders.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "frames/writers/writers.h"
 #include "fuzz/harness.h"
-#include "host/writers/writers.h"
 #include "xrdimage.h"
 
 namespace {

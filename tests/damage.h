@@ -13,7 +13,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 namespace test {
 

@@ -5,7 +5,7 @@
 #include <sstream>
 #include <string>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 namespace test {
 

@@ -11,8 +11,8 @@
 #include <new>
 
 #include "errors.h"
-#include "host/printable.h"
 #include "support/assertion.h"
+#include "support/printable.h"
 
 namespace python {
 

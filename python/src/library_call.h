@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "host/library_report.h"
+#include "support/library_report.h"
 #include "support/prompt.h"
 #include "unlocked.h"
 

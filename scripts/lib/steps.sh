@@ -38,7 +38,7 @@ take_objects() {
   local from=$1 to=$2 part
   [ ! -d "$to" ] && [ -f "$from/.ninja_deps" ] || return 0
   mkdir "$to"
-  for part in .ninja_log .ninja_deps CMakeFiles/xrdimage_objects.dir host python; do
+  for part in .ninja_log .ninja_deps CMakeFiles/xrdimage_objects.dir frames program python; do
     if [ -e "$from/$part" ]; then
       (cd "$from" && cp -a --parents "$part" "$to")
     fi

@@ -17,9 +17,9 @@
 #include <vector>
 
 #include "tests/corpus/run.h"
+#include "tests/environment.h"
 #include "tests/formats/saint_header.h"
 #include "tests/formats/tiff_builder.h"
-#include "tests/host_environment.h"
 #include "xrdimage.h"
 
 // The sanitizer does not know flockfile, under which single bytes of standard input are read.

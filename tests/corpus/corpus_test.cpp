@@ -8,8 +8,8 @@
 #include <string>
 
 #include "tests/corpus/run.h"
+#include "tests/environment.h"
 #include "tests/exported_functions.h"
-#include "tests/host_environment.h"
 
 namespace {
 

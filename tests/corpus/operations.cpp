@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "tests/corpus/run.h"
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "xrdimage.h"
 
 namespace corpus {

@@ -3,8 +3,8 @@
 #include <vector>
 
 #include "tests/corpus/run.h"
+#include "tests/environment.h"
 #include "tests/formats/saint_header.h"
-#include "tests/host_environment.h"
 #include "xrdimage.h"
 
 namespace corpus {

@@ -14,7 +14,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 namespace corpus {
 

@@ -3,9 +3,9 @@
 #include <string>
 #include <utility>
 
+#include "tests/environment.h"
 #include "tests/formats/impossible_sizes.h"
 #include "tests/formats/naive_headers.h"
-#include "tests/host_environment.h"
 #include "xrdimage.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include <limits>
 
 #include "tests/damage.h"
+#include "tests/environment.h"
 #include "tests/formats/tiff_builder.h"
-#include "tests/host_environment.h"
 #include "xrdimage.h"
 
 namespace {

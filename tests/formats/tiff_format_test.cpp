@@ -4,8 +4,8 @@
 #include <csignal>
 
 #include "tests/damage.h"
+#include "tests/environment.h"
 #include "tests/formats/tiff_builder.h"
-#include "tests/host_environment.h"
 #include "xrdimage.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // The library in hosts whose locale has a decimal comma, other white space, and points between digits: numbers in files
 // and messages have decimal points, and what belongs to the host runs in its locale.
-#include "tests/host_locale.h"
+#include "tests/locale/locale.h"
 
 #include <langinfo.h>
 #include <tiffio.h>
@@ -17,9 +17,9 @@
 #include <vector>
 
 #include "support/c_locale.h"
+#include "tests/environment.h"
 #include "tests/formats/saint_header.h"
 #include "tests/formats/tiff_builder.h"
-#include "tests/host_environment.h"
 #include "xrdimage.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include <limits>
 #include <string>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "xrdimage.h"
 
 using namespace std::string_literals;

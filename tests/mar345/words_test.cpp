@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "xrdimage.h"
 
 // --- swapword ------------------------------------------------------------------------------------------------------

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "support/memory.h"
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/pack/naive_pack.h"
 #include "xrdimage.h"
 

@@ -4,7 +4,7 @@
 #include <tuple>
 
 #include "tests/damage.h"
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "xrdimage.h"
 
 namespace {

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/processing/replaced_image.h"
 #include "xrdimage.h"
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/processing/naive_gauss.h"
 #include "tests/processing/replaced_image.h"
 #include "xrdimage.h"

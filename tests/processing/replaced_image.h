@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 namespace test {
 

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "xrdimage.h"
 
 namespace {

@@ -11,8 +11,8 @@
 #include <string>
 
 #include "support/print_numbers.h"
-#include "tests/host_environment.h"
-#include "tests/host_locale.h"
+#include "tests/environment.h"
+#include "tests/locale/locale.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "support/files.h"
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 TEST(Files, HandleClosesItsStream) {
   const test::TemporaryDirectory directory;

@@ -1,6 +1,6 @@
 #include "support/message.h"
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 TEST(Message, WordsAreInBoldRed) {
   EXPECT_STREQ(XRD_RED_ERROR, "\x1B[31;1mERROR\x1B[0m");

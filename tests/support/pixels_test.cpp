@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 namespace {
 

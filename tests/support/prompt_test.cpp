@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 namespace xrd {
 

@@ -2,7 +2,7 @@
 
 #include <random>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 
 namespace {
 

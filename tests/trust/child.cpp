@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <exception>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/trust/memory.h"
 
 #if defined(__has_feature)

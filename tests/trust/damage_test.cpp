@@ -8,7 +8,7 @@
 #include <regex>
 
 #include "tests/damage.h"
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/trust/child.h"
 #include "tests/trust/memory.h"
 #include "tests/trust/readers.h"

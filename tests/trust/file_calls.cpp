@@ -1,4 +1,4 @@
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/trust/calls.h"
 #include "tests/trust/readers.h"
 #include "xrdimage.h"

@@ -12,7 +12,7 @@
 #include <map>
 #include <set>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/trust/child.h"
 #include "tests/trust/memory.h"
 #include "tests/trust/readers.h"

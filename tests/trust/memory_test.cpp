@@ -6,8 +6,8 @@
 #include <set>
 #include <sstream>
 
+#include "tests/environment.h"
 #include "tests/exported_functions.h"
-#include "tests/host_environment.h"
 #include "tests/trust/calls.h"
 #include "tests/trust/child.h"
 #include "xrdimage.h"

@@ -7,7 +7,7 @@
 #include <csignal>
 #include <filesystem>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/trust/calls.h"
 #include "tests/trust/child.h"
 #include "tests/trust/readers.h"

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/trust/child.h"
 #include "tests/trust/hostile_names.h"
 #include "tests/trust/samples.h"

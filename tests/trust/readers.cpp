@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdlib>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "xrdimage.h"
 
 namespace trust {

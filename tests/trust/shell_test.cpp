@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <set>
 
-#include "tests/host_environment.h"
+#include "tests/environment.h"
 #include "tests/trust/child.h"
 #include "tests/trust/hostile_names.h"
 #include "tests/trust/readers.h"

@@ -1,0 +1,39 @@
+// Files as bytes, and numbers in them.
+#pragma once
+
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "frames/readers/readers.h"
+
+namespace frames {
+
+// Told the front of a file, after how many bytes nothing more of it matters; nothing while the front does not say.
+using Enough = std::function<std::optional<std::size_t>(Bytes front)>;
+
+// The whole file; a gzip or bzip2 file decompressed, as far as `enough` says. LoadError when it cannot be read, and
+// when a compressed file goes on without saying.
+//
+// With `damage`, what a damaged compressed file holds up to there counts, and what is wrong is put there.
+std::vector<unsigned char> read_file(const std::string& path, const Enough& enough,
+                                     std::vector<std::string>* damage = nullptr);
+
+// The number whose bytes begin at `offset`; 0 for bytes past the end.
+template <typename Number>
+Number number_at(Bytes file, std::size_t offset, bool big_endian = false) {
+  unsigned char bytes[sizeof(Number)] = {};
+  for (std::size_t i = 0; i < sizeof(Number) && offset + i < file.size(); ++i) {
+    bytes[big_endian ? sizeof(Number) - 1 - i : i] = file[offset + i];
+  }
+  Number number{};
+  std::memcpy(&number, bytes, sizeof number);
+  return number;
+}
+
+}  // namespace frames

@@ -1,0 +1,34 @@
+// Frames on another grid of pixels.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "frames/frame.h"
+
+namespace host {
+
+// A frame of another size, otherwise as this one. Its counts are 0, and known.
+frames::Frame blank_frame(const frames::Frame& like, int width, int height);
+
+// For pixels that stand for blocks of so many old ones, or for fractions of one.
+void scale_geometry(frames::Header& header, double x_factor, double y_factor);
+
+// A frame of another size, whose pixel x, y is pixel source(x, y) of this one. The header is as it was.
+template <typename Source>
+frames::Frame rearranged(const frames::Frame& frame, int width, int height, Source source) {
+  frames::Frame result = blank_frame(frame, width, height);
+  const bool all_known = frame.unknown.empty();
+  if (!all_known) result.unknown.resize(result.counts.size());
+  std::size_t pixel = 0;
+  for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
+    for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x, ++pixel) {
+      const std::size_t from = source(x, y);
+      result.counts[pixel] = frame.counts[from];
+      if (!all_known) result.unknown[pixel] = frame.unknown[from];
+    }
+  }
+  return result;
+}
+
+}  // namespace host

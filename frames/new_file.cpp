@@ -1,0 +1,160 @@
+#include "frames/new_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <cstring>
+
+#include "frames/failure.h"
+#include "frames/permissions.h"
+#include "program/signals.h"
+
+namespace host {
+
+namespace {
+
+constexpr mode_t kAnyPermissions = 0666;
+
+// The file that an interrupt takes away: in memory that a signal handler may read.
+std::array<char, NAME_MAX + 1> interrupted_file{};
+volatile std::sig_atomic_t interrupted_folder = -1;  // none
+
+void remove_and_end(int signal) {
+  if (interrupted_folder >= 0) unlinkat(interrupted_folder, interrupted_file.data(), 0);
+  std::signal(signal, SIG_DFL);
+  raise(signal);
+}
+
+void remove_on_interrupt(int folder, const std::string& name) {
+  interrupted_file.back() = '\0';
+  std::strncpy(interrupted_file.data(), name.c_str(), interrupted_file.size() - 1);
+  interrupted_folder = folder;
+  for (const int signal : kInterrupts) {
+    // One that was ignored, as under nohup, stays ignored.
+    if (std::signal(signal, remove_and_end) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
+}
+
+// File systems that cannot do that keep files as safe as they can.
+bool sync(int descriptor) {
+  int result = 0;
+  do {
+    result = fsync(descriptor);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 || errno == EINVAL || errno == ENOTSUP || errno == ENOSYS;
+}
+
+bool is_unknown_to_the_file_system(int error) {
+  return error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EPERM;
+}
+
+// Renames in the folder where nothing has the new name; as far as the file system knows how, not even something that
+// another process makes right now.
+bool rename_to_free_name(int folder, const char* from, const char* to) {
+  if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) return true;
+  if (!is_unknown_to_the_file_system(errno)) return false;
+  if (linkat(folder, from, folder, to, 0) == 0) return unlinkat(folder, from, 0) == 0;
+  if (!is_unknown_to_the_file_system(errno)) return false;
+  struct stat status {};
+  if (fstatat(folder, to, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    errno = EEXIST;
+    return false;
+  }
+  return errno == ENOENT && renameat(folder, from, folder, to) == 0;
+}
+
+}  // namespace
+
+void sync_folder(const xrd::Descriptor& folder, const std::string& path) {
+  const xrd::Descriptor readable(openat(folder.number(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!readable) {
+    ::sync();  // a folder that this user may only write to cannot be synced alone
+  } else if (!sync(readable.number())) {
+    cannot_be_written(path, errno);
+  }
+}
+
+NewFile::NewFile(const std::string& path, Interrupts interrupts, Existing existing)
+    : interrupts_(interrupts), existing_(existing), path_(path), place_(output_place(path)) {
+  const std::optional<struct stat> replaced = replaceable_file(place_, path_);
+  if (replaced && existing_ == Existing::kIsRefused) refuse_existing();
+  remove_left_files(place_.folder.number());
+  const bool takes_permissions = replaced && replaced->st_uid == geteuid();
+  make(takes_permissions ? replaced->st_mode & (S_IRUSR | S_IWUSR) : kAnyPermissions);
+  if (!open_stream() || (takes_permissions && !take_permissions(unfinished_.descriptor.number(), place_, *replaced))) {
+    const int error = errno;
+    discard();
+    throw Failure(path_, std::strerror(error), error);
+  }
+}
+
+NewFile::~NewFile() {
+  if (!unfinished_.name.empty()) discard();
+}
+
+void NewFile::make(mode_t permissions) {
+  // Interrupts wait until it is known which file they are to take away.
+  const xrd::BlockedSignals blocked(signal_set(kInterrupts));
+  unfinished_ = make_unfinished_file(place_.folder.number(), permissions);
+  if (!unfinished_.descriptor) throw Failure(path_, std::strerror(errno), errno);
+  if (interrupts_ == Interrupts::kRemoveFile) remove_on_interrupt(place_.folder.number(), unfinished_.name);
+}
+
+// With a descriptor of its own: that of the unfinished file holds the lock until all is done.
+bool NewFile::open_stream() {
+  xrd::Descriptor copy(fcntl(unfinished_.descriptor.number(), F_DUPFD_CLOEXEC, 0));
+  if (copy) stream_.reset(fdopen(copy.number(), "w+b"));
+  if (stream_ != nullptr) copy.release();
+  return stream_ != nullptr;
+}
+
+void NewFile::discard() const {
+  unlinkat(place_.folder.number(), unfinished_.name.c_str(), 0);
+  forget();
+}
+
+// Interrupts have nothing to take away any more.
+void NewFile::forget() const {
+  if (interrupts_ == Interrupts::kRemoveFile) interrupted_folder = -1;
+}
+
+void NewFile::fail(int error) const {
+  cannot_be_written(path_, error);
+}
+
+void NewFile::refuse_existing() const {
+  throw Failure(path_, kExistsAlready, EEXIST);
+}
+
+void NewFile::rename() const {
+  const int folder = place_.folder.number();
+  const char* const from = unfinished_.name.c_str();
+  const char* const to = place_.name.c_str();
+  if (existing_ == Existing::kIsReplaced) {
+    replaceable_file(place_, path_);  // it may be another one than at the beginning
+    if (renameat(folder, from, folder, to) != 0) fail(errno);
+  } else if (!rename_to_free_name(folder, from, to)) {
+    if (errno == EEXIST) refuse_existing();
+    fail(errno);
+  }
+}
+
+void NewFile::commit(Names names) {
+  if (std::ferror(stream_.get()) != 0) throw Failure(path_, "cannot be written completely; is the disk full?");
+  if (std::fflush(stream_.get()) != 0) fail(errno);
+  // Before the name: a file of that name is never empty after a power cut.
+  if (!sync(unfinished_.descriptor.number())) fail(errno);
+  // Some file systems report a full disk only now.
+  if (std::fclose(stream_.release()) != 0) fail(errno);
+  rename();
+  unfinished_.name.clear();
+  forget();
+  if (names == Names::kAtOnce) sync_folder(place_.folder, path_);
+}
+
+}  // namespace host

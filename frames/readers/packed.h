@@ -1,0 +1,29 @@
+// The CCP4-packed image within a file, for the loaders of files that have one.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+
+#include "frames/readers/readers.h"
+
+namespace frames {
+
+// Where the header line of the packed image stands, and the size that it states.
+struct PackedLine {
+  std::size_t begin = 0;  // the line feed in front, if there is one
+  std::size_t end = 0;    // the first byte of the bit stream
+  int width = 0;
+  int height = 0;
+};
+
+// Behind which byte no bit of the image can be.
+std::size_t end_of_packed_image(const PackedLine& line);
+
+// The first header line with a size that can be, anywhere in the file.
+std::optional<PackedLine> find_packed_line(Bytes file);
+
+// Decodes the image into the frame's counts, as far as it has pixels and they have room: 16 bits without a sign. A bit
+// stream that ends early is damage: some rows from there on have no meaning, and the rest are 0.
+void read_packed_pixels(Frame& frame, Bytes file, const PackedLine& line, const LoadOptions& options);
+
+}  // namespace frames

@@ -1,0 +1,78 @@
+// Raw frames: nothing but pixels, perhaps behind a header that is skipped.
+#include <array>
+#include <cmath>
+
+#include "frames/readers/samples.h"
+
+namespace frames {
+
+namespace {
+
+// Detectors that are not square, by their usual frames.
+constexpr std::array kDetectors{
+    LoadOptions::Size{487, 195},   LoadOptions::Size{487, 619},   LoadOptions::Size{981, 1043},
+    LoadOptions::Size{1475, 1679}, LoadOptions::Size{2463, 2527}, LoadOptions::Size{1030, 1065},
+    LoadOptions::Size{2070, 2167}, LoadOptions::Size{3110, 3269}, LoadOptions::Size{4150, 4371},
+    LoadOptions::Size{1242, 1152},
+};
+
+// Beyond this no sum of sizes fits 32 bits.
+constexpr std::size_t kLongestSkip = std::size_t{1} << 30;
+
+std::size_t pixels(LoadOptions::Size size) {
+  return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
+}
+
+std::string guess_failed(std::size_t bytes) {
+  return "does not tell its size, and its " + std::to_string(bytes) + " bytes of pixels fit none; --size WxH gives it";
+}
+
+// A square, or else a detector that has as many pixels.
+LoadOptions::Size guess_size(std::size_t bytes, std::size_t sample_bytes) {
+  const std::size_t count = bytes / sample_bytes;
+  if (count == 0 || bytes % sample_bytes != 0) throw LoadError(guess_failed(bytes));
+  const int side = static_cast<int>(std::lround(std::sqrt(static_cast<double>(count))));
+  const LoadOptions::Size square{side, side};
+  if (pixels(square) == count) return square;
+  for (const LoadOptions::Size& detector : kDetectors) {
+    if (pixels(detector) == count) return detector;
+  }
+  throw LoadError(guess_failed(bytes));
+}
+
+int depth_of(const LoadOptions& options) {
+  const int depth = options.depth.value_or(16);
+  if (depth != 8 && depth != 16 && depth != 32) {
+    throw LoadError("cannot have " + std::to_string(depth) + " bits a pixel; --depth is 8, 16 or 32");
+  }
+  return depth;
+}
+
+}  // namespace
+
+std::optional<std::size_t> enough_of_raw(Bytes /*front*/, const LoadOptions& options) {
+  const auto bytes = static_cast<std::size_t>(depth_of(options) / 8);
+  if (!options.size) return std::nullopt;  // the length of the file decides
+  const std::size_t data_bytes = pixels_of_size(options.size->width, options.size->height) * bytes;
+  return options.skip > kLongestSkip ? std::nullopt : std::optional(with_room(options.skip + data_bytes));
+}
+
+Frame load_raw(Bytes file, const LoadOptions& options) {
+  const int depth = depth_of(options);
+  const SampleType type{SampleKind::kUnsigned, static_cast<std::size_t>(depth / 8)};
+  const Bytes data = bytes_after(file, options.skip);
+  const LoadOptions::Size size = options.size ? *options.size : guess_size(data.size(), type.bytes);
+
+  Frame frame;
+  frame.format = Format::kRaw;
+  set_size(frame, size.width, size.height);
+  if (!options.size) {
+    frame.notes.push_back("is taken as " + std::to_string(size.width) + " x " + std::to_string(size.height) +
+                          " pixels of " + std::to_string(depth) +
+                          " bits, by its length; --size WxH and --depth tell otherwise");
+  }
+  read_samples(frame, data, type, options.big_endian, options);
+  return frame;
+}
+
+}  // namespace frames

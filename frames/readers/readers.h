@@ -1,0 +1,70 @@
+// The loaders of the single formats, each given the whole file, already decompressed; see frame.h.
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "frames/frame.h"
+
+namespace frames {
+
+using Bytes = std::span<const unsigned char>;
+
+// Whether the content is of the format, by what every file of it begins with.
+bool is_adsc(Bytes file);
+bool is_edf(Bytes file);
+bool is_mar345(Bytes file);
+bool is_mar_ccd(Bytes file);
+bool is_packed(Bytes file);
+bool is_saint(Bytes file);
+bool is_tiff(Bytes file);
+
+Frame load_adsc(Bytes file, const LoadOptions& options);
+Frame load_edf(Bytes file, const LoadOptions& options);
+Frame load_mar345(Bytes file, const LoadOptions& options);
+Frame load_mar_ccd(Bytes file, const LoadOptions& options);
+Frame load_packed(Bytes file, const LoadOptions& options);
+Frame load_raw(Bytes file, const LoadOptions& options);
+Frame load_saint(Bytes file, const LoadOptions& options);
+Frame load_tiff(Bytes file, const LoadOptions& options);
+
+// After how many bytes of the file nothing more matters to the loader, which is given its front: so many of a
+// compressed file are unpacked at most. Nothing while the front does not say; the front of a file ends anywhere.
+std::optional<std::size_t> enough_of_adsc(Bytes front, const LoadOptions& options);
+std::optional<std::size_t> enough_of_edf(Bytes front, const LoadOptions& options);
+std::optional<std::size_t> enough_of_mar345(Bytes front, const LoadOptions& options);
+std::optional<std::size_t> enough_of_packed(Bytes front, const LoadOptions& options);
+std::optional<std::size_t> enough_of_raw(Bytes front, const LoadOptions& options);
+std::optional<std::size_t> enough_of_saint(Bytes front, const LoadOptions& options);
+std::optional<std::size_t> enough_of_tiff(Bytes front, const LoadOptions& options);
+
+// The same of the file on that path, whatever its format.
+std::optional<std::size_t> enough_of_file(Bytes front, const std::string& path, const LoadOptions& options);
+
+// As much again, and more for small frames: files that have something behind the frame are checked to their end, too.
+constexpr std::size_t with_room(std::size_t bytes) {
+  constexpr std::size_t kRoom = std::size_t{1} << 18;
+  return bytes > std::numeric_limits<std::size_t>::max() / 2 - kRoom ? std::numeric_limits<std::size_t>::max()
+                                                                     : 2 * bytes + kRoom;
+}
+
+// The file as a stretch of characters, for headers.
+std::string_view text_of(Bytes file);
+
+// Damage of a file: a LoadError, or a note in the frame when the user wants the frame all the same.
+void report_damage(Frame& frame, const LoadOptions& options, const std::string& damage);
+
+// How many pixels. LoadError for a size that cannot be.
+std::size_t pixels_of_size(long long width, long long height);
+
+// Sets the size and makes the counts, all 0. LoadError for a size that cannot be.
+void set_size(Frame& frame, long long width, long long height);
+
+// Marks a pixel's count as unknown.
+void mark_unknown(Frame& frame, std::size_t pixel);
+
+}  // namespace frames

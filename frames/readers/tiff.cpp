@@ -1,0 +1,313 @@
+// TIFF images of one number per pixel, whatever its depth and kind, in strips or tiles; libtiff decodes them.
+#include <tiffio.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdarg>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <string>
+#include <utility>
+
+#include "formats/tiff_strips.h"
+#include "frames/readers/readers.h"
+#include "frames/readers/samples.h"
+#include "frames/readers/tiff_directory.h"
+#include "support/image_size.h"
+
+namespace frames {
+
+namespace {
+
+// ------------------------------------------------------------------------------------------------------------------
+// The file's bytes as libtiff wants them
+// ------------------------------------------------------------------------------------------------------------------
+
+struct Source {
+  Bytes file;
+  std::uint64_t position = 0;
+  std::string error;  // the first that libtiff reported
+};
+
+Source& source_of(thandle_t handle) {
+  return *static_cast<Source*>(handle);
+}
+
+tmsize_t read_bytes(thandle_t handle, void* target, tmsize_t size) {
+  Source& source = source_of(handle);
+  if (size <= 0 || source.position >= source.file.size()) return 0;
+  const auto begin = static_cast<std::size_t>(source.position);
+  const std::size_t count = std::min(static_cast<std::size_t>(size), source.file.size() - begin);
+  std::memcpy(target, source.file.data() + begin, count);
+  source.position += count;
+  return static_cast<tmsize_t>(count);
+}
+
+tmsize_t write_nothing(thandle_t /*handle*/, void* /*bytes*/, tmsize_t /*size*/) {
+  return 0;
+}
+
+toff_t seek(thandle_t handle, toff_t offset, int whence) {
+  Source& source = source_of(handle);
+  // Offsets may be negative numbers that wrapped; sums wrap back.
+  if (whence == SEEK_CUR) offset += source.position;
+  if (whence == SEEK_END) offset += source.file.size();
+  source.position = offset;
+  return offset;
+}
+
+int close_nothing(thandle_t /*handle*/) {
+  return 0;
+}
+
+toff_t file_size(thandle_t handle) {
+  return source_of(handle).file.size();
+}
+
+int keep_error(tiff* /*image*/, void* user_data, const char* /*module*/, const char* format, va_list values) {
+  auto& source = *static_cast<Source*>(user_data);
+  if (source.error.empty()) {
+    std::array<char, 300> text{};
+    std::vsnprintf(text.data(), text.size(), format, values);
+    source.error = text.data();
+    std::ranges::replace(source.error, '\n', ' ');
+  }
+  return 1;
+}
+
+int ignore_warning(tiff* /*image*/, void* /*user_data*/, const char* /*module*/, const char* /*format*/,
+                   va_list /*values*/) {
+  return 1;
+}
+
+std::string damage(const Source& source) {
+  return source.error.empty() ? "is a damaged TIFF file" : "is a damaged TIFF file: " + source.error;
+}
+
+// libtiff keeps every value of a directory, and takes the longer for each tag the more there are. Frames have a few
+// dozen; values that overlap in the file would take many times its size.
+void check_directory(Bytes file) {
+  constexpr std::uint64_t kMostEntries = 512;
+  constexpr std::uint64_t kAnyBytes = 65536;
+  const auto directory = tiff_directory(file, first_tiff_directory(file));
+  if (!directory) return;  // libtiff says what is wrong with it
+  if (directory->entries > kMostEntries || directory->value_bytes > 2 * (kAnyBytes + file.size())) {
+    throw LoadError("is a damaged TIFF file: its directory is far larger than that of a frame");
+  }
+}
+
+xrd::TiffHandle open(Source& source) {
+  check_directory(source.file);
+  const xrd::TiffOptions options(TIFFOpenOptionsAlloc());
+  if (!options) throw std::bad_alloc();
+  TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &source);
+  TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignore_warning, nullptr);
+  xrd::TiffHandle image(TIFFClientOpenExt("frame", "rm", &source, read_bytes, write_nothing, seek, close_nothing,
+                                          file_size, nullptr, nullptr, options.get()));
+  if (!image) throw LoadError(damage(source));
+  return image;
+}
+
+// ------------------------------------------------------------------------------------------------------------------
+// Pixels
+// ------------------------------------------------------------------------------------------------------------------
+
+// A tag's value, or the default that the format gives it.
+template <typename Value>
+Value tag(tiff* image, std::uint32_t name, Value absent) {
+  Value value = absent;
+  return TIFFGetFieldDefaulted(image, name, &value) == 1 ? value : absent;
+}
+
+std::optional<std::string> text_tag(tiff* image, std::uint32_t name) {
+  const char* text = nullptr;
+  if (TIFFGetField(image, name, &text) != 1 || text == nullptr || *text == '\0') return std::nullopt;
+  return text;
+}
+
+// The rectangles in which the pixels are stored: tiles, or strips as wide as the image.
+struct Blocks {
+  bool tiled = false;
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  std::uint64_t count = 0;
+
+  std::uint64_t pixels() const { return std::uint64_t{width} * height; }
+  const char* name() const { return tiled ? "tiles" : "strips"; }
+};
+
+Blocks blocks_of(tiff* image, std::uint32_t width, std::uint32_t height) {
+  Blocks blocks;
+  blocks.tiled = TIFFIsTiled(image) != 0;
+  if (blocks.tiled) {
+    blocks.width = tag<std::uint32_t>(image, TIFFTAG_TILEWIDTH, 0);
+    blocks.height = tag<std::uint32_t>(image, TIFFTAG_TILELENGTH, 0);
+  } else {
+    blocks.width = width;
+    blocks.height = std::min(tag<std::uint32_t>(image, TIFFTAG_ROWSPERSTRIP, 0xFFFFFFFF), height);
+  }
+  if (blocks.width == 0 || blocks.height == 0 || blocks.height > xrd::kMaxPixels / blocks.width) {
+    throw LoadError("is a damaged TIFF file: its strips or tiles have an impossible size");
+  }
+  const auto parts = [](std::uint64_t whole, std::uint64_t part) { return (whole + part - 1) / part; };
+  blocks.count = parts(width, blocks.width) * parts(height, blocks.height);
+  return blocks;
+}
+
+// How many bytes the file holds of the block, at most.
+std::uint64_t stored_bytes(tiff* image, std::uint64_t block, Bytes file) {
+  return std::min<std::uint64_t>(TIFFGetStrileByteCount(image, static_cast<std::uint32_t>(block)), file.size());
+}
+
+// Reading costs what the image is worth: blocks may reach beyond its edges, and share bytes of the file, only so far.
+void check_cost(tiff* image, Bytes file, std::uint64_t pixels, const Blocks& blocks, std::size_t sample_bytes) {
+  constexpr std::uint64_t kAnyPixels = std::uint64_t{1} << 22;  // a small image may lie in one tile of any size
+  constexpr std::uint64_t kTimes = 3;
+  const std::string damaged = std::string("is a damaged TIFF file: its ") + blocks.name();
+  if (blocks.count > file.size()) throw LoadError(damaged + " are more than it has room for");
+  const std::uint64_t decoded = blocks.count * blocks.pixels();  // both are below 2^32
+  if (decoded > kTimes * pixels + kAnyPixels) throw LoadError(damaged + " hold far more than the image");
+  std::uint64_t stored = 0;
+  for (std::uint64_t block = 0; block < blocks.count; ++block) stored += stored_bytes(image, block, file);
+  if (stored > file.size() + kTimes * sample_bytes * decoded) throw LoadError(damaged + " overlap in the file");
+}
+
+// Compressions that keep counts, and whose cost the size of the image bounds.
+void check_compression(tiff* image) {
+  constexpr std::array<std::uint16_t, 7> kCompressions{
+      COMPRESSION_NONE,     COMPRESSION_LZW,  COMPRESSION_ADOBE_DEFLATE, COMPRESSION_DEFLATE,
+      COMPRESSION_PACKBITS, COMPRESSION_LZMA, COMPRESSION_ZSTD};
+  const auto compression = tag<std::uint16_t>(image, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+  if (std::ranges::find(kCompressions, compression) == kCompressions.end()) {
+    throw LoadError("has TIFF compression " + std::to_string(compression) + ", which no frame has");
+  }
+}
+
+// A small damaged file must not take memory for a large image: the usual compressions make no more of a byte than this.
+void check_plausible(Bytes file, std::size_t decoded_bytes) {
+  constexpr std::size_t kDecodedBytesPerByte = 2000;
+  constexpr std::size_t kHarmless = std::size_t{1} << 26;
+  if (decoded_bytes > kHarmless && decoded_bytes / kDecodedBytesPerByte > file.size()) {
+    throw LoadError("is a damaged TIFF file: it is too short for its pixels");
+  }
+}
+
+// The samples row by row, in the processor's byte order. What cannot be decoded is damage, and 0 with `force`.
+std::vector<unsigned char> decode(tiff* image, Frame& frame, const Blocks& blocks, std::size_t sample_bytes,
+                                  const Source& source, const LoadOptions& options) {
+  const auto width = static_cast<std::size_t>(frame.width);
+  const auto height = static_cast<std::size_t>(frame.height);
+  const std::size_t block_row = blocks.width * sample_bytes;
+  std::vector<unsigned char> decoded(blocks.height * block_row);
+  const auto size = static_cast<tmsize_t>(decoded.size());
+  std::vector<unsigned char> samples(width * height * sample_bytes);
+  bool whole = true;
+  std::uint32_t block = 0;
+  for (std::size_t top = 0; top < height; top += blocks.height) {
+    for (std::size_t left = 0; left < width; left += blocks.width, ++block) {
+      std::ranges::fill(decoded, static_cast<unsigned char>(0));
+      const tmsize_t got = blocks.tiled ? TIFFReadEncodedTile(image, block, decoded.data(), size)
+                                        : TIFFReadEncodedStrip(image, block, decoded.data(), size);
+      if (got < 0 && std::exchange(whole, false)) report_damage(frame, options, damage(source));
+      const std::size_t rows = std::min<std::size_t>(blocks.height, height - top);
+      const std::size_t row_bytes = std::min<std::size_t>(blocks.width, width - left) * sample_bytes;
+      for (std::size_t row = 0; row < rows; ++row) {
+        std::memcpy(samples.data() + ((top + row) * width + left) * sample_bytes, decoded.data() + row * block_row,
+                    row_bytes);
+      }
+    }
+  }
+  return samples;
+}
+
+// Nothing for pixels that are no counts.
+std::optional<SampleType> sample_type(int bits, int format) {
+  const auto bytes = static_cast<std::size_t>(bits / 8);
+  if (format == SAMPLEFORMAT_IEEEFP && (bits == 32 || bits == 64)) return SampleType{SampleKind::kReal, bytes};
+  if (bits != 8 && bits != 16 && bits != 32) return std::nullopt;
+  if (format == SAMPLEFORMAT_INT) return SampleType{SampleKind::kSigned, bytes};
+  if (format == SAMPLEFORMAT_UINT || format == SAMPLEFORMAT_VOID) return SampleType{SampleKind::kUnsigned, bytes};
+  return std::nullopt;
+}
+
+// Without going through them all.
+bool has_several_images(Bytes file) {
+  const std::uint64_t first = first_tiff_directory(file);
+  const auto directory = tiff_directory(file, first);
+  return directory && directory->next != 0 && directory->next != first && tiff_directory(file, directory->next);
+}
+
+}  // namespace
+
+bool is_tiff(Bytes file) {
+  const std::string_view text = text_of(file);
+  using namespace std::string_view_literals;
+  return text.starts_with("II*\0"sv) || text.starts_with("MM\0*"sv) ||  // and those with 64-bit offsets
+         text.starts_with("II+\0"sv) || text.starts_with("MM\0+"sv);
+}
+
+std::optional<std::size_t> enough_of_tiff(Bytes front, const LoadOptions& /*options*/) {
+  // Where the image's blocks stand farther apart than this, other images are between them.
+  constexpr std::uint64_t kAnyBytes = std::uint64_t{1} << 24;
+  constexpr std::uint64_t kBytesPerPixel = 3 * sizeof(double);
+  constexpr std::uint64_t kNextDirectory = std::uint64_t{1} << 17;
+  const std::uint64_t begin = first_tiff_directory(front);
+  const auto directory = tiff_directory(front, begin);
+  if (!directory || directory->end > front.size() || directory->value_bytes > kAnyBytes) return std::nullopt;
+  const auto numbers = [&](std::uint16_t name) { return tiff_integers(front, begin, name); };
+  const auto width = numbers(TIFFTAG_IMAGEWIDTH);
+  const auto height = numbers(TIFFTAG_IMAGELENGTH);
+  auto offsets = numbers(TIFFTAG_STRIPOFFSETS);
+  auto sizes = numbers(TIFFTAG_STRIPBYTECOUNTS);
+  if (offsets.empty()) offsets = numbers(TIFFTAG_TILEOFFSETS);
+  if (sizes.empty()) sizes = numbers(TIFFTAG_TILEBYTECOUNTS);
+  if (width.empty() || height.empty() || offsets.empty() || sizes.size() != offsets.size()) return std::nullopt;
+  if (width[0] > xrd::kMaxPixels || height[0] > xrd::kMaxPixels) return std::nullopt;
+  const std::uint64_t most =
+      kAnyBytes + kBytesPerPixel * std::min<std::uint64_t>(width[0] * height[0], xrd::kMaxPixels);
+  std::uint64_t end = directory->end;
+  if (directory->next != 0) end = std::max(end, std::min(directory->next, most) + kNextDirectory);
+  for (std::size_t i = 0; i < offsets.size(); ++i) {
+    end = std::max(end, std::min(offsets[i], most) + std::min(sizes[i], most));
+  }
+  constexpr std::uint64_t kLargest = std::numeric_limits<std::ptrdiff_t>::max();
+  return end > std::min(most, kLargest) ? std::nullopt : std::optional(with_room(static_cast<std::size_t>(end)));
+}
+
+Frame load_tiff(Bytes file, const LoadOptions& options) {
+  Source source{file, 0, {}};
+  const xrd::TiffHandle image = open(source);
+  const int samples = tag<std::uint16_t>(image.get(), TIFFTAG_SAMPLESPERPIXEL, 1);
+  if (samples != 1) {
+    throw LoadError("has " + std::to_string(samples) + " numbers per pixel; frames have one");
+  }
+  const int bits = tag<std::uint16_t>(image.get(), TIFFTAG_BITSPERSAMPLE, 1);
+  const int format = tag<std::uint16_t>(image.get(), TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
+  const auto type = sample_type(bits, format);
+  if (!type) {
+    throw LoadError("has pixels of " + std::to_string(bits) + " bits of TIFF sample format " + std::to_string(format) +
+                    ", which no frame has");
+  }
+  Frame frame;
+  frame.format = Format::kTiff;
+  set_size(frame, tag<std::uint32_t>(image.get(), TIFFTAG_IMAGEWIDTH, 0),
+           tag<std::uint32_t>(image.get(), TIFFTAG_IMAGELENGTH, 0));
+  frame.header.date = text_tag(image.get(), TIFFTAG_DATETIME);
+  frame.header.detector = text_tag(image.get(), TIFFTAG_MODEL);
+  const Blocks blocks =
+      blocks_of(image.get(), static_cast<std::uint32_t>(frame.width), static_cast<std::uint32_t>(frame.height));
+  check_compression(image.get());
+  check_plausible(file, frame.counts.size() * type->bytes);
+  check_plausible(file, static_cast<std::size_t>(blocks.pixels()) * type->bytes);
+  check_cost(image.get(), file, frame.counts.size(), blocks, type->bytes);
+  const auto pixels = decode(image.get(), frame, blocks, type->bytes, source, options);
+  if (has_several_images(file)) frame.notes.emplace_back("has several images; this is the first");
+  read_samples(frame, pixels, *type, std::endian::native == std::endian::big, options);
+  return frame;
+}
+
+}  // namespace frames

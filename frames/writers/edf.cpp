@@ -1,0 +1,68 @@
+// EDF frames: a text header in braces, then uncompressed pixels.
+#include <cstdio>
+#include <optional>
+#include <string>
+
+#include "frames/writers/header_text.h"
+#include "frames/writers/samples.h"
+
+namespace host {
+
+namespace {
+
+const char* data_type(SampleType type) {
+  switch (type) {
+    case SampleType::kUnsigned16:
+      return "UnsignedShort";
+    case SampleType::kUnsigned32:
+      return "UnsignedInteger";
+    default:
+      return "SignedInteger";
+  }
+}
+
+// In metres, as the format wants lengths to be.
+std::optional<double> metres(std::optional<double> length, double unit) {
+  return length ? std::optional(*length * unit) : std::nullopt;
+}
+
+void add_header_values(HeaderLines& lines, const frames::Header& header) {
+  constexpr double kAngstrom = 1e-10;
+  constexpr double kMillimetre = 1e-3;
+  lines.add("WaveLength", metres(header.wavelength, kAngstrom));
+  lines.add("SampleDistance", metres(header.distance, kMillimetre));
+  if (header.pixel_size) {
+    lines.add("PSize_1", metres(header.pixel_size->x, kMillimetre));
+    lines.add("PSize_2", metres(header.pixel_size->y, kMillimetre));
+  }
+  if (header.beam_centre) {
+    lines.add("Center_1", header.beam_centre->x);
+    lines.add("Center_2", header.beam_centre->y);
+  }
+  lines.add("Osc_Start", header.oscillation_start);
+  lines.add("Osc_Range", header.oscillation_range);
+  lines.add("ExposureTime", header.exposure_time);
+  lines.add("Saturation", header.saturation);
+  lines.add_text("Date", header.date);
+  lines.add_text("Detector", header.detector);
+}
+
+}  // namespace
+
+void write_edf(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
+  const SampleType type = fitting_type(frame, options, remarks);
+  HeaderLines lines(15, " = ", " ;\n");
+  lines.add("HeaderID", "EH:000001:000000:000000");
+  lines.add("Image", "1");
+  lines.add("ByteOrder", "LowByteFirst");
+  lines.add("DataType", data_type(type));
+  lines.add("Size", std::to_string(frame.counts.size() * sample_bytes(type)));
+  lines.add("Dim_1", std::to_string(frame.width));
+  lines.add("Dim_2", std::to_string(frame.height));
+  lines.add("BitsPerSample", std::to_string(8 * sample_bytes(type)));
+  add_header_values(lines, frame.header);
+  std::fputs(braced_header(lines.text()).c_str(), stream);
+  write_samples(frame, type, stream);
+}
+
+}  // namespace host

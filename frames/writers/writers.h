@@ -1,0 +1,28 @@
+// The writers of the single file formats. Each writes the whole file to a new, empty, seekable stream and gathers
+// warnings. Write errors show in the stream's error state; what else cannot be written is a std::runtime_error, one
+// line without the path.
+#pragma once
+
+#include <cstdio>
+#include <optional>
+
+#include "frames/frame.h"
+#include "frames/remarks.h"
+
+namespace host {
+
+struct WriteOptions {
+  std::optional<int> bits;  // 16 or 32 per pixel, when the user asks for it; the formats have their own default
+};
+
+void write_adsc(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_edf(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+// Always 16 bits, and overflow records for larger counts.
+void write_mar345(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_npy(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+// Always 16 bits.
+void write_packed(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_raw(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_tiff(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+
+}  // namespace host

@@ -1,0 +1,25 @@
+// The colours of pictures.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "pictures/colourmap_file.h"
+
+namespace host {
+
+enum class ColorMap { kClassic, kGrey, kInverse, kViridis };
+
+// A palette of at most 256 entries, and what they are for.
+struct Colors {
+  std::vector<Rgb> palette;  // the levels come first, from faint to bright
+  int levels = 0;
+  std::uint8_t unknown = 0;  // pixels without a count: a colour that no level has
+  std::uint8_t ink = 0;      // rings and letters,
+  std::uint8_t paper = 0;    // and what makes them stand out
+};
+
+// kClassic is the library's colour map.
+Colors make_colors(ColorMap map);
+
+}  // namespace host

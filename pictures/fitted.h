@@ -1,0 +1,19 @@
+// Frames made to fit a screen.
+#pragma once
+
+#include "frames/frame.h"
+
+namespace host {
+
+// The room for a picture, and how many pixels high a pixel of it is on the screen, as characters are higher than wide.
+struct Room {
+  int width = 0;
+  int height = 0;
+  int pixel_height = 1;
+};
+
+// The frame in the largest size that fits: blocks of pixels become one by the mean of their known counts, rounded, or
+// unknown if none is known; pixels of small frames become blocks. The header's geometry stays true.
+frames::Frame fitted(const frames::Frame& frame, const Room& room);
+
+}  // namespace host

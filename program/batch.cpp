@@ -1,0 +1,273 @@
+#include "program/batch.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <thread>
+
+#include "frames/failure.h"
+#include "program/name_list.h"
+#include "program/options/numbers.h"
+#include "program/print.h"
+#include "program/signals.h"
+#include "program/standard_output.h"
+#include "support/files.h"
+
+namespace host {
+
+namespace {
+
+Shard parse_shard(const std::string& text) {
+  const auto shard = parse_pair<std::size_t>(text, '/');
+  if (!shard || shard->front() < 1 || shard->front() > shard->back()) {
+    throw CLI::ValidationError("--shard", "'" + text + "' is not of the form K/N with K from 1 to N, as in 3/8");
+  }
+  return {shard->front(), shard->back()};
+}
+
+// ------------------------------------------------------------------------------------------------------------------
+// Tasks in processes
+// ------------------------------------------------------------------------------------------------------------------
+
+struct Worker {
+  std::size_t task = 0;
+  pid_t process = -1;
+  int pipe = -1;  // its result comes here, and the end of file with its end
+  std::string text;
+};
+
+void write_all(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t count = write(descriptor, text.data(), text.size());
+    if (count < 0 && errno != EINTR) return;
+    if (count > 0) text.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+// The exit status of a worker tells how its task went.
+int status_of(TaskResult::State state) {
+  return static_cast<int>(state);
+}
+
+// No exception may leave a worker: what the parent does about it would end the other workers.
+TaskResult attempt(const std::function<std::string(std::size_t)>& work, std::size_t task) {
+  try {
+    return {TaskResult::State::kSucceeded, work(task)};
+  } catch (const Failure& failure) {
+    return {TaskResult::State::kFailed, failure.what()};
+  } catch (const std::bad_alloc&) {
+    return {TaskResult::State::kCrashed, "needs more memory than there is"};
+  } catch (const std::exception& failure) {
+    return {TaskResult::State::kCrashed, failure.what()};
+  }
+}
+
+[[noreturn]] void work_and_exit(const std::function<std::string(std::size_t)>& work, std::size_t task, int result) {
+  TaskResult outcome = attempt(work, task);
+  try {
+    finish_standard_output();
+  } catch (const OutputError& error) {
+    outcome = {TaskResult::State::kUnheard, error.what()};
+  }
+  write_all(result, outcome.text);
+  std::fflush(nullptr);
+  _exit(status_of(outcome.state));  // without the exit handlers, which are the parent's
+}
+
+volatile std::sig_atomic_t interrupt_signal = 0;
+
+void note_interrupt(int signal) {
+  interrupt_signal = signal;
+}
+
+// While it lives, the signals that end the program are noted only, so that the workers can be ended first. One that was
+// ignored, as under nohup, stays ignored.
+class InterruptGuard {
+ public:
+  InterruptGuard() {
+    struct sigaction action {};
+    action.sa_handler = note_interrupt;
+    for (std::size_t i = 0; i < kInterrupts.size(); ++i) {
+      sigaction(kInterrupts[i], nullptr, &saved_[i]);
+      if (saved_[i].sa_handler != SIG_IGN) sigaction(kInterrupts[i], &action, nullptr);
+    }
+  }
+  InterruptGuard(const InterruptGuard&) = delete;
+  InterruptGuard& operator=(const InterruptGuard&) = delete;
+  ~InterruptGuard() { restore(); }
+
+  // Forks; the new process is ended by interrupts again, also by one that comes right now.
+  pid_t start_process() const {
+    const xrd::BlockedSignals blocked(signal_set(kInterrupts));
+    const pid_t process = fork();
+    if (process == 0) restore();
+    return process;
+  }
+
+ private:
+  void restore() const {
+    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &saved_[i], nullptr);
+  }
+
+  std::array<struct sigaction, kInterrupts.size()> saved_{};
+};
+
+// Nothing, with an error, when there is no pipe or process to be had.
+std::optional<Worker> start(const std::function<std::string(std::size_t)>& work, std::size_t task,
+                            const InterruptGuard& guard) {
+  std::array<int, 2> ends{};
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) return std::nullopt;
+  std::fflush(nullptr);  // or else the worker writes it, too
+  const pid_t process = guard.start_process();
+  if (process == 0) {
+    close(ends[0]);
+    work_and_exit(work, task, ends[1]);
+  }
+  const int error = errno;
+  close(ends[1]);
+  if (process < 0) {
+    close(ends[0]);
+    errno = error;
+    return std::nullopt;
+  }
+  return Worker{task, process, ends[0], {}};
+}
+
+TaskResult finish(Worker& worker) {
+  close(worker.pipe);
+  int status = 0;
+  pid_t ended = 0;
+  do {
+    ended = waitpid(worker.process, &status, 0);
+  } while (ended < 0 && errno == EINTR);
+  if (ended < 0) {
+    return {TaskResult::State::kCrashed, std::string("how its process ended is not known: ") + std::strerror(errno)};
+  }
+  if (WIFSIGNALED(status)) {
+    return {TaskResult::State::kCrashed,
+            std::string("the process that worked on it was ended: ") + strsignal(WTERMSIG(status))};
+  }
+  using State = TaskResult::State;
+  for (const State state : {State::kSucceeded, State::kFailed, State::kUnheard}) {
+    if (WEXITSTATUS(status) == status_of(state)) return {state, worker.text};
+  }
+  return {TaskResult::State::kCrashed, worker.text};
+}
+
+// Reads what has come. False at the end.
+bool receive(Worker& worker) {
+  std::array<char, 4096> buffer{};
+  const ssize_t count = read(worker.pipe, buffer.data(), buffer.size());
+  if (count < 0) return errno == EINTR;
+  worker.text.append(buffer.data(), static_cast<std::size_t>(count));
+  return count > 0;
+}
+
+void end_all(std::vector<Worker>& workers) {
+  for (const Worker& worker : workers) {
+    kill(worker.process, SIGTERM);
+    kill(worker.process, SIGCONT);  // one that is stopped would end later only
+  }
+  for (Worker& worker : workers) finish(worker);
+  workers.clear();
+}
+
+void wait_for_some(std::vector<Worker>& workers, const std::function<void(std::size_t, const TaskResult&)>& finished) {
+  std::vector<pollfd> polled;
+  polled.reserve(workers.size());
+  for (const Worker& worker : workers) polled.push_back({worker.pipe, POLLIN, 0});
+  constexpr int kMilliseconds = 200;  // an interrupt that comes just before is noticed after that time
+  if (poll(polled.data(), polled.size(), kMilliseconds) < 0) return;
+  for (std::size_t i = polled.size(); i-- > 0;) {
+    if (polled[i].revents == 0 || receive(workers[i])) continue;
+    const std::size_t task = workers[i].task;
+    const TaskResult result = finish(workers[i]);
+    workers.erase(workers.begin() + static_cast<std::ptrdiff_t>(i));
+    if (result.state == TaskResult::State::kUnheard) throw OutputError(result.text);
+    finished(task, result);
+  }
+}
+
+}  // namespace
+
+void add_batch_options(CLI::App& command, BatchOptions& options) {
+  constexpr const char* kGroup = "Many frames";
+  command.add_option("FILE", options.files, "Frames")->type_name("");
+  command.add_option("--files-from", options.list, "More frames, one name a line; - is standard input")
+      ->type_name("LIST")
+      ->group(kGroup);
+  command.add_option("-j,--jobs", options.jobs, "Processes at a time; one per processor if not told")
+      ->type_name("N")
+      ->transform(without_leading_zeros())
+      ->check(CLI::Range(1U, 1024U).description(""))
+      ->group(kGroup);
+  command
+      .add_option_function<std::string>(
+          "--shard", [&](const std::string& text) { options.shard = parse_shard(text); },
+          "Only every N-th frame, from the K-th on")
+      ->type_name("K/N")
+      ->group(kGroup);
+}
+
+std::vector<std::string> all_files(const BatchOptions& options) {
+  std::vector<std::string> files = options.files;
+  if (options.list == "-") {
+    read_names(stdin, "standard input", files);
+  } else if (!options.list.empty()) {
+    const xrd::FileHandle stream = xrd::open_file(options.list.c_str(), "r");
+    if (!stream) throw Failure(options.list, std::strerror(errno));
+    read_names(stream.get(), options.list, files);
+  }
+  if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
+  return files;
+}
+
+std::string failure_line(const std::string& path, const TaskResult& result) {
+  const bool names_the_file = result.state == TaskResult::State::kFailed;
+  return failure_line(names_the_file ? result.text : path + ": " + result.text);
+}
+
+void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
+               const std::function<void(std::size_t, const TaskResult&)>& finished) {
+  std::size_t most = jobs > 0 ? jobs : std::max(1U, std::thread::hardware_concurrency());
+  std::vector<Worker> workers;
+  {
+    const InterruptGuard guard;
+    std::size_t next = 0;
+    try {
+      while (interrupt_signal == 0 && (next < count || !workers.empty())) {
+        if (next < count && workers.size() < most) {
+          if (auto worker = start(work, next, guard)) {
+            workers.push_back(std::move(*worker));
+            ++next;
+          } else if (workers.empty()) {
+            throw std::runtime_error(std::string("no process can be started: ") + std::strerror(errno));
+          } else {
+            most = workers.size();  // the system allows no more
+          }
+        } else {
+          wait_for_some(workers, finished);
+        }
+      }
+    } catch (...) {
+      end_all(workers);
+      throw;
+    }
+    end_all(workers);
+  }
+  if (interrupt_signal != 0) raise(interrupt_signal);
+}
+
+}  // namespace host

@@ -1,0 +1,23 @@
+// Frames as hosts of the library get them: what its readers return, where that differs from the true counts.
+#pragma once
+
+#include <string>
+
+#include "frames/frame.h"
+#include "frames/remarks.h"
+#include "program/program.h"
+
+namespace host {
+
+struct ClassicRequest {
+  const std::string& path;
+  const frames::LoadOptions& options;
+  const Settings& settings;
+  Remarks& remarks;
+};
+
+// Detects the type and reads the frame by functions of the library. An ERROR that they print is a Failure, a WARNING a
+// remark. No pixel is masked: overflow marks are counts like any other.
+frames::Frame read_classic(const ClassicRequest& request);
+
+}  // namespace host

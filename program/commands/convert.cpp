@@ -1,0 +1,329 @@
+// xrdimage convert: frames in another format, which the ending of the new file's name tells.
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <set>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "frames/failure.h"
+#include "frames/new_file.h"
+#include "frames/readers/header_items.h"
+#include "frames/unfinished_file.h"
+#include "frames/writers/writers.h"
+#include "pictures/picture.h"
+#include "pictures/png.h"
+#include "program/batch.h"
+#include "program/options/input.h"
+#include "program/options/operations.h"
+#include "program/output_names.h"
+#include "program/print.h"
+#include "program/progress.h"
+
+namespace host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ConvertOptions {
+  BatchOptions batch;
+  OutputOptions output;
+  bool skip_existing = false;
+  bool overwrite = false;
+  InputOptions reading;
+  std::vector<Operation> operations;
+  PictureOptions picture;
+  WriteOptions writing;
+};
+
+// ------------------------------------------------------------------------------------------------------------------
+// One frame
+// ------------------------------------------------------------------------------------------------------------------
+
+void write_picture(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks) {
+  write_png(draw_picture(frame, options.picture, remarks), stream);
+}
+
+template <void (*write)(const frames::Frame&, const WriteOptions&, std::FILE*, Remarks&)>
+void write_frame(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks) {
+  write(frame, options.writing, stream, remarks);
+}
+
+struct Writer {
+  std::string_view format;  // and the ending, behind a dot
+  void (*write)(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks);
+};
+
+constexpr std::array<Writer, 8> kWriters{{
+    {"png", write_picture},
+    {"edf", write_frame<write_edf>},
+    {"tif", write_frame<write_tiff>},
+    {"img", write_frame<write_adsc>},
+    {"mar", write_frame<write_mar345>},
+    {"pck", write_frame<write_packed>},
+    {"raw", write_frame<write_raw>},
+    {"npy", write_frame<write_npy>},
+}};
+
+std::vector<std::string> format_names() {
+  std::vector<std::string> names;
+  names.reserve(kWriters.size());
+  for (const Writer& writer : kWriters) names.emplace_back(writer.format);
+  return names;
+}
+
+// ".png" also for one in capitals.
+std::string ending_of(const std::string& path) {
+  return frames::lower_case(fs::path(path).extension().string());
+}
+
+// The format that is stated, or else the one that the name's ending tells.
+const Writer& writer_for(const std::string& path, const std::string& format) {
+  const std::string name = format.empty() ? ending_of(path) : "." + format;
+  for (const Writer& writer : kWriters) {
+    if (name == "." + std::string(writer.format)) return writer;
+  }
+  throw Failure(path, "cannot be written: its name must end in one of ." + CLI::detail::join(format_names(), ", .") +
+                          ", or --to state the format");
+}
+
+bool is_frame_itself(const std::string& input, const std::string& output) {
+  std::error_code missing;
+  return fs::equivalent(input, output, missing);
+}
+
+// People try pictures until they like them. A file of another ending may be a frame, whatever it is to become.
+Existing treatment_of_existing(const std::string& output, const ConvertOptions& options) {
+  const std::string ending = ending_of(output);
+  const bool is_picture = ending == ".png" && ending.ends_with(options.output.format);
+  return is_picture || options.overwrite ? Existing::kIsReplaced : Existing::kIsRefused;
+}
+
+struct Job {
+  std::string input;
+  std::string output;
+};
+
+Remarks convert(const Job& job, const ConvertOptions& options, const Settings& settings, Names names) {
+  const auto& [input, output] = job;
+  const Writer& writer = writer_for(output, options.output.format);
+  if (is_frame_itself(input, output)) throw Failure(output, "is the frame itself, which is not overwritten");
+  Remarks remarks;
+  frames::Frame frame = load_input(input, options.reading, settings, remarks);
+  apply_operations(frame, options.operations, input, settings, remarks);
+  NewFile file(output, Interrupts::kRemoveFile, treatment_of_existing(output, options));
+  try {
+    writer.write(frame, options, file.stream(), remarks);
+  } catch (const std::runtime_error& failure) {
+    throw Failure(output, failure.what());
+  }
+  file.commit(names);
+  remarks.values.emplace_back("size", std::to_string(frame.width) + " x " + std::to_string(frame.height) + " pixels");
+  remarks.values.emplace_back("written", output);
+  return remarks;
+}
+
+// ------------------------------------------------------------------------------------------------------------------
+// Many frames
+// ------------------------------------------------------------------------------------------------------------------
+
+// What to do in this run, and what not.
+struct Plan {
+  std::vector<Job> jobs;
+  std::size_t skipped = 0;
+  std::vector<std::string> refused;  // outputs that exist
+};
+
+bool exists(const std::string& path) {
+  std::error_code error;
+  return fs::is_regular_file(path, error);
+}
+
+// The same for all names of a file, through folders and symbolic links.
+std::string place_of(const std::string& path) {
+  std::error_code error;
+  const fs::path place = fs::weakly_canonical(path, error);
+  return error ? path : place.string();
+}
+
+// A frame that is yet to be read must not be overwritten by what is made of another one, and neither must that.
+void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<std::string>& inputs) {
+  std::set<std::string> places;
+  for (const std::string& input : inputs) places.insert(place_of(input));
+  std::map<std::string, std::string> input_of;
+  for (const Job& job : jobs) {
+    const std::string place = place_of(job.output);
+    if (places.contains(place) && place != place_of(job.input)) {
+      throw Failure(job.output, "is a frame itself, which is not overwritten by what is made of " + job.input);
+    }
+    const auto [other, is_new] = input_of.emplace(place, job.input);
+    if (!is_new) throw Failure(job.output, "would be written for " + other->second + " and for " + job.input);
+  }
+}
+
+// The shard's part, without what is there already.
+Plan plan_for(const std::vector<std::string>& inputs, const ConvertOptions& options) {
+  const std::vector<std::string> outputs = output_names(inputs, options.output);
+  Plan plan;
+  std::vector<Job> candidates;
+  for (std::size_t i = 0; i < inputs.size(); ++i) {
+    if (!is_in_shard(i, options.batch.shard)) continue;
+    writer_for(outputs[i], options.output.format);  // before anything is read
+    const bool is_there = exists(outputs[i]);
+    if (is_there && options.skip_existing) {
+      ++plan.skipped;
+      continue;
+    }
+    candidates.push_back({inputs[i], outputs[i]});
+    const bool is_refused = is_there && !is_frame_itself(inputs[i], outputs[i]) &&
+                            treatment_of_existing(outputs[i], options) == Existing::kIsRefused;
+    if (is_refused) {
+      plan.refused.push_back(outputs[i]);
+    } else {
+      plan.jobs.push_back({inputs[i], outputs[i]});
+    }
+  }
+  refuse_overwriting_others(candidates, inputs);
+  return plan;
+}
+
+void make_output_folder(const OutputOptions& options) {
+  const std::string folder = output_folder(options);
+  std::error_code error;
+  if (!folder.empty()) fs::create_directories(folder, error);
+  if (error) throw Failure(folder, error.message());
+}
+
+// The workers need not look into the folders, each for its frame.
+void clear_output_folders(const std::vector<Job>& jobs) {
+  std::set<fs::path> folders;
+  for (const Job& job : jobs) folders.insert(fs::path(job.output).parent_path());
+  for (const fs::path& path : folders) {
+    const xrd::Descriptor folder(open(path.empty() ? "." : path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (folder) remove_left_files(folder.number());
+  }
+}
+
+// Each once, whatever the ways to it.
+void sync_output_folders(const std::vector<std::string>& outputs) {
+  std::set<std::pair<dev_t, ino_t>> synced;
+  for (const std::string& output : outputs) {
+    const OutputPlace place = output_place(output);
+    struct stat status {};
+    if (fstat(place.folder.number(), &status) != 0) cannot_be_written(output, errno);
+    if (synced.emplace(status.st_dev, status.st_ino).second) sync_folder(place.folder, output);
+  }
+}
+
+// Several runs may be at work on the same frames: what another one has made meanwhile was there already, too.
+bool is_left_out(const Job& job, const TaskResult& result, const ConvertOptions& options) {
+  return options.skip_existing && result.state == TaskResult::State::kFailed &&
+         result.text == Failure(job.output, kExistsAlready).what();
+}
+
+std::string summary_of(const Plan& plan, std::size_t written, std::size_t left_out, double seconds) {
+  const std::size_t refused = plan.refused.size();
+  const std::size_t skipped = plan.skipped + left_out;
+  const std::size_t attempted = plan.jobs.size() - left_out;
+  const std::size_t failed = attempted - written;
+  std::string summary = std::to_string(written) + " of " + std::to_string(attempted + refused) +
+                        " frames converted in " + duration_text(seconds);
+  if (failed > 0) summary += ", " + std::to_string(failed) + " failed";
+  if (refused > 0) summary += ", " + std::to_string(refused) + " refused, as their files exist";
+  if (skipped > 0) summary += ", " + std::to_string(skipped) + " were there already";
+  return summary;
+}
+
+int convert_all(const Plan& plan, const ConvertOptions& options, const Settings& settings) {
+  const std::vector<Job>& jobs = plan.jobs;
+  for (const std::string& output : plan.refused) {
+    std::fputs(failure_line(output + ": " + kExistsAlready).c_str(), stderr);
+  }
+  clear_output_folders(jobs);
+  Progress progress(jobs.size());
+  std::vector<std::string> written;
+  std::size_t left_out = 0;
+  const auto work = [&](std::size_t i) {
+    std::string lines;
+    for (const std::string& warning : convert(jobs[i], options, settings, Names::kLater).warnings) {
+      lines += warning_line(jobs[i].input, warning);
+    }
+    return lines;
+  };
+  run_tasks(jobs.size(), options.batch.jobs, work, [&](std::size_t i, const TaskResult& result) {
+    const bool succeeded = result.state == TaskResult::State::kSucceeded;
+    if (succeeded) written.push_back(jobs[i].output);
+    std::string lines = result.text;
+    if (is_left_out(jobs[i], result, options)) {
+      ++left_out;
+      lines.clear();
+    } else if (!succeeded) {
+      lines = failure_line(jobs[i].input, result);
+    }
+    if (!lines.empty()) progress.clear();
+    std::fputs(lines.c_str(), stderr);
+    progress.advance();
+  });
+  progress.clear();
+  sync_output_folders(written);
+  std::fprintf(stderr, "xrdimage: %s\n", summary_of(plan, written.size(), left_out, progress.seconds()).c_str());
+  return written.size() + left_out == jobs.size() && plan.refused.empty() ? 0 : 1;
+}
+
+int run(const ConvertOptions& options, const Settings& settings) {
+  const std::vector<std::string> inputs = all_files(options.batch);
+  const Plan plan = plan_for(inputs, options);
+  if (inputs.size() == 1 && !plan.refused.empty()) throw Failure(plan.refused[0], kExistsAlready, EEXIST);
+  make_output_folder(options.output);
+  if (inputs.size() > 1 || plan.jobs.empty()) return convert_all(plan, options, settings);
+  const Job& job = plan.jobs[0];
+  print_remarks(job.input, convert(job, options, settings, Names::kAtOnce));
+  return 0;
+}
+
+}  // namespace
+
+Action define_convert(CLI::App& command, const Settings& settings) {
+  auto options = std::make_shared<ConvertOptions>();
+  constexpr const char* kGroup = "Output";
+  command.add_option("-o,--output", options->output.output, "File, folder, or pattern with {name} or {n} (number)")
+      ->type_name("OUT")
+      ->required()
+      ->group(kGroup);
+  command.add_option("--to", options->output.format, "Format, for folders: " + CLI::detail::join(format_names(), " "))
+      ->type_name("FORMAT")
+      ->check(CLI::IsMember(format_names()))
+      ->group(kGroup);
+  command.add_option("--bits", options->writing.bits, "Bits per pixel: 16 or 32, where the format has both")
+      ->type_name("BITS")
+      ->check(CLI::IsMember({16, 32}))
+      ->group(kGroup);
+  add_batch_options(command, options->batch);
+  CLI::Option* const skip =
+      command
+          .add_flag("--skip-existing", options->skip_existing, "Leave out frames whose output exists: resumes a run")
+          ->group("Many frames");
+  command.add_flag("--overwrite", options->overwrite, "Replace existing files, not pictures alone")
+      ->excludes(skip)
+      ->group(kGroup);
+  add_picture_options(command, options->picture);
+  add_operation_options(command, options->operations);
+  add_input_options(command, options->reading);
+  command.footer(
+      "Examples:\n"
+      "  xrdimage convert frame.mar2300 -o frame.png --scale log --rings 4,3,2\n"
+      "  xrdimage convert data/*.mccd -o thumbs/ --to png --bin 8\n"
+      "  xrdimage convert data/*.mar2300 -o edf/{name}.edf -j 4 --skip-existing");
+  return [options, &settings] { return run(*options, settings); };
+}
+
+}  // namespace host

@@ -1,0 +1,130 @@
+// xrdimage diff: whether two frames have the same counts.
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <new>
+
+#include "frames/failure.h"
+#include "program/options/input.h"
+#include "program/print.h"
+
+namespace host {
+
+namespace {
+
+// As of diff and cmp: 1 tells of differences, 2 of trouble.
+constexpr int kDifferent = 1;
+constexpr int kTrouble = 2;
+
+struct DiffOptions {
+  std::array<std::string, 2> files;
+  InputOptions reading;
+};
+
+struct Difference {
+  std::size_t pixels = 0;         // whose counts differ, or are known in one frame only
+  std::size_t one_known = 0;      // of these, those known in one frame only
+  std::int64_t largest = 0;       // of the differences of known counts, without its sign
+  std::size_t largest_pixel = 0;  // the first that has it
+};
+
+// Two frames of one size.
+Difference compare(const frames::Frame& a, const frames::Frame& b) {
+  Difference result;
+  for (std::size_t i = 0; i < a.counts.size(); ++i) {
+    const bool a_unknown = frames::is_unknown(a, i);
+    const bool b_unknown = frames::is_unknown(b, i);
+    if (a_unknown && b_unknown) continue;
+    if (a_unknown || b_unknown) {
+      ++result.pixels;
+      ++result.one_known;
+      continue;
+    }
+    const std::int64_t difference = std::abs(frames::count_of(a, i) - frames::count_of(b, i));
+    if (difference == 0) continue;
+    ++result.pixels;
+    if (difference > result.largest) {
+      result.largest = difference;
+      result.largest_pixel = i;
+    }
+  }
+  return result;
+}
+
+std::string size_text(const frames::Frame& frame) {
+  return std::to_string(frame.width) + " x " + std::to_string(frame.height);
+}
+
+std::string share_text(std::size_t part, std::size_t whole) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%zu of %zu (%.3g %%)", part, whole,
+                100.0 * static_cast<double>(part) / static_cast<double>(whole));
+  return text.data();
+}
+
+void print_difference(const Difference& difference, const frames::Frame& a, const frames::Frame& b) {
+  print_value("pixels differing", share_text(difference.pixels, a.counts.size()));
+  if (difference.one_known > 0) print_value("unknown in one", std::to_string(difference.one_known));
+  if (difference.largest == 0) return;
+  const auto width = static_cast<std::size_t>(a.width);
+  const std::size_t pixel = difference.largest_pixel;
+  print_value("largest", std::to_string(difference.largest) + " counts: " + std::to_string(frames::count_of(a, pixel)) +
+                             " and " + std::to_string(frames::count_of(b, pixel)));
+  print_value("at", "column " + std::to_string(pixel % width) + ", row " + std::to_string(pixel / width));
+}
+
+frames::Frame load(const std::string& path, const DiffOptions& options, const Settings& settings) {
+  Remarks remarks;
+  frames::Frame frame = load_input(path, options.reading, settings, remarks);
+  print_warnings(path, remarks);
+  return frame;
+}
+
+int run(const DiffOptions& options, const Settings& settings) {
+  const frames::Frame a = load(options.files[0], options, settings);
+  const frames::Frame b = load(options.files[1], options, settings);
+  if (a.width != b.width || a.height != b.height) {
+    print_value("sizes differ", size_text(a) + " and " + size_text(b) + " pixels");
+    return kDifferent;
+  }
+  const Difference difference = compare(a, b);
+  if (difference.pixels == 0) {
+    std::printf("the counts are the same: %s pixels\n", size_text(a).c_str());
+    return 0;
+  }
+  print_difference(difference, a, b);
+  return kDifferent;
+}
+
+}  // namespace
+
+Action define_diff(CLI::App& command, const Settings& settings) {
+  auto options = std::make_shared<DiffOptions>();
+  command.add_option("A", options->files[0], "A frame")->type_name("")->required();
+  command.add_option("B", options->files[1], "The frame to compare it with, maybe of another format")
+      ->type_name("")
+      ->required();
+  add_input_options(command, options->reading);
+  command.footer(
+      "Exit status: 0 when all counts are the same, 1 when they differ, 2 when a frame\n"
+      "cannot be read.\n"
+      "\nExamples:\n"
+      "  xrdimage diff frame.mar2300 frame.edf\n"
+      "  xrdimage diff old/frame.img new/frame.img && echo same");
+  return [options, &settings] {
+    try {
+      return run(*options, settings);
+    } catch (const std::bad_alloc&) {
+      std::fputs(failure_line("not enough memory").c_str(), stderr);
+    } catch (const std::exception& failure) {
+      std::fflush(stdout);
+      std::fputs(failure_line(failure.what()).c_str(), stderr);
+    }
+    return kTrouble;
+  };
+}
+
+}  // namespace host

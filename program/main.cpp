@@ -1,0 +1,135 @@
+// The program xrdimage: shows and converts detector images from a terminal.
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <exception>
+#include <memory>
+#include <new>
+
+#include "frames/failure.h"
+#include "program/companions.h"
+#include "program/options/help.h"
+#include "program/print.h"
+#include "program/program.h"
+#include "program/standard_output.h"
+
+namespace {
+
+using host::Action;
+using host::Settings;
+
+struct Subcommand {
+  const char* name;
+  const char* summary;
+  Action (*define)(CLI::App& command, const Settings& settings);
+};
+
+constexpr std::array<Subcommand, 8> kSubcommands{{
+    {"info", "Tell formats, sizes, header values, statistics", host::define_info},
+    {"convert", "Write frames as pictures or in another format", host::define_convert},
+    {"view", "Show a frame on the screen, or in the terminal", host::define_view},
+    {"diff", "Compare the counts of two frames", host::define_diff},
+    {"sample", "Make a synthetic mar345 frame to try things on", host::define_sample},
+    {"completion", "Print the completion for bash or zsh", host::define_completion},
+    {"manual", "Print the manual page", host::define_manual},
+    {"licenses", "Print the licences of this program and what is in it", host::define_licenses},
+}};
+
+constexpr int kUsageError = 2;
+
+void prepare_process() {
+  // A standard descriptor that is closed would be given to the next file that is opened.
+  int descriptor = 0;
+  while ((descriptor = open("/dev/null", O_RDWR)) >= 0 && descriptor <= STDERR_FILENO) {
+  }
+  close(descriptor);
+  // A parent may have it ignored, and then nobody learns how a process has ended.
+  std::signal(SIGCHLD, SIG_DFL);
+  // Files too large are write errors, and not the end of the process.
+  std::signal(SIGXFSZ, SIG_IGN);
+  // The library keeps a stream open for some of the frames that it reads; there may be thousands.
+  rlimit files{};
+  getrlimit(RLIMIT_NOFILE, &files);
+  files.rlim_cur = files.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &files);
+  host::clean_path();
+}
+
+void define_program(CLI::App& app, Settings& settings) {
+  app.formatter(std::make_shared<host::HelpFormatter>());
+  app.set_help_flag("-h,--help", "Show this help");
+  app.set_help_all_flag("--help-all", "Show all options");
+  app.set_version_flag("--version", "xrdimage " XRDIMAGE_VERSION)->description("Show the version");
+  app.add_flag("-v,--verbose", settings.verbose, "Show what the library prints, too");
+  app.require_subcommand(0, 1);
+  app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
+    return host::failure_line(error.what() + std::string(" ('xrdimage --help' tells more)"));
+  });
+  app.footer(
+      "Examples:\n"
+      "  xrdimage info frame.mar2300\n"
+      "  xrdimage view frame.mar2300\n"
+      "  xrdimage convert data/*.mccd -o pictures/ --to png\n"
+      "'xrdimage SUBCOMMAND --help' tells more.");
+}
+
+int run(int argc, char** argv) {
+  Settings settings;
+  CLI::App app("Two-dimensional X-ray diffraction detector images", "xrdimage");
+  define_program(app, settings);
+  std::array<Action, kSubcommands.size()> actions;
+  for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
+    CLI::App* command = app.add_subcommand(kSubcommands[i].name, kSubcommands[i].summary);
+    command->fallthrough();
+    actions[i] = kSubcommands[i].define(*command, settings);
+  }
+  try {
+    app.parse(argc, argv);
+    for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
+      if (app.got_subcommand(kSubcommands[i].name)) return actions[i]();
+    }
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kUsageError;
+  }
+  std::fputs(app.help().c_str(), stdout);
+  return 0;
+}
+
+int report(const char* message, int status) {
+  std::fflush(stdout);
+  std::fputs(host::failure_line(message).c_str(), stderr);
+  return status;
+}
+
+// Standard output may be in trouble beside.
+int run_and_report(int argc, char** argv) {
+  constexpr int kFailed = 1;
+  try {
+    return run(argc, argv);
+  } catch (const host::OutputError&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return report("not enough memory", kFailed);
+  } catch (const std::exception& failure) {
+    return report(failure.what(), kFailed);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    host::require_standard_output();
+    prepare_process();
+    const int status = run_and_report(argc, argv);
+    host::finish_standard_output();
+    return status;
+  } catch (const std::exception& failure) {
+    return report(failure.what(), host::kOutputTrouble);
+  }
+}

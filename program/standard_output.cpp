@@ -1,0 +1,26 @@
+#include "program/standard_output.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace host {
+
+void require_standard_output() {
+  const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+  if (flags < 0 || (flags & O_ACCMODE) == O_RDONLY) throw OutputError("standard output is not open for writing");
+}
+
+void finish_standard_output() {
+  if (std::fflush(stdout) != 0) {
+    throw OutputError(std::string("standard output cannot be written: ") + std::strerror(errno));
+  }
+  // When it failed, nobody asked why.
+  if (std::ferror(stdout) != 0) throw OutputError("standard output cannot be written completely; is the disk full?");
+}
+
+}  // namespace host

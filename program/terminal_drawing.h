@@ -1,0 +1,28 @@
+// Pictures as terminals show them. Each function returns what is to be written to the terminal.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "pictures/picture.h"
+#include "program/terminal.h"
+
+namespace host {
+
+// kitty's graphics protocol: the PNG picture in chunks.
+std::string kitty_drawing(const Picture& picture);
+
+// Six rows at a time, a line of them for each colour.
+std::string sixel_drawing(const Picture& picture);
+
+// Two pixels above each other in a character. `true_color` is for 24 bits a colour, otherwise there are 256 colours.
+std::string block_drawing(const Picture& picture, bool true_color);
+
+// A character per pixel, by its level among the levels of the colours; '?' where the count is unknown, 'o' for ink.
+std::string ascii_drawing(const Picture& picture, const Colors& colors);
+
+// The frame in a size that leaves two rows for a prompt.
+void draw_in_terminal(const frames::Frame& frame, const PictureOptions& options, const Terminal& terminal,
+                      std::FILE* out, Remarks& remarks);
+
+}  // namespace host
