@@ -59,7 +59,7 @@ Frame make_frame(int size) {
   const std::string path = scratch_path("sample.mar2300");
   {
     const xrd::FileHandle stream = xrd::open_file(path.c_str(), "wb");
-    host::write_mar345(host::make_synthetic_frame(size, 1), stream.get());
+    frames::write_mar345(frames::make_synthetic_frame(size, 1), stream.get());
   }
   return load("sample", path);
 }

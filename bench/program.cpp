@@ -101,7 +101,7 @@ Row batch_row(const Frame& frame) {
 }
 
 // libpng by itself: the filter and the level that are its fastest where pictures shall get smaller.
-void write_with_libpng(const host::Picture& picture, std::FILE* stream) {
+void write_with_libpng(const pictures::Picture& picture, std::FILE* stream) {
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
   png_infop info = png_create_info_struct(png);
   png_init_io(png, stream);
@@ -118,12 +118,13 @@ void write_with_libpng(const host::Picture& picture, std::FILE* stream) {
 }
 
 Row png_row(const Frame& frame) {
-  host::Remarks remarks;
-  const auto picture = std::make_shared<host::Picture>(host::draw_picture(frames::load_frame(frame.path), {}, remarks));
+  frames::Remarks remarks;
+  const auto picture =
+      std::make_shared<pictures::Picture>(pictures::draw_picture(frames::load_frame(frame.path), {}, remarks));
   const std::string path = scratch_path(frame.name + ".png");
   return {.name = "PNG writing",
           .prepare = [=] { fs::remove(path); },
-          .library = [=] { host::write_png(*picture, xrd::open_file(path.c_str(), "wb").get()); },
+          .library = [=] { pictures::write_png(*picture, xrd::open_file(path.c_str(), "wb").get()); },
           .limit = [=] { write_with_libpng(*picture, xrd::open_file(path.c_str(), "wb").get()); }};
 }
 

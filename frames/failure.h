@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace host {
+namespace frames {
 
 // Something is wrong with a file; the message is the line that the user reads.
 class Failure : public std::runtime_error {
@@ -19,4 +19,4 @@ class Failure : public std::runtime_error {
   int error_;
 };
 
-}  // namespace host
+}  // namespace frames

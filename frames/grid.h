@@ -6,18 +6,18 @@
 
 #include "frames/frame.h"
 
-namespace host {
+namespace frames {
 
 // A frame of another size, otherwise as this one. Its counts are 0, and known.
-frames::Frame blank_frame(const frames::Frame& like, int width, int height);
+Frame blank_frame(const Frame& like, int width, int height);
 
 // For pixels that stand for blocks of so many old ones, or for fractions of one.
-void scale_geometry(frames::Header& header, double x_factor, double y_factor);
+void scale_geometry(Header& header, double x_factor, double y_factor);
 
 // A frame of another size, whose pixel x, y is pixel source(x, y) of this one. The header is as it was.
 template <typename Source>
-frames::Frame rearranged(const frames::Frame& frame, int width, int height, Source source) {
-  frames::Frame result = blank_frame(frame, width, height);
+Frame rearranged(const Frame& frame, int width, int height, Source source) {
+  Frame result = blank_frame(frame, width, height);
   const bool all_known = frame.unknown.empty();
   if (!all_known) result.unknown.resize(result.counts.size());
   std::size_t pixel = 0;
@@ -31,4 +31,4 @@ frames::Frame rearranged(const frames::Frame& frame, int width, int height, Sour
   return result;
 }
 
-}  // namespace host
+}  // namespace frames

@@ -10,7 +10,7 @@
 #include "frames/unfinished_file.h"
 #include "support/files.h"
 
-namespace host {
+namespace frames {
 
 // Whether the signals that interrupt a program are the file's to handle, or those of the process that it is written in.
 enum class Interrupts { kRemoveFile, kAreLeftAlone };
@@ -62,4 +62,4 @@ class NewFile {
   xrd::FileHandle stream_;
 };
 
-}  // namespace host
+}  // namespace frames

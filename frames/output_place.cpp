@@ -9,7 +9,7 @@
 
 #include "frames/failure.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
@@ -80,4 +80,4 @@ std::optional<struct stat> replaceable_file(const OutputPlace& place, const std:
   return status;
 }
 
-}  // namespace host
+}  // namespace frames

@@ -8,7 +8,7 @@
 
 #include "support/descriptor.h"
 
-namespace host {
+namespace frames {
 
 struct OutputPlace {
   xrd::Descriptor folder;  // for the calls that take names in a folder
@@ -29,4 +29,4 @@ std::optional<struct stat> replaceable_file(const OutputPlace& place, const std:
 
 bool is_same_file(const struct stat& one, const struct stat& other);
 
-}  // namespace host
+}  // namespace frames

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string>
 
-namespace host {
+namespace frames {
 
 namespace {
 
@@ -53,4 +53,4 @@ bool take_permissions(int made, const OutputPlace& place, const struct stat& rep
   return remove_list(made) && fchmod(made, are_the_groups ? permissions : without_group(permissions)) == 0;
 }
 
-}  // namespace host
+}  // namespace frames

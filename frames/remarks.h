@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-namespace host {
+namespace frames {
 
 struct Remarks {
   // "range" "0-500 counts": printed as lines "key: value" when there is one frame to talk about.
@@ -14,4 +14,4 @@ struct Remarks {
   std::vector<std::string> warnings;
 };
 
-}  // namespace host
+}  // namespace frames

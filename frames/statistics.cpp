@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <limits>
 
-namespace host {
+namespace frames {
 
 namespace {
 
 // Count is std::int32_t for signed frames, std::uint32_t for others. `is_known` is asked about every pixel.
 template <typename Count, typename IsKnown>
-Statistics gather(const frames::Counts& counts, IsKnown is_known) {
+Statistics gather(const Counts& counts, IsKnown is_known) {
   Statistics result;
   Count minimum = std::numeric_limits<Count>::max();
   Count maximum = std::numeric_limits<Count>::min();
@@ -32,7 +32,7 @@ Statistics gather(const frames::Counts& counts, IsKnown is_known) {
 }
 
 template <typename Count>
-Statistics gather(const frames::Frame& frame) {
+Statistics gather(const Frame& frame) {
   // Without a mask the loop is one that the compiler makes vectors of.
   if (frame.unknown.empty()) return gather<Count>(frame.counts, [](std::size_t /*pixel*/) { return true; });
   return gather<Count>(frame.counts, [&](std::size_t pixel) { return !frame.unknown[pixel]; });
@@ -40,8 +40,8 @@ Statistics gather(const frames::Frame& frame) {
 
 }  // namespace
 
-Statistics statistics_of(const frames::Frame& frame) {
+Statistics statistics_of(const Frame& frame) {
   return frame.is_signed ? gather<std::int32_t>(frame) : gather<std::uint32_t>(frame);
 }
 
-}  // namespace host
+}  // namespace frames

@@ -6,7 +6,7 @@
 
 #include "frames/frame.h"
 
-namespace host {
+namespace frames {
 
 // Pixels whose counts are unknown take no part in minimum, maximum and mean.
 struct Statistics {
@@ -17,6 +17,6 @@ struct Statistics {
   std::size_t unknown = 0;
 };
 
-Statistics statistics_of(const frames::Frame& frame);
+Statistics statistics_of(const Frame& frame);
 
-}  // namespace host
+}  // namespace frames

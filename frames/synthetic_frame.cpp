@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstddef>
 
-namespace host {
+namespace frames {
 
 namespace {
 
@@ -159,7 +159,7 @@ Mar345Frame make_synthetic_frame(int size, std::uint64_t seed) {
   frame.counts = measured_counts({size, micrometres / 1000}, random);
   frame.wavelength = kWavelength;
   frame.distance = kDistance;
-  frame.centre = frames::Point{size / 2.0, size / 2.0};
+  frame.centre = Point{size / 2.0, size / 2.0};
   frame.phi_start = 0;
   frame.phi_end = 1;
   frame.exposure_seconds = 60;
@@ -171,4 +171,4 @@ Mar345Frame make_synthetic_frame(int size, std::uint64_t seed) {
   return frame;
 }
 
-}  // namespace host
+}  // namespace frames

@@ -22,7 +22,7 @@
 
 #include "support/fork.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
@@ -130,4 +130,4 @@ void remove_left_files(int folder) {
   for (const std::string& name : unfinished_files(folder)) remove_when_left(folder, name);
 }
 
-}  // namespace host
+}  // namespace frames

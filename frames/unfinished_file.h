@@ -8,7 +8,7 @@
 
 #include "support/descriptor.h"
 
-namespace host {
+namespace frames {
 
 struct UnfinishedFile {
   xrd::Descriptor descriptor;  // holds the lock
@@ -23,4 +23,4 @@ UnfinishedFile make_unfinished_file(int folder, mode_t permissions);
 // large. Those of other computers are removed when they are a day old, as not all network file systems share locks.
 void remove_left_files(int folder);
 
-}  // namespace host
+}  // namespace frames

@@ -15,23 +15,23 @@ namespace {
 
 struct Format {
   frames::Format format;
-  void (*write)(const frames::Frame& frame, const host::WriteOptions& options, std::FILE* stream,
-                host::Remarks& remarks);
+  void (*write)(const frames::Frame& frame, const frames::WriteOptions& options, std::FILE* stream,
+                frames::Remarks& remarks);
 };
 
 constexpr std::array<Format, 6> kFormats{{
-    {frames::Format::kAdsc, host::write_adsc},
-    {frames::Format::kEdf, host::write_edf},
-    {frames::Format::kMar345, host::write_mar345},
-    {frames::Format::kPacked, host::write_packed},
-    {frames::Format::kRaw, host::write_raw},
-    {frames::Format::kTiff, host::write_tiff},
+    {frames::Format::kAdsc, frames::write_adsc},
+    {frames::Format::kEdf, frames::write_edf},
+    {frames::Format::kMar345, frames::write_mar345},
+    {frames::Format::kPacked, frames::write_packed},
+    {frames::Format::kRaw, frames::write_raw},
+    {frames::Format::kTiff, frames::write_tiff},
 }};
 
 // How the frame is to be written, and its counts' width in bytes.
 struct Choice {
   Format format;
-  host::WriteOptions options;
+  frames::WriteOptions options;
   bool is_signed;
   bool has_unknown;
   bool has_geometry;
@@ -125,7 +125,7 @@ void fuzz::run(Bytes bytes) {
   const frames::Frame frame = frame_of(input, choice);
 
   static File file;
-  host::Remarks remarks;
+  frames::Remarks remarks;
   try {
     choice.format.write(frame, choice.options, xrd::open_file(file.path(), "w+b").get(), remarks);
   } catch (const std::runtime_error&) {

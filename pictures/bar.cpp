@@ -5,7 +5,7 @@
 
 #include "support/image_size.h"
 
-namespace host {
+namespace pictures {
 
 namespace {
 
@@ -65,4 +65,4 @@ void add_bar(Picture& picture, const Pen& pen, int levels, const CountRange& ran
   if (picture.width >= kNarrow) draw_counts(picture, bottom + side / 2, pen, range, scale);
 }
 
-}  // namespace host
+}  // namespace pictures

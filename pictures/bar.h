@@ -3,7 +3,7 @@
 
 #include "pictures/text.h"
 
-namespace host {
+namespace pictures {
 
 // Rows that the strip takes.
 int bar_height(int width, const Pen& pen);
@@ -12,4 +12,4 @@ int bar_height(int width, const Pen& pen);
 // as many of them as there is room for.
 void add_bar(Picture& picture, const Pen& pen, int levels, const CountRange& range, Scale scale);
 
-}  // namespace host
+}  // namespace pictures

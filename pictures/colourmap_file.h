@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace pictures {
 
 struct Rgb {
   std::uint8_t red;
@@ -21,4 +21,4 @@ std::vector<Rgb> read_colormap(const std::string& path);
 // The library's colour map.
 std::vector<Rgb> library_colormap();
 
-}  // namespace host
+}  // namespace pictures

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <span>
 
-namespace host {
+namespace pictures {
 
 namespace {
 
@@ -90,4 +90,4 @@ Colors make_colors(ColorMap map) {
   }
 }
 
-}  // namespace host
+}  // namespace pictures

@@ -6,7 +6,7 @@
 
 #include "pictures/colourmap_file.h"
 
-namespace host {
+namespace pictures {
 
 enum class ColorMap { kClassic, kGrey, kInverse, kViridis };
 
@@ -22,4 +22,4 @@ struct Colors {
 // kClassic is the library's colour map.
 Colors make_colors(ColorMap map);
 
-}  // namespace host
+}  // namespace pictures

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <numeric>
 
-namespace host {
+namespace pictures {
 
 namespace {
 
@@ -185,4 +185,4 @@ std::vector<std::uint8_t> levels_of(const frames::Frame& frame, const CountRange
   return result;
 }
 
-}  // namespace host
+}  // namespace pictures

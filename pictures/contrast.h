@@ -6,7 +6,7 @@
 
 #include "frames/frame.h"
 
-namespace host {
+namespace pictures {
 
 // The counts that take the first and the last level; those beyond look the same.
 struct CountRange {
@@ -35,4 +35,4 @@ std::int64_t middle_count(const CountRange& range, Scale scale);
 std::vector<std::uint8_t> levels_of(const frames::Frame& frame, const CountRange& range, Scale scale, int levels,
                                     std::uint8_t unknown);
 
-}  // namespace host
+}  // namespace pictures

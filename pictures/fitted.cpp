@@ -6,7 +6,7 @@
 
 #include "frames/grid.h"
 
-namespace host {
+namespace pictures {
 
 namespace {
 
@@ -20,7 +20,8 @@ int divided_up(int number, int divisor) {
 }
 
 frames::Frame reduced(const frames::Frame& frame, const Factors& factors) {
-  frames::Frame result = blank_frame(frame, divided_up(frame.width, factors.x), divided_up(frame.height, factors.y));
+  frames::Frame result =
+      frames::blank_frame(frame, divided_up(frame.width, factors.x), divided_up(frame.height, factors.y));
   const auto width = static_cast<std::size_t>(result.width);
   std::vector<std::int64_t> sums(result.counts.size());
   std::vector<std::int64_t> known(result.counts.size());
@@ -43,7 +44,7 @@ frames::Frame reduced(const frames::Frame& frame, const Factors& factors) {
       result.counts[block] = static_cast<std::uint32_t>(std::llround(mean));  // negative ones wrap
     }
   }
-  scale_geometry(result.header, factors.x, factors.y);
+  frames::scale_geometry(result.header, factors.x, factors.y);
   return result;
 }
 
@@ -52,9 +53,9 @@ frames::Frame enlarged(const frames::Frame& frame, const Factors& factors) {
   const auto y_factor = static_cast<std::size_t>(factors.y);
   const auto columns = static_cast<std::size_t>(frame.width);
   frames::Frame result =
-      rearranged(frame, frame.width * factors.x, frame.height * factors.y,
-                 [=](std::size_t x, std::size_t y) { return y / y_factor * columns + x / x_factor; });
-  scale_geometry(result.header, 1.0 / factors.x, 1.0 / factors.y);
+      frames::rearranged(frame, frame.width * factors.x, frame.height * factors.y,
+                         [=](std::size_t x, std::size_t y) { return y / y_factor * columns + x / x_factor; });
+  frames::scale_geometry(result.header, 1.0 / factors.x, 1.0 / factors.y);
   return result;
 }
 
@@ -70,4 +71,4 @@ frames::Frame fitted(const frames::Frame& frame, const Room& room) {
   return reduced(frame, {reducing, reducing * room.pixel_height});
 }
 
-}  // namespace host
+}  // namespace pictures

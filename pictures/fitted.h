@@ -3,7 +3,7 @@
 
 #include "frames/frame.h"
 
-namespace host {
+namespace pictures {
 
 // The room for a picture, and how many pixels high a pixel of it is on the screen, as characters are higher than wide.
 struct Room {
@@ -16,4 +16,4 @@ struct Room {
 // unknown if none is known; pixels of small frames become blocks. The header's geometry stays true.
 frames::Frame fitted(const frames::Frame& frame, const Room& room);
 
-}  // namespace host
+}  // namespace pictures

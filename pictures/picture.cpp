@@ -14,7 +14,7 @@
 #include "pictures/text.h"
 #include "program/options/numbers.h"
 
-namespace host {
+namespace pictures {
 
 namespace {
 
@@ -57,7 +57,7 @@ CountRange parse_range(const std::string& text) {
 }
 
 std::vector<double> parse_rings(const std::string& text) {
-  const auto spacings = reals_in(text);
+  const auto spacings = program::reals_in(text);
   const auto is_spacing = [](double number) { return number > 0.0 && number < 1e6; };
   if (!spacings || !std::ranges::all_of(*spacings, is_spacing)) {
     throw CLI::ValidationError("--rings", "'" + text + "' is no list of spacings in angstrom, as in 10,4.5,2");
@@ -102,7 +102,7 @@ void add_picture_options(CLI::App& command, PictureOptions& options) {
   command.add_flag("--bar", options.bar, "Show below the picture what the colours mean")->group(kPictureGroup);
 }
 
-CountRange chosen_range(const frames::Frame& frame, const PictureOptions& options, Remarks& remarks) {
+CountRange chosen_range(const frames::Frame& frame, const PictureOptions& options, frames::Remarks& remarks) {
   const CountRange range = options.range ? *options.range : automatic_range(frame);
   remarks.values.emplace_back("range", std::to_string(range.low) + "-" + std::to_string(range.high) + " counts" +
                                            (options.range ? "" : " (1 % to 99.5 % of the pixels)"));
@@ -111,7 +111,7 @@ CountRange chosen_range(const frames::Frame& frame, const PictureOptions& option
 }
 
 Picture draw_picture_in_range(const frames::Frame& frame, const CountRange& range, const PictureOptions& options,
-                              Remarks& remarks) {
+                              frames::Remarks& remarks) {
   Colors colors = make_colors(options.colors);
   Picture picture;
   picture.width = frame.width;
@@ -124,8 +124,8 @@ Picture draw_picture_in_range(const frames::Frame& frame, const CountRange& rang
   return picture;
 }
 
-Picture draw_picture(const frames::Frame& frame, const PictureOptions& options, Remarks& remarks) {
+Picture draw_picture(const frames::Frame& frame, const PictureOptions& options, frames::Remarks& remarks) {
   return draw_picture_in_range(frame, chosen_range(frame, options, remarks), options, remarks);
 }
 
-}  // namespace host
+}  // namespace pictures

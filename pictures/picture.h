@@ -14,7 +14,7 @@ namespace CLI {
 class App;
 }
 
-namespace host {
+namespace pictures {
 
 struct Picture {
   int width = 0;
@@ -34,13 +34,13 @@ struct PictureOptions {
 void add_picture_options(CLI::App& command, PictureOptions& options);
 
 // The range that the options ask for, and the words about it among the remarks.
-CountRange chosen_range(const frames::Frame& frame, const PictureOptions& options, Remarks& remarks);
+CountRange chosen_range(const frames::Frame& frame, const PictureOptions& options, frames::Remarks& remarks);
 
 // The picture in a range that has been chosen already; options.range plays no part.
 Picture draw_picture_in_range(const frames::Frame& frame, const CountRange& range, const PictureOptions& options,
-                              Remarks& remarks);
+                              frames::Remarks& remarks);
 
 // Throws std::runtime_error when the frame does not tell what rings need.
-Picture draw_picture(const frames::Frame& frame, const PictureOptions& options, Remarks& remarks);
+Picture draw_picture(const frames::Frame& frame, const PictureOptions& options, frames::Remarks& remarks);
 
-}  // namespace host
+}  // namespace pictures

@@ -13,7 +13,7 @@
 #include "support/files.h"
 #include "support/memory.h"
 
-namespace host {
+namespace pictures {
 
 namespace {
 
@@ -92,4 +92,4 @@ std::string png_bytes(const Picture& picture) {
   return {bytes.get(), size};
 }
 
-}  // namespace host
+}  // namespace pictures

@@ -6,7 +6,7 @@
 
 #include "pictures/picture.h"
 
-namespace host {
+namespace pictures {
 
 // Whether the bytes could be written is for the caller to ask of the stream. Throws std::runtime_error when libpng
 // refuses the picture.
@@ -15,4 +15,4 @@ void write_png(const Picture& picture, std::FILE* stream);
 // The same as bytes.
 std::string png_bytes(const Picture& picture);
 
-}  // namespace host
+}  // namespace pictures

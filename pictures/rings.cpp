@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace host {
+namespace pictures {
 
 namespace {
 
@@ -125,7 +125,7 @@ std::string spacing_text(double spacing) {
 }
 
 void draw_rings(Picture& picture, const Pen& pen, const frames::Header& header, const std::vector<double>& spacings,
-                Remarks& remarks) {
+                frames::Remarks& remarks) {
   if (spacings.empty()) return;
   check_geometry(header);
   struct Label {
@@ -157,4 +157,4 @@ void draw_rings(Picture& picture, const Pen& pen, const frames::Header& header, 
   for (const Label& label : labels) draw_text(picture, {label.box.left, label.box.top}, label.text, pen);
 }
 
-}  // namespace host
+}  // namespace pictures

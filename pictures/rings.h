@@ -6,7 +6,7 @@
 
 #include "pictures/text.h"
 
-namespace host {
+namespace pictures {
 
 // "4.0 Å": at most two decimals, at least one.
 std::string spacing_text(double spacing);
@@ -14,6 +14,6 @@ std::string spacing_text(double spacing);
 // Rings about the beam centre at distance * tan(2 asin(wavelength / 2 spacing)), with their spacings written on them.
 // Throws std::runtime_error that names what the header lacks for them; rings that cannot be seen are warned about.
 void draw_rings(Picture& picture, const Pen& pen, const frames::Header& header, const std::vector<double>& spacings,
-                Remarks& remarks);
+                frames::Remarks& remarks);
 
-}  // namespace host
+}  // namespace pictures

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace host {
+namespace pictures {
 
 namespace {
 
@@ -101,4 +101,4 @@ void draw_text(Picture& picture, const PixelPlace& corner, std::string_view text
   }
 }
 
-}  // namespace host
+}  // namespace pictures

@@ -5,7 +5,7 @@
 
 #include "pictures/picture.h"
 
-namespace host {
+namespace pictures {
 
 struct Pen {
   std::uint8_t ink = 0;
@@ -51,4 +51,4 @@ int text_height(const Pen& pen);
 // upper left corner of the room that it takes. Characters that the font does not have are left blank.
 void draw_text(Picture& picture, const PixelPlace& corner, std::string_view text, const Pen& pen);
 
-}  // namespace host
+}  // namespace pictures

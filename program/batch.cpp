@@ -25,7 +25,7 @@
 #include "program/standard_output.h"
 #include "support/files.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -65,7 +65,7 @@ int status_of(TaskResult::State state) {
 TaskResult attempt(const std::function<std::string(std::size_t)>& work, std::size_t task) {
   try {
     return {TaskResult::State::kSucceeded, work(task)};
-  } catch (const Failure& failure) {
+  } catch (const frames::Failure& failure) {
     return {TaskResult::State::kFailed, failure.what()};
   } catch (const std::bad_alloc&) {
     return {TaskResult::State::kCrashed, "needs more memory than there is"};
@@ -227,7 +227,7 @@ std::vector<std::string> all_files(const BatchOptions& options) {
     read_names(stdin, "standard input", files);
   } else if (!options.list.empty()) {
     const xrd::FileHandle stream = xrd::open_file(options.list.c_str(), "r");
-    if (!stream) throw Failure(options.list, std::strerror(errno));
+    if (!stream) throw frames::Failure(options.list, std::strerror(errno));
     read_names(stream.get(), options.list, files);
   }
   if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
@@ -270,4 +270,4 @@ void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string
   if (interrupt_signal != 0) raise(interrupt_signal);
 }
 
-}  // namespace host
+}  // namespace program

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace program {
 
 // Part K of N: every N-th file, from the K-th on.
 struct Shard {
@@ -52,4 +52,4 @@ std::string failure_line(const std::string& path, const TaskResult& result);
 void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
                const std::function<void(std::size_t, const TaskResult&)>& finished);
 
-}  // namespace host
+}  // namespace program

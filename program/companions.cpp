@@ -5,7 +5,7 @@
 #include <sstream>
 #include <string>
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -34,4 +34,4 @@ void add_companions_to_path() {
   setenv("PATH", (std::getenv("PATH") + (":" + companions.string())).c_str(), 1);
 }
 
-}  // namespace host
+}  // namespace program

@@ -1,7 +1,7 @@
 // Where the programs are that the library and view run.
 #pragma once
 
-namespace host {
+namespace program {
 
 // Leaves the absolute folders in PATH only, or the usual ones if there are none: no program is found in the working
 // directory, where a stranger's data may have brought one.
@@ -10,4 +10,4 @@ void clean_path();
 // Puts the folder of the program's own zimg and xv at the end of PATH, so that others win. After clean_path().
 void add_companions_to_path();
 
-}  // namespace host
+}  // namespace program

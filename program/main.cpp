@@ -20,8 +20,8 @@
 
 namespace {
 
-using host::Action;
-using host::Settings;
+using program::Action;
+using program::Settings;
 
 struct Subcommand {
   const char* name;
@@ -30,14 +30,14 @@ struct Subcommand {
 };
 
 constexpr std::array<Subcommand, 8> kSubcommands{{
-    {"info", "Tell formats, sizes, header values, statistics", host::define_info},
-    {"convert", "Write frames as pictures or in another format", host::define_convert},
-    {"view", "Show a frame on the screen, or in the terminal", host::define_view},
-    {"diff", "Compare the counts of two frames", host::define_diff},
-    {"sample", "Make a synthetic mar345 frame to try things on", host::define_sample},
-    {"completion", "Print the completion for bash or zsh", host::define_completion},
-    {"manual", "Print the manual page", host::define_manual},
-    {"licenses", "Print the licences of this program and what is in it", host::define_licenses},
+    {"info", "Tell formats, sizes, header values, statistics", program::define_info},
+    {"convert", "Write frames as pictures or in another format", program::define_convert},
+    {"view", "Show a frame on the screen, or in the terminal", program::define_view},
+    {"diff", "Compare the counts of two frames", program::define_diff},
+    {"sample", "Make a synthetic mar345 frame to try things on", program::define_sample},
+    {"completion", "Print the completion for bash or zsh", program::define_completion},
+    {"manual", "Print the manual page", program::define_manual},
+    {"licenses", "Print the licences of this program and what is in it", program::define_licenses},
 }};
 
 constexpr int kUsageError = 2;
@@ -57,18 +57,18 @@ void prepare_process() {
   getrlimit(RLIMIT_NOFILE, &files);
   files.rlim_cur = files.rlim_max;
   setrlimit(RLIMIT_NOFILE, &files);
-  host::clean_path();
+  program::clean_path();
 }
 
 void define_program(CLI::App& app, Settings& settings) {
-  app.formatter(std::make_shared<host::HelpFormatter>());
+  app.formatter(std::make_shared<program::HelpFormatter>());
   app.set_help_flag("-h,--help", "Show this help");
   app.set_help_all_flag("--help-all", "Show all options");
   app.set_version_flag("--version", "xrdimage " XRDIMAGE_VERSION)->description("Show the version");
   app.add_flag("-v,--verbose", settings.verbose, "Show what the library prints, too");
   app.require_subcommand(0, 1);
   app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-    return host::failure_line(error.what() + std::string(" ('xrdimage --help' tells more)"));
+    return program::failure_line(error.what() + std::string(" ('xrdimage --help' tells more)"));
   });
   app.footer(
       "Examples:\n"
@@ -102,7 +102,7 @@ int run(int argc, char** argv) {
 
 int report(const char* message, int status) {
   std::fflush(stdout);
-  std::fputs(host::failure_line(message).c_str(), stderr);
+  std::fputs(program::failure_line(message).c_str(), stderr);
   return status;
 }
 
@@ -111,7 +111,7 @@ int run_and_report(int argc, char** argv) {
   constexpr int kFailed = 1;
   try {
     return run(argc, argv);
-  } catch (const host::OutputError&) {
+  } catch (const program::OutputError&) {
     throw;
   } catch (const std::bad_alloc&) {
     return report("not enough memory", kFailed);
@@ -124,12 +124,12 @@ int run_and_report(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   try {
-    host::require_standard_output();
+    program::require_standard_output();
     prepare_process();
     const int status = run_and_report(argc, argv);
-    host::finish_standard_output();
+    program::finish_standard_output();
     return status;
   } catch (const std::exception& failure) {
-    return report(failure.what(), host::kOutputTrouble);
+    return report(failure.what(), program::kOutputTrouble);
   }
 }

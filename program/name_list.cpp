@@ -9,7 +9,7 @@
 
 #include "frames/failure.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -45,9 +45,10 @@ class NameCollector {
     if (has_lines() && name_.ends_with('\r')) name_.pop_back();
     if (name_.size() > kLongestName) refuse_length();
     if (name_.empty() && !has_lines()) refuse("is empty");
-    if (number_ > kMostNames) throw Failure(list_, "lists more than " + std::to_string(kMostNames) + " files");
+    if (number_ > kMostNames) throw frames::Failure(list_, "lists more than " + std::to_string(kMostNames) + " files");
     bytes_ += name_.size();
-    if (bytes_ > kMostBytes) throw Failure(list_, "has more than " + std::to_string(kMostBytes) + " bytes of names");
+    if (bytes_ > kMostBytes)
+      throw frames::Failure(list_, "has more than " + std::to_string(kMostBytes) + " bytes of names");
     if (!name_.empty()) names_.push_back(name_);
     name_.clear();
     ++number_;
@@ -58,7 +59,7 @@ class NameCollector {
   }
 
   [[noreturn]] void refuse(const std::string& what_is_wrong) const {
-    throw Failure(list_, (has_lines() ? "line " : "name ") + std::to_string(number_) + " " + what_is_wrong);
+    throw frames::Failure(list_, (has_lines() ? "line " : "name ") + std::to_string(number_) + " " + what_is_wrong);
   }
 
   const std::string& list_;
@@ -79,8 +80,8 @@ void read_names(std::FILE* stream, const std::string& list, std::vector<std::str
   const bool has_nuls = std::ranges::find(bytes, '\0') != bytes.end();
   NameCollector collector(list, has_nuls ? '\0' : '\n', names);
   for (; !bytes.empty(); bytes = read_block()) std::ranges::for_each(bytes, [&](char c) { collector.take(c); });
-  if (std::ferror(stream) != 0) throw Failure(list, std::strerror(errno));
+  if (std::ferror(stream) != 0) throw frames::Failure(list, std::strerror(errno));
   collector.finish();
 }
 
-}  // namespace host
+}  // namespace program

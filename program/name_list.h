@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace program {
 
 // Appends the names that the stream lists. They end with NULs, as find -print0 makes them, or with line feeds, where
 // blank lines are passed over and the carriage returns of Windows are left out. A Failure that names `list`, and the
@@ -13,4 +13,4 @@ namespace host {
 // swallowed.
 void read_names(std::FILE* stream, const std::string& list, std::vector<std::string>& names);
 
-}  // namespace host
+}  // namespace program

@@ -7,7 +7,7 @@
 #include "frames/failure.h"
 #include "frames/frame.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -36,12 +36,13 @@ std::string pattern_of(const std::vector<std::string>& inputs, const OutputOptio
   if (is_pattern(options.output)) return options.output;
   const std::string folder = output_folder(options);
   if (!folder.empty()) {
-    if (options.format.empty()) throw Failure(options.output, "is a folder; --to states the format, as in --to png");
+    if (options.format.empty())
+      throw frames::Failure(options.output, "is a folder; --to states the format, as in --to png");
     return (fs::path(folder) / kName).string() + "." + options.format;
   }
   if (inputs.size() > 1) {
-    throw Failure(options.output, "is one file, but there are " + std::to_string(inputs.size()) +
-                                      " frames; name a folder, or a pattern as in {name}.png");
+    throw frames::Failure(options.output, "is one file, but there are " + std::to_string(inputs.size()) +
+                                              " frames; name a folder, or a pattern as in {name}.png");
   }
   return options.output;
 }
@@ -64,10 +65,10 @@ std::vector<std::string> output_names(const std::vector<std::string>& inputs, co
     replace_all(output, kNumber, padded(outputs.size() + 1, digits));
     replace_all(output, kName, frames::name_without_ending(fs::path(input).filename().string()));
     const auto [other, is_new] = input_of.emplace(output, input);
-    if (!is_new) throw Failure(output, "would be written for " + other->second + " and for " + input);
+    if (!is_new) throw frames::Failure(output, "would be written for " + other->second + " and for " + input);
     outputs.push_back(std::move(output));
   }
   return outputs;
 }
 
-}  // namespace host
+}  // namespace program

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace program {
 
 struct OutputOptions {
   std::string output;  // a file, a folder, or a pattern
@@ -22,4 +22,4 @@ std::vector<std::string> output_names(const std::vector<std::string>& inputs, co
 // Whether the outputs go to a folder, which has to be there when the first is written; empty otherwise.
 std::string output_folder(const OutputOptions& options);
 
-}  // namespace host
+}  // namespace program

@@ -7,7 +7,7 @@ namespace CLI {
 class App;
 }
 
-namespace host {
+namespace program {
 
 // Options that every subcommand obeys.
 struct Settings {
@@ -26,4 +26,4 @@ Action define_manual(CLI::App& command, const Settings& settings);
 Action define_sample(CLI::App& command, const Settings& settings);
 Action define_view(CLI::App& command, const Settings& settings);
 
-}  // namespace host
+}  // namespace program

@@ -8,7 +8,7 @@
 #include <cmath>
 #include <cstdio>
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -80,4 +80,4 @@ void Progress::draw() {
   last_drawn_ = Clock::now();
 }
 
-}  // namespace host
+}  // namespace program

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-namespace host {
+namespace program {
 
 // Draws on standard error, when that is a terminal, and nothing otherwise.
 class Progress {
@@ -40,4 +40,4 @@ std::string progress_line(std::size_t done, std::size_t total, double seconds, s
 // "59 s", "3 min 20 s", "2 h 5 min".
 std::string duration_text(double seconds);
 
-}  // namespace host
+}  // namespace program

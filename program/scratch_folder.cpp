@@ -17,7 +17,7 @@
 #include "frames/failure.h"
 #include "support/blocked_signals.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -36,9 +36,9 @@ fs::path parent_folder() {
   if (own != nullptr && *own == '/' && is_safe(own) && access(own, W_OK | X_OK) == 0) return own;
   std::error_code error;
   fs::path temporary = fs::temp_directory_path(error);
-  if (error) throw Failure("TMPDIR", error.message());
+  if (error) throw frames::Failure("TMPDIR", error.message());
   temporary = fs::absolute(temporary);
-  if (!is_safe(temporary)) throw Failure(temporary.string(), "is a folder in which others can replace files");
+  if (!is_safe(temporary)) throw frames::Failure(temporary.string(), "is a folder in which others can replace files");
   return temporary;
 }
 
@@ -66,7 +66,7 @@ ScratchFolder::ScratchFolder() : path_((parent_folder() / "xrdimage-XXXXXX").str
   sigfillset(&all);
   // What has been made is removed by whom it is told.
   const xrd::BlockedSignals blocked(all);
-  if (mkdtemp(path_.data()) == nullptr) throw Failure(path_, std::strerror(errno), errno);
+  if (mkdtemp(path_.data()) == nullptr) throw frames::Failure(path_, std::strerror(errno), errno);
   try {
     start_keeper();
   } catch (...) {
@@ -77,11 +77,11 @@ ScratchFolder::ScratchFolder() : path_((parent_folder() / "xrdimage-XXXXXX").str
 
 void ScratchFolder::start_keeper() {
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw Failure(path_, std::strerror(errno), errno);
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) throw frames::Failure(path_, std::strerror(errno), errno);
   ended_ = xrd::Descriptor(ends[0]);
   held_ = xrd::Descriptor(ends[1]);
   keeper_ = fork();
-  if (keeper_ < 0) throw Failure(path_, std::strerror(errno), errno);
+  if (keeper_ < 0) throw frames::Failure(path_, std::strerror(errno), errno);
   if (keeper_ == 0) {
     held_ = xrd::Descriptor();
     keep(path_, ended_.number());
@@ -101,11 +101,11 @@ ScratchFolder::~ScratchFolder() {
 }
 
 WorkingDirectory::WorkingDirectory(const std::string& path) : before_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)) {
-  if (!before_ || chdir(path.c_str()) != 0) throw Failure(path, std::strerror(errno), errno);
+  if (!before_ || chdir(path.c_str()) != 0) throw frames::Failure(path, std::strerror(errno), errno);
 }
 
 WorkingDirectory::~WorkingDirectory() {
   fchdir(before_.number());
 }
 
-}  // namespace host
+}  // namespace program

@@ -7,7 +7,7 @@
 
 #include "support/descriptor.h"
 
-namespace host {
+namespace program {
 
 // In XDG_RUNTIME_DIR or else the system's temporary folder. It is removed when neither this object nor a program that
 // was started meanwhile is left, however they end: a process of its own waits for them. So it is there as long as a
@@ -42,4 +42,4 @@ class WorkingDirectory {
   xrd::Descriptor before_;
 };
 
-}  // namespace host
+}  // namespace program

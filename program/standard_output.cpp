@@ -8,7 +8,7 @@
 #include <cstring>
 #include <string>
 
-namespace host {
+namespace program {
 
 void require_standard_output() {
   const int flags = fcntl(STDOUT_FILENO, F_GETFL);
@@ -23,4 +23,4 @@ void finish_standard_output() {
   if (std::ferror(stdout) != 0) throw OutputError("standard output cannot be written completely; is the disk full?");
 }
 
-}  // namespace host
+}  // namespace program

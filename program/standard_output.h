@@ -3,7 +3,7 @@
 
 #include <stdexcept>
 
-namespace host {
+namespace program {
 
 inline constexpr int kOutputTrouble = 2;
 
@@ -19,4 +19,4 @@ void require_standard_output();
 // Writes what has been printed. An OutputError when not all has arrived since the process began.
 void finish_standard_output();
 
-}  // namespace host
+}  // namespace program

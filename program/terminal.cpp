@@ -19,7 +19,7 @@
 #include "program/signals.h"
 #include "support/descriptor.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -242,4 +242,4 @@ void AskedTerminal::ask(const std::string& questions) {
   read_answers(terminal.number(), kNoSignals, end, answers_);
 }
 
-}  // namespace host
+}  // namespace program

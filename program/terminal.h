@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace program {
 
 enum class TerminalGraphics { kKitty, kSixel, kBlocks, kAscii };
 
@@ -61,4 +61,4 @@ bool answers_are_complete(std::string_view answers);
 // Nothing when they tell of no graphics.
 std::optional<TerminalGraphics> graphics_in(std::string_view answers);
 
-}  // namespace host
+}  // namespace program

@@ -9,7 +9,7 @@
 #include "pictures/fitted.h"
 #include "pictures/png.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -26,7 +26,7 @@ std::string base64(std::string_view bytes) {
   return text;
 }
 
-std::uint8_t entry_at(const Picture& picture, int x, int y) {
+std::uint8_t entry_at(const pictures::Picture& picture, int x, int y) {
   return picture
       .pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width) + static_cast<std::size_t>(x)];
 }
@@ -65,7 +65,7 @@ void append_sixels(std::string& text, const std::vector<std::uint8_t>& sixels) {
 // A band of sixels is so many rows high.
 constexpr int kBandRows = 6;
 
-void append_band(std::string& text, const Picture& picture, int top) {
+void append_band(std::string& text, const pictures::Picture& picture, int top) {
   std::array<std::vector<std::uint8_t>, 256> bands;
   for (int y = top; y < std::min(top + kBandRows, picture.height); ++y) {
     for (int x = 0; x < picture.width; ++x) {
@@ -85,7 +85,7 @@ void append_band(std::string& text, const Picture& picture, int top) {
 }
 
 // The colours 16 to 255 of terminals: a cube of six levels, and greys.
-int nearest_color(const Rgb& colour) {
+int nearest_color(const pictures::Rgb& colour) {
   constexpr std::array kCube{0, 95, 135, 175, 215, 255};
   const auto distance = [&](int red, int green, int blue) {
     const int r = red - colour.red;
@@ -108,22 +108,22 @@ int nearest_color(const Rgb& colour) {
 }
 
 // The colour as part of the sequences that set it.
-std::string color_code(const Rgb& colour, bool true_color) {
+std::string color_code(const pictures::Rgb& colour, bool true_color) {
   if (!true_color) return std::string("5;").append(std::to_string(nearest_color(colour)));
   std::string code = "2";
   for (const std::uint8_t component : {colour.red, colour.green, colour.blue}) append_number(code, ';', component);
   return code;
 }
 
-std::vector<std::string> color_codes(const std::vector<Rgb>& palette, bool true_color) {
+std::vector<std::string> color_codes(const std::vector<pictures::Rgb>& palette, bool true_color) {
   std::vector<std::string> codes;
   codes.reserve(palette.size());
-  for (const Rgb& colour : palette) codes.push_back(color_code(colour, true_color));
+  for (const pictures::Rgb& colour : palette) codes.push_back(color_code(colour, true_color));
   return codes;
 }
 
 // The room that is left above two rows for a prompt.
-Room room_in(const Terminal& terminal) {
+pictures::Room room_in(const Terminal& terminal) {
   constexpr int kPromptRows = 2;
   // No screen has more; some connections tell of terminals of 65535 letters.
   constexpr int kMostLetters = 2000;
@@ -144,7 +144,7 @@ Room room_in(const Terminal& terminal) {
   }
 }
 
-std::string drawing(const Picture& picture, const Terminal& terminal, ColorMap colors) {
+std::string drawing(const pictures::Picture& picture, const Terminal& terminal, pictures::ColorMap colors) {
   switch (terminal.graphics) {
     case TerminalGraphics::kKitty:
       return kitty_drawing(picture);
@@ -153,15 +153,15 @@ std::string drawing(const Picture& picture, const Terminal& terminal, ColorMap c
     case TerminalGraphics::kBlocks:
       return block_drawing(picture, terminal.true_color);
     default:
-      return ascii_drawing(picture, make_colors(colors));
+      return ascii_drawing(picture, pictures::make_colors(colors));
   }
 }
 
 }  // namespace
 
-std::string kitty_drawing(const Picture& picture) {
+std::string kitty_drawing(const pictures::Picture& picture) {
   constexpr std::size_t kChunk = 4096;
-  const std::string data = base64(png_bytes(picture));
+  const std::string data = base64(pictures::png_bytes(picture));
   std::string text;
   for (std::size_t first = 0; first < data.size(); first += kChunk) {
     text += "\033_G";
@@ -172,7 +172,7 @@ std::string kitty_drawing(const Picture& picture) {
   return text + "\n";
 }
 
-std::string sixel_drawing(const Picture& picture) {
+std::string sixel_drawing(const pictures::Picture& picture) {
   std::array<bool, 256> used{};
   for (const std::uint8_t entry : picture.pixels) used[entry] = true;
   std::string text = "\033P0;1;0q\"1;1;" + std::to_string(picture.width) + ";" + std::to_string(picture.height);
@@ -180,7 +180,7 @@ std::string sixel_drawing(const Picture& picture) {
     if (!used[entry]) continue;
     append_number(text, '#', entry);
     text += ";2";  // red, green and blue follow
-    const Rgb& colour = picture.palette[entry];
+    const pictures::Rgb& colour = picture.palette[entry];
     for (const std::uint8_t component : {colour.red, colour.green, colour.blue}) {
       append_number(text, ';', percent(component));
     }
@@ -189,7 +189,7 @@ std::string sixel_drawing(const Picture& picture) {
   return text + "\033\\\n";
 }
 
-std::string block_drawing(const Picture& picture, bool true_color) {
+std::string block_drawing(const pictures::Picture& picture, bool true_color) {
   const std::vector<std::string> codes = color_codes(picture.palette, true_color);
   std::string text;
   for (int y = 0; y < picture.height; y += 2) {
@@ -211,7 +211,7 @@ std::string block_drawing(const Picture& picture, bool true_color) {
   return text;
 }
 
-std::string ascii_drawing(const Picture& picture, const Colors& colors) {
+std::string ascii_drawing(const pictures::Picture& picture, const pictures::Colors& colors) {
   constexpr std::string_view kInks = " .:-=+*#%@";
   std::string text;
   for (int y = 0; y < picture.height; ++y) {
@@ -228,20 +228,21 @@ std::string ascii_drawing(const Picture& picture, const Colors& colors) {
   return text;
 }
 
-void draw_in_terminal(const frames::Frame& frame, const PictureOptions& options, const Terminal& terminal,
-                      std::FILE* out, Remarks& remarks) {
-  PictureOptions chosen = options;
+void draw_in_terminal(const frames::Frame& frame, const pictures::PictureOptions& options, const Terminal& terminal,
+                      std::FILE* out, frames::Remarks& remarks) {
+  pictures::PictureOptions chosen = options;
   // Letters stand for levels, from faint to bright, and for ink, which is a level itself in the classic map.
-  if (terminal.graphics == TerminalGraphics::kAscii) chosen.colors = ColorMap::kGrey;
-  Room room = room_in(terminal);
-  frames::Frame shown = fitted(frame, room);
+  if (terminal.graphics == TerminalGraphics::kAscii) chosen.colors = pictures::ColorMap::kGrey;
+  pictures::Room room = room_in(terminal);
+  frames::Frame shown = pictures::fitted(frame, room);
   if (options.bar) {
-    room.height -= bar_height(shown.width, pen_for(shown.width, shown.height, {}));
-    shown = fitted(frame, room);
+    room.height -= pictures::bar_height(shown.width, pictures::pen_for(shown.width, shown.height, {}));
+    shown = pictures::fitted(frame, room);
   }
-  const CountRange range = chosen_range(frame, options, remarks);
-  const std::string text = drawing(draw_picture_in_range(shown, range, chosen, remarks), terminal, chosen.colors);
+  const pictures::CountRange range = pictures::chosen_range(frame, options, remarks);
+  const std::string text =
+      drawing(pictures::draw_picture_in_range(shown, range, chosen, remarks), terminal, chosen.colors);
   std::fwrite(text.data(), 1, text.size(), out);
 }
 
-}  // namespace host
+}  // namespace program

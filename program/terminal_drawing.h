@@ -7,22 +7,22 @@
 #include "pictures/picture.h"
 #include "program/terminal.h"
 
-namespace host {
+namespace program {
 
 // kitty's graphics protocol: the PNG picture in chunks.
-std::string kitty_drawing(const Picture& picture);
+std::string kitty_drawing(const pictures::Picture& picture);
 
 // Six rows at a time, a line of them for each colour.
-std::string sixel_drawing(const Picture& picture);
+std::string sixel_drawing(const pictures::Picture& picture);
 
 // Two pixels above each other in a character. `true_color` is for 24 bits a colour, otherwise there are 256 colours.
-std::string block_drawing(const Picture& picture, bool true_color);
+std::string block_drawing(const pictures::Picture& picture, bool true_color);
 
 // A character per pixel, by its level among the levels of the colours; '?' where the count is unknown, 'o' for ink.
-std::string ascii_drawing(const Picture& picture, const Colors& colors);
+std::string ascii_drawing(const pictures::Picture& picture, const pictures::Colors& colors);
 
 // The frame in a size that leaves two rows for a prompt.
-void draw_in_terminal(const frames::Frame& frame, const PictureOptions& options, const Terminal& terminal,
-                      std::FILE* out, Remarks& remarks);
+void draw_in_terminal(const frames::Frame& frame, const pictures::PictureOptions& options, const Terminal& terminal,
+                      std::FILE* out, frames::Remarks& remarks);
 
-}  // namespace host
+}  // namespace program

@@ -6,7 +6,7 @@
 
 #include "support/utf8.h"
 
-namespace host {
+namespace xrd {
 
 namespace {
 
@@ -101,4 +101,4 @@ std::string joined_errors(const LibraryReport& report, const std::string& path) 
   return joined;
 }
 
-}  // namespace host
+}  // namespace xrd

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace host {
+namespace xrd {
 
 // What a call printed, without colours and in UTF-8.
 struct LibraryReport {
@@ -19,4 +19,4 @@ LibraryReport parse_library_output(std::string_view output);
 // The errors as one text, short of what the user knows already: the path of the file in question.
 std::string joined_errors(const LibraryReport& report, const std::string& path);
 
-}  // namespace host
+}  // namespace xrd

@@ -5,7 +5,7 @@
 
 #include "support/utf8.h"
 
-namespace host {
+namespace xrd {
 
 namespace {
 
@@ -48,4 +48,4 @@ std::string message_line(std::string_view program, std::string_view message) {
   return std::string(program).append(": ").append(printable(message)).append("\n");
 }
 
-}  // namespace host
+}  // namespace xrd

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace xrd {
 
 // Whether a character could steer a terminal or spoil a line: control characters (below U+0020, U+007F to U+009F),
 // those that begin a line (U+2028, U+2029), and those that change the order of what stands around them, so that a line
@@ -18,4 +18,4 @@ std::string printable(std::string_view text);
 // What reports an error: "PROGRAM: MESSAGE", on one line.
 std::string message_line(std::string_view program, std::string_view message);
 
-}  // namespace host
+}  // namespace xrd

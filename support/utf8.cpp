@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-namespace host {
+namespace xrd {
 
 namespace {
 
@@ -46,4 +46,4 @@ Character first_character(std::string_view text) {
   return {sequence->bytes, code};
 }
 
-}  // namespace host
+}  // namespace xrd

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string_view>
 
-namespace host {
+namespace xrd {
 
 struct Character {
   std::size_t bytes = 1;
@@ -15,4 +15,4 @@ struct Character {
 // The one that the text begins with, which is not empty.
 Character first_character(std::string_view text);
 
-}  // namespace host
+}  // namespace xrd

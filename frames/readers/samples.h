@@ -2,16 +2,9 @@
 #pragma once
 
 #include "frames/readers/readers.h"
+#include "frames/sample_type.h"
 
 namespace frames {
-
-enum class SampleKind { kUnsigned, kSigned, kReal };
-
-// Integers of 1, 2, 4 or 8 bytes, reals of 4 or 8.
-struct SampleType {
-  SampleKind kind = SampleKind::kUnsigned;
-  std::size_t bytes = 2;
-};
 
 // What follows the file's first `offset` bytes; nothing when it is shorter.
 Bytes bytes_after(Bytes file, std::size_t offset);

@@ -7,13 +7,13 @@
 #include "frames/writers/header_text.h"
 #include "frames/writers/samples.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
 // The header has one size for both sides of a pixel. The beam centre is in millimetres of that size, so that readers
 // get the right pixel from both; it stays in pixels when the size is not known.
-void add_geometry(HeaderLines& lines, const frames::Header& header, Remarks& remarks) {
+void add_geometry(HeaderLines& lines, const Header& header, Remarks& remarks) {
   if (header.pixel_size) {
     const auto [x, y] = *header.pixel_size;
     lines.add("PIXEL_SIZE", x);
@@ -29,13 +29,13 @@ void add_geometry(HeaderLines& lines, const frames::Header& header, Remarks& rem
   }
 }
 
-std::string header_lines(const frames::Frame& frame, SampleType type, Remarks& remarks) {
-  const frames::Header& header = frame.header;
+std::string header_lines(const Frame& frame, SampleType type, Remarks& remarks) {
+  const Header& header = frame.header;
   const double largest = largest_sample(type);
   HeaderLines lines(0, "=", ";\n");
   lines.add("DIM", "2");
   lines.add("BYTE_ORDER", "little_endian");
-  lines.add("TYPE", type == SampleType::kUnsigned16 ? "unsigned_short" : "unsigned_long");
+  lines.add("TYPE", type == kUnsigned16 ? "unsigned_short" : "unsigned_long");
   lines.add("SIZE1", std::to_string(frame.width));
   lines.add("SIZE2", std::to_string(frame.height));
   add_geometry(lines, header, remarks);
@@ -53,7 +53,7 @@ std::string header_lines(const frames::Frame& frame, SampleType type, Remarks& r
 
 }  // namespace
 
-void write_adsc(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
+void write_adsc(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
   const SampleType type = unsigned_type(frame, options, remarks);
   const std::string lines = header_lines(frame, type, remarks);
   // As wide as the format's own programs write it, whatever the number is.
@@ -65,4 +65,4 @@ void write_adsc(const frames::Frame& frame, const WriteOptions& options, std::FI
   write_samples(frame, type, stream);
 }
 
-}  // namespace host
+}  // namespace frames

@@ -6,19 +6,13 @@
 #include "frames/writers/header_text.h"
 #include "frames/writers/samples.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
 const char* data_type(SampleType type) {
-  switch (type) {
-    case SampleType::kUnsigned16:
-      return "UnsignedShort";
-    case SampleType::kUnsigned32:
-      return "UnsignedInteger";
-    default:
-      return "SignedInteger";
-  }
+  if (type == kUnsigned16) return "UnsignedShort";
+  return type == kUnsigned32 ? "UnsignedInteger" : "SignedInteger";
 }
 
 // In metres, as the format wants lengths to be.
@@ -26,7 +20,7 @@ std::optional<double> metres(std::optional<double> length, double unit) {
   return length ? std::optional(*length * unit) : std::nullopt;
 }
 
-void add_header_values(HeaderLines& lines, const frames::Header& header) {
+void add_header_values(HeaderLines& lines, const Header& header) {
   constexpr double kAngstrom = 1e-10;
   constexpr double kMillimetre = 1e-3;
   lines.add("WaveLength", metres(header.wavelength, kAngstrom));
@@ -49,20 +43,20 @@ void add_header_values(HeaderLines& lines, const frames::Header& header) {
 
 }  // namespace
 
-void write_edf(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
+void write_edf(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
   const SampleType type = fitting_type(frame, options, remarks);
   HeaderLines lines(15, " = ", " ;\n");
   lines.add("HeaderID", "EH:000001:000000:000000");
   lines.add("Image", "1");
   lines.add("ByteOrder", "LowByteFirst");
   lines.add("DataType", data_type(type));
-  lines.add("Size", std::to_string(frame.counts.size() * sample_bytes(type)));
+  lines.add("Size", std::to_string(frame.counts.size() * type.bytes));
   lines.add("Dim_1", std::to_string(frame.width));
   lines.add("Dim_2", std::to_string(frame.height));
-  lines.add("BitsPerSample", std::to_string(8 * sample_bytes(type)));
+  lines.add("BitsPerSample", std::to_string(8 * type.bytes));
   add_header_values(lines, frame.header);
   std::fputs(braced_header(lines.text()).c_str(), stream);
   write_samples(frame, type, stream);
 }
 
-}  // namespace host
+}  // namespace frames

@@ -7,7 +7,7 @@
 
 #include "frames/readers/header_items.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
@@ -31,7 +31,7 @@ std::string number_text(double number) {
 std::string header_value(std::string_view text) {
   std::string value(text.substr(0, kLongestValue));
   std::ranges::replace_if(value, ends_items, ' ');
-  return std::string(frames::trimmed(value));
+  return std::string(trimmed(value));
 }
 
 void HeaderLines::add(std::string_view key, std::string_view value) {
@@ -60,4 +60,4 @@ std::string braced_header(std::string items) {
   return std::string(kOpening) + items + std::string(kClosing);
 }
 
-}  // namespace host
+}  // namespace frames

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-namespace host {
+namespace frames {
 
 // The number with up to twelve digits, "." as the decimal point whatever the locale is.
 std::string number_text(double number);
@@ -40,4 +40,4 @@ std::string braced_header(std::string items);
 // The length of the header that braced_header makes.
 std::size_t braced_header_bytes(std::size_t item_bytes);
 
-}  // namespace host
+}  // namespace frames

@@ -9,7 +9,7 @@
 #include "frames/writers/mar345_file.h"
 #include "frames/writers/samples.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
@@ -18,9 +18,9 @@ constexpr int kLargestSide = 10000;
 constexpr std::uint32_t kLargestRecorded = std::numeric_limits<std::int32_t>::max();
 
 // What the frame's header tells, in the format's units.
-Mar345Frame header_of(const frames::Frame& frame) {
+Mar345Frame header_of(const Frame& frame) {
   constexpr double kMicrometresPerMillimetre = 1000;
-  const frames::Header& header = frame.header;
+  const Header& header = frame.header;
   Mar345Frame mar;
   if (header.pixel_size) {
     mar.pixel_length = header.pixel_size->x * kMicrometresPerMillimetre;
@@ -41,7 +41,7 @@ Mar345Frame header_of(const frames::Frame& frame) {
 }
 
 // Fills the square, of which the frame is the upper left part. Negative counts become 0.
-void copy_pixels(const frames::Frame& frame, Mar345Frame& mar) {
+void copy_pixels(const Frame& frame, Mar345Frame& mar) {
   const auto side = static_cast<std::size_t>(mar.size);
   const auto width = static_cast<std::size_t>(frame.width);
   const auto height = static_cast<std::size_t>(frame.height);
@@ -50,9 +50,9 @@ void copy_pixels(const frames::Frame& frame, Mar345Frame& mar) {
   for (std::size_t y = 0; y < height; ++y) {
     for (std::size_t x = 0; x < width; ++x) {
       const std::size_t pixel = y * width + x;
-      const bool is_unknown = frames::is_unknown(frame, pixel);
-      if (is_unknown) mar.unknown[y * side + x] = true;
-      mar.counts[y * side + x] = is_unknown || frames::count_of(frame, pixel) < 0 ? 0 : frame.counts[pixel];
+      const bool unknown = is_unknown(frame, pixel);
+      if (unknown) mar.unknown[y * side + x] = true;
+      mar.counts[y * side + x] = unknown || count_of(frame, pixel) < 0 ? 0 : frame.counts[pixel];
     }
   }
 }
@@ -87,7 +87,7 @@ std::string size_text(int width, int height) {
 
 }  // namespace
 
-void write_mar345(const frames::Frame& frame, const WriteOptions& /*options*/, std::FILE* stream, Remarks& remarks) {
+void write_mar345(const Frame& frame, const WriteOptions& /*options*/, std::FILE* stream, Remarks& remarks) {
   const int side = std::max(frame.width, frame.height);
   if (side < kSmallestSide || side > kLargestSide) {
     throw std::runtime_error("cannot have " + size_text(frame.width, frame.height) +
@@ -106,4 +106,4 @@ void write_mar345(const frames::Frame& frame, const WriteOptions& /*options*/, s
   write_mar345(mar, stream);
 }
 
-}  // namespace host
+}  // namespace frames

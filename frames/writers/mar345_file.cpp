@@ -11,7 +11,7 @@
 
 #include "xrdimage.h"
 
-namespace host {
+namespace frames {
 
 static_assert(std::endian::native == std::endian::little, "words are written in the processor's order");
 
@@ -265,4 +265,4 @@ void write_mar345(const Mar345Frame& frame, std::FILE* stream) {
   pack_wordimage_c(words.data(), frame.size, frame.size, stream);
 }
 
-}  // namespace host
+}  // namespace frames

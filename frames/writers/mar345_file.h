@@ -9,7 +9,7 @@
 
 #include "frames/frame.h"
 
-namespace host {
+namespace frames {
 
 // A square frame and what its header tells; lines of what is not known are left out or 0, as readers expect them.
 struct Mar345Frame {
@@ -18,10 +18,10 @@ struct Mar345Frame {
   std::vector<bool> unknown;           // pixels whose count is unknown; empty when there are none
   std::optional<double> pixel_length;  // micrometres
   std::optional<double> pixel_height;
-  std::optional<double> wavelength;     // ångström
-  std::optional<double> distance;       // millimetres
-  std::optional<frames::Point> centre;  // pixels
-  std::optional<double> phi_start;      // degrees
+  std::optional<double> wavelength;  // ångström
+  std::optional<double> distance;    // millimetres
+  std::optional<Point> centre;       // pixels
+  std::optional<double> phi_start;   // degrees
   std::optional<double> phi_end;
   std::optional<double> exposure_seconds;
   std::optional<double> kilovolt;
@@ -36,4 +36,4 @@ struct Mar345Frame {
 // stream's state.
 void write_mar345(const Mar345Frame& frame, std::FILE* stream);
 
-}  // namespace host
+}  // namespace frames

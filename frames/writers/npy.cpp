@@ -5,23 +5,17 @@
 
 #include "frames/writers/samples.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
 const char* descriptor(SampleType type) {
-  switch (type) {
-    case SampleType::kUnsigned16:
-      return "<u2";
-    case SampleType::kUnsigned32:
-      return "<u4";
-    default:
-      return "<i4";
-  }
+  if (type == kUnsigned16) return "<u2";
+  return type == kUnsigned32 ? "<u4" : "<i4";
 }
 
 // Magic, version, length and dictionary, which ends on a multiple of 64 bytes.
-std::string header_text(const frames::Frame& frame, SampleType type) {
+std::string header_text(const Frame& frame, SampleType type) {
   using namespace std::string_view_literals;
   constexpr std::string_view kMagicAndVersion = "\x93NUMPY\x01\x00"sv;
   constexpr std::size_t kLengthBytes = 2;
@@ -40,11 +34,11 @@ std::string header_text(const frames::Frame& frame, SampleType type) {
 
 }  // namespace
 
-void write_npy(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
+void write_npy(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
   const SampleType type = fitting_type(frame, options, remarks);
   const std::string header = header_text(frame, type);
   std::fwrite(header.data(), 1, header.size(), stream);
   write_samples(frame, type, stream);
 }
 
-}  // namespace host
+}  // namespace frames

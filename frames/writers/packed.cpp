@@ -6,13 +6,13 @@
 #include "frames/writers/samples.h"
 #include "xrdimage.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
 // From the third row on a pixel is predicted from its upper right neighbour too, which in one column is the pixel
 // itself: decoders do not know it yet, and get other counts.
-void refuse_single_column(const frames::Frame& frame) {
+void refuse_single_column(const Frame& frame) {
   if (frame.width == 1 && frame.height > 2) {
     throw std::runtime_error("cannot be packed: the format does not keep the counts of a single column of pixels");
   }
@@ -20,11 +20,11 @@ void refuse_single_column(const frames::Frame& frame) {
 
 }  // namespace
 
-void write_packed(const frames::Frame& frame, const WriteOptions& /*options*/, std::FILE* stream, Remarks& remarks) {
+void write_packed(const Frame& frame, const WriteOptions& /*options*/, std::FILE* stream, Remarks& remarks) {
   refuse_single_column(frame);
-  warn_of_clipping(frame, SampleType::kUnsigned16, "", remarks);
+  warn_of_clipping(frame, kUnsigned16, "", remarks);
   std::vector<short> words(frame.counts.size());
-  copy_samples(frame, SampleType::kUnsigned16, 0, words.size(), words.data());
+  copy_samples(frame, kUnsigned16, 0, words.size(), words.data());
   PackedFileHeader header{};
   header.width = frame.width;
   header.height = frame.height;
@@ -32,4 +32,4 @@ void write_packed(const frames::Frame& frame, const WriteOptions& /*options*/, s
   pack_wordimage_c(words.data(), frame.width, frame.height, stream);
 }
 
-}  // namespace host
+}  // namespace frames

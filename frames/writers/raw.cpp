@@ -1,10 +1,10 @@
 // Raw dumps: nothing but samples.
 #include "frames/writers/samples.h"
 
-namespace host {
+namespace frames {
 
-void write_raw(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
+void write_raw(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
   write_samples(frame, unsigned_type(frame, options, remarks), stream);
 }
 
-}  // namespace host
+}  // namespace frames

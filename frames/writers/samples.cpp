@@ -8,7 +8,7 @@
 #include <type_traits>
 #include <vector>
 
-namespace host {
+namespace frames {
 
 static_assert(std::endian::native == std::endian::little, "samples are written in the processor's order");
 
@@ -25,7 +25,7 @@ struct Tally {
   std::size_t unknown = 0;   // these are in neither of the above
 };
 
-Tally tally_of(const frames::Frame& frame) {
+Tally tally_of(const Frame& frame) {
   Tally tally;
   const bool all_known = frame.unknown.empty();
   const std::span<const std::uint32_t> counts(frame.counts.data(), frame.counts.size());
@@ -54,7 +54,7 @@ Sample sample_of(std::uint32_t count, bool is_signed) {
 }
 
 template <typename Sample>
-void copy_as(const frames::Frame& frame, std::size_t first, std::size_t count, Sample* samples) {
+void copy_as(const Frame& frame, std::size_t first, std::size_t count, Sample* samples) {
   const std::uint32_t* counts = frame.counts.data() + first;
   const bool is_signed = frame.is_signed;
   for (std::size_t i = 0; i < count; ++i) samples[i] = sample_of<Sample>(counts[i], is_signed);
@@ -70,26 +70,16 @@ void warn(std::size_t pixels, const std::string& what, Remarks& remarks) {
 
 }  // namespace
 
-std::size_t sample_bytes(SampleType type) {
-  return type == SampleType::kUnsigned16 ? sizeof(std::uint16_t) : sizeof(std::uint32_t);
-}
-
 std::uint32_t largest_sample(SampleType type) {
-  switch (type) {
-    case SampleType::kUnsigned16:
-      return kLargest16;
-    case SampleType::kUnsigned32:
-      return std::numeric_limits<std::uint32_t>::max();
-    default:
-      return kLargestSigned;
-  }
+  if (type == kUnsigned16) return kLargest16;
+  return type == kUnsigned32 ? std::numeric_limits<std::uint32_t>::max() : kLargestSigned;
 }
 
-SampleType fitting_type(const frames::Frame& frame, const WriteOptions& options, Remarks& remarks) {
+SampleType fitting_type(const Frame& frame, const WriteOptions& options, Remarks& remarks) {
   const Tally tally = tally_of(frame);
-  SampleType type = tally.negative > 0 ? SampleType::kSigned32 : SampleType::kUnsigned32;
+  SampleType type = tally.negative > 0 ? kSigned32 : kUnsigned32;
   if (options.bits == 16) {
-    if (tally.above == 0 && tally.negative == 0) type = SampleType::kUnsigned16;
+    if (tally.above == 0 && tally.negative == 0) type = kUnsigned16;
     warn(tally.above, "pixels are above 65535: written with 32 bits a pixel", remarks);
     warn(tally.negative, "counts are negative: written with 32 bits a pixel", remarks);
   }
@@ -97,22 +87,22 @@ SampleType fitting_type(const frames::Frame& frame, const WriteOptions& options,
   return type;
 }
 
-SampleType unsigned_type(const frames::Frame& frame, const WriteOptions& options, Remarks& remarks) {
-  const SampleType type = options.bits == 32 ? SampleType::kUnsigned32 : SampleType::kUnsigned16;
+SampleType unsigned_type(const Frame& frame, const WriteOptions& options, Remarks& remarks) {
+  const SampleType type = options.bits == 32 ? kUnsigned32 : kUnsigned16;
   warn_of_clipping(frame, type, "; --bits 32 keeps them", remarks);
   return type;
 }
 
-void warn_of_clipping(const frames::Frame& frame, SampleType type, std::string_view hint, Remarks& remarks) {
+void warn_of_clipping(const Frame& frame, SampleType type, std::string_view hint, Remarks& remarks) {
   const Tally tally = tally_of(frame);
-  if (type == SampleType::kUnsigned16) {
+  if (type == kUnsigned16) {
     warn(tally.above, "pixels above 65535 were written as 65535" + std::string(hint), remarks);
   }
   warn_of_negative(tally.negative, remarks);
   warn_of_unknown(tally.unknown, largest_sample(type), remarks);
 }
 
-std::size_t negative_pixels(const frames::Frame& frame) {
+std::size_t negative_pixels(const Frame& frame) {
   return tally_of(frame).negative;
 }
 
@@ -124,25 +114,20 @@ void warn_of_unknown(std::size_t pixels, std::uint32_t written, Remarks& remarks
   warn(pixels, "pixels of unknown count were written as " + std::to_string(written), remarks);
 }
 
-void copy_samples(const frames::Frame& frame, SampleType type, std::size_t first, std::size_t count, void* samples) {
-  switch (type) {
-    case SampleType::kUnsigned16:
-      return copy_as(frame, first, count, static_cast<std::uint16_t*>(samples));
-    case SampleType::kUnsigned32:
-      return copy_as(frame, first, count, static_cast<std::uint32_t*>(samples));
-    default:
-      return copy_as(frame, first, count, static_cast<std::int32_t*>(samples));
-  }
+void copy_samples(const Frame& frame, SampleType type, std::size_t first, std::size_t count, void* samples) {
+  if (type == kUnsigned16) return copy_as(frame, first, count, static_cast<std::uint16_t*>(samples));
+  if (type == kUnsigned32) return copy_as(frame, first, count, static_cast<std::uint32_t*>(samples));
+  copy_as(frame, first, count, static_cast<std::int32_t*>(samples));
 }
 
-void write_samples(const frames::Frame& frame, SampleType type, std::FILE* stream) {
+void write_samples(const Frame& frame, SampleType type, std::FILE* stream) {
   std::vector<std::uint32_t> block(kBlockSamples);
   const std::size_t pixels = frame.counts.size();
   for (std::size_t first = 0; first < pixels; first += kBlockSamples) {
     const std::size_t count = std::min(kBlockSamples, pixels - first);
     copy_samples(frame, type, first, count, block.data());
-    std::fwrite(block.data(), sample_bytes(type), count, stream);
+    std::fwrite(block.data(), type.bytes, count, stream);
   }
 }
 
-}  // namespace host
+}  // namespace frames

@@ -21,7 +21,7 @@
 #include "frames/writers/samples.h"
 #include "support/c_locale.h"
 
-namespace host {
+namespace frames {
 
 namespace {
 
@@ -120,12 +120,12 @@ std::optional<std::string> tiff_date(const std::optional<std::string>& date) {
 }
 
 // What the header tells, for people.
-std::string description(const frames::Header& header) {
+std::string description(const Header& header) {
   std::string text;
   const auto add = [&](const char* name, std::optional<double> number, const char* unit) {
     if (number && std::isfinite(*number)) text += std::string(name) + " " + number_text(*number) + " " + unit + "\n";
   };
-  const auto add_point = [&](const char* name, const std::optional<frames::Point>& point, const char* unit) {
+  const auto add_point = [&](const char* name, const std::optional<Point>& point, const char* unit) {
     if (point)
       text += std::string(name) + " " + number_text(point->x) + " " + number_text(point->y) + " " + unit + "\n";
   };
@@ -145,7 +145,7 @@ std::string description(const frames::Header& header) {
   return text;
 }
 
-void set_header_values(tiff* image, const frames::Header& header) {
+void set_header_values(tiff* image, const Header& header) {
   const std::string text = description(header);
   if (!text.empty()) TIFFSetField(image, TIFFTAG_IMAGEDESCRIPTION, text.c_str());
   const std::string model = header_value(header.detector.value_or(""));
@@ -159,11 +159,11 @@ void set_header_values(tiff* image, const frames::Header& header) {
   }
 }
 
-void set_layout(tiff* image, const frames::Frame& frame, SampleType type, std::uint32_t rows_per_strip) {
+void set_layout(tiff* image, const Frame& frame, SampleType type, std::uint32_t rows_per_strip) {
   TIFFSetField(image, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(frame.width));
   TIFFSetField(image, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(frame.height));
-  TIFFSetField(image, TIFFTAG_BITSPERSAMPLE, static_cast<int>(8 * sample_bytes(type)));
-  TIFFSetField(image, TIFFTAG_SAMPLEFORMAT, type == SampleType::kSigned32 ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT);
+  TIFFSetField(image, TIFFTAG_BITSPERSAMPLE, static_cast<int>(8 * type.bytes));
+  TIFFSetField(image, TIFFTAG_SAMPLEFORMAT, type == kSigned32 ? SAMPLEFORMAT_INT : SAMPLEFORMAT_UINT);
   TIFFSetField(image, TIFFTAG_SAMPLESPERPIXEL, 1);
   TIFFSetField(image, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
   TIFFSetField(image, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
@@ -175,12 +175,12 @@ void set_layout(tiff* image, const frames::Frame& frame, SampleType type, std::u
 
 }  // namespace
 
-void write_tiff(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
+void write_tiff(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks) {
   constexpr std::size_t kStripBytes = std::size_t{128} << 10;
   const SampleType type = fitting_type(frame, options, remarks);
   const auto width = static_cast<std::size_t>(frame.width);
   const auto height = static_cast<std::size_t>(frame.height);
-  const std::size_t row_bytes = width * sample_bytes(type);
+  const std::size_t row_bytes = width * type.bytes;
   const std::size_t strip_rows = std::clamp(kStripBytes / row_bytes, std::size_t{1}, height);
 
   Target target{stream, {}};
@@ -198,4 +198,4 @@ void write_tiff(const frames::Frame& frame, const WriteOptions& options, std::FI
   require(TIFFFlush(image.get()) == 1, target);
 }
 
-}  // namespace host
+}  // namespace frames

@@ -9,20 +9,20 @@
 #include "frames/frame.h"
 #include "frames/remarks.h"
 
-namespace host {
+namespace frames {
 
 struct WriteOptions {
   std::optional<int> bits;  // 16 or 32 per pixel, when the user asks for it; the formats have their own default
 };
 
-void write_adsc(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
-void write_edf(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_adsc(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_edf(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
 // Always 16 bits, and overflow records for larger counts.
-void write_mar345(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
-void write_npy(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_mar345(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_npy(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
 // Always 16 bits.
-void write_packed(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
-void write_raw(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
-void write_tiff(const frames::Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_packed(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_raw(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
+void write_tiff(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
 
-}  // namespace host
+}  // namespace frames

@@ -15,7 +15,7 @@
 #include "support/files.h"
 #include "xrdimage.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -30,13 +30,13 @@ struct Result {
   frames::Header header;
 };
 
-LibraryReport call_library(const ClassicRequest& request, const std::function<void()>& call) {
+xrd::LibraryReport call_library(const ClassicRequest& request, const std::function<void()>& call) {
   std::optional<std::string> answer;
   if (const auto& size = request.options.size) {
     answer = std::to_string(size->width) + " " + std::to_string(size->height) + "\n";
   }
-  LibraryReport report = run_library(request.settings, {.answer = answer}, call);
-  if (!report.errors.empty()) throw Failure(request.path, joined_errors(report, request.path));
+  xrd::LibraryReport report = run_library(request.settings, {.answer = answer}, call);
+  if (!report.errors.empty()) throw frames::Failure(request.path, xrd::joined_errors(report, request.path));
   for (const std::string& warning : report.warnings) request.remarks.warnings.push_back(warning);
   return report;
 }
@@ -181,9 +181,11 @@ Format detect(const ClassicRequest& request) {
   int code = IMAGE_TYPE_UNKNOWN;
   run_library(request.settings, {}, [&] { code = get_image_type(request.path.c_str()); });
   const auto* const type = std::ranges::find(kTypes, code, &Type::code);
-  if (type == kTypes.end()) throw Failure(request.path, "is of no type that the library knows (--format states one)");
+  if (type == kTypes.end())
+    throw frames::Failure(request.path, "is of no type that the library knows (--format states one)");
   if (!type->format) {
-    throw Failure(request.path, "is of the type " + std::string(type->name) + ", which the library cannot read");
+    throw frames::Failure(request.path,
+                          "is of the type " + std::string(type->name) + ", which the library cannot read");
   }
   if (*type->format == Format::kTiff && has_mar_ccd_header(request.path)) return Format::kMarCcd;
   return *type->format;
@@ -206,7 +208,7 @@ Frame read_classic(const ClassicRequest& request) {
   Result result;
   std::ranges::find(kReaders, format, &Reader::format)->read(request, result);
   xrd::MallocArray<std::uint32_t> daten(result.daten);
-  if (!daten || result.width < 1 || result.height < 1) throw Failure(request.path, "has no pixels");
+  if (!daten || result.width < 1 || result.height < 1) throw frames::Failure(request.path, "has no pixels");
   Frame frame;
   frame.format = format;
   frame.width = result.width;
@@ -217,4 +219,4 @@ Frame read_classic(const ClassicRequest& request) {
   return frame;
 }
 
-}  // namespace host
+}  // namespace program

@@ -7,17 +7,17 @@
 #include "frames/remarks.h"
 #include "program/program.h"
 
-namespace host {
+namespace program {
 
 struct ClassicRequest {
   const std::string& path;
   const frames::LoadOptions& options;
   const Settings& settings;
-  Remarks& remarks;
+  frames::Remarks& remarks;
 };
 
 // Detects the type and reads the frame by functions of the library. An ERROR that they print is a Failure, a WARNING a
 // remark. No pixel is masked: overflow marks are counts like any other.
 frames::Frame read_classic(const ClassicRequest& request);
 
-}  // namespace host
+}  // namespace program

@@ -13,7 +13,7 @@
 #include "program/print.h"
 #include "support/files.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -24,7 +24,7 @@ class DivertedOutput {
     std::fflush(stdout);
     saved_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
     if (saved_ < 0 || dup2(file_.descriptor(), STDOUT_FILENO) < 0)
-      throw Failure("standard output", std::strerror(errno));
+      throw frames::Failure("standard output", std::strerror(errno));
     // The stream and not its descriptor: child processes go on writing to standard error.
     if (errors_too) stderr = stdout;
   }
@@ -57,7 +57,7 @@ class DivertedInput {
         answer_(std::move(answer)),
         saved_(stdin),
         stream_(fopencookie(this, "r", {read_line, nullptr, nullptr, nullptr})) {
-    if (!stream_) throw Failure("standard input", std::strerror(errno));
+    if (!stream_) throw frames::Failure("standard input", std::strerror(errno));
     stdin = stream_.get();
   }
   DivertedInput(const DivertedInput&) = delete;
@@ -72,8 +72,8 @@ class DivertedInput {
   ssize_t read(char* buffer, std::size_t size) const {
     if (answer_) return static_cast<ssize_t>(answer_->copy(buffer, size));
     const std::string printed = output_.printed();
-    const LibraryReport last = parse_library_output(printed.substr(printed.rfind('\n') + 1));
-    for (const std::string& question : last.lines) std::fputs(printable(question).c_str(), stderr);
+    const xrd::LibraryReport last = xrd::parse_library_output(printed.substr(printed.rfind('\n') + 1));
+    for (const std::string& question : last.lines) std::fputs(xrd::printable(question).c_str(), stderr);
     std::fflush(stderr);
     // One line and no more: the next ones may answer the next questions.
     if (std::fgets(buffer, static_cast<int>(size), saved_) == nullptr) return 0;
@@ -88,7 +88,8 @@ class DivertedInput {
 
 }  // namespace
 
-LibraryReport run_library(const Settings& settings, const LibraryCall& options, const std::function<void()>& call) {
+xrd::LibraryReport run_library(const Settings& settings, const LibraryCall& options,
+                               const std::function<void()>& call) {
   std::string printed;
   {
     const DivertedOutput output(options.divert_errors);
@@ -96,11 +97,11 @@ LibraryReport run_library(const Settings& settings, const LibraryCall& options, 
     call();
     printed = output.printed();
   }
-  LibraryReport report = parse_library_output(printed);
+  xrd::LibraryReport report = xrd::parse_library_output(printed);
   if (settings.verbose) {
-    for (const std::string& line : report.lines) std::printf("%s\n", printable(line).c_str());
+    for (const std::string& line : report.lines) std::printf("%s\n", xrd::printable(line).c_str());
   }
   return report;
 }
 
-}  // namespace host
+}  // namespace program

@@ -11,7 +11,7 @@
 #include "program/program.h"
 #include "support/library_report.h"
 
-namespace host {
+namespace program {
 
 struct LibraryCall {
   // Given to a call that asks on standard input, instead of asking the user.
@@ -21,6 +21,6 @@ struct LibraryCall {
 };
 
 // Runs the call. Questions that it asks appear on standard error. With --verbose its lines are printed afterwards.
-LibraryReport run_library(const Settings& settings, const LibraryCall& options, const std::function<void()>& call);
+xrd::LibraryReport run_library(const Settings& settings, const LibraryCall& options, const std::function<void()>& call);
 
-}  // namespace host
+}  // namespace program

@@ -10,10 +10,10 @@
 
 #include "frames/failure.h"
 
-namespace host {
+namespace program {
 
 MemoryFile::MemoryFile() : descriptor_(memfd_create("xrdimage", MFD_CLOEXEC)) {
-  if (descriptor_ < 0) throw Failure("temporary file", std::strerror(errno));
+  if (descriptor_ < 0) throw frames::Failure("temporary file", std::strerror(errno));
 }
 
 MemoryFile::~MemoryFile() {
@@ -35,4 +35,4 @@ std::string MemoryFile::contents() const {
   return bytes;
 }
 
-}  // namespace host
+}  // namespace program

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-namespace host {
+namespace program {
 
 class MemoryFile {
  public:
@@ -22,4 +22,4 @@ class MemoryFile {
   int descriptor_;
 };
 
-}  // namespace host
+}  // namespace program

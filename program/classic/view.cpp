@@ -18,7 +18,7 @@
 #include "support/descriptor.h"
 #include "xrdimage.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 // The library goes on to the viewer when its files cannot be written.
 void check_writable(const std::string& path) {
   const xrd::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
-  if (!file) throw Failure(path, std::string("cannot be written: ") + std::strerror(errno));
+  if (!file) throw frames::Failure(path, std::string("cannot be written: ") + std::strerror(errno));
 }
 
 // The picture's range ends at the largest count divided by this.
@@ -61,14 +61,14 @@ void view_classic(const std::string& path, frames::Frame& frame, std::optional<i
   check_writable(name + ".raw");
   add_companions_to_path();
   int status = 0;
-  const LibraryReport report = run_library(settings, {.divert_errors = true}, [&] {
+  const xrd::LibraryReport report = run_library(settings, {.divert_errors = true}, [&] {
     status = view(name.c_str(), frame.counts.data(), frame.width, frame.height, used_divisor);
   });
-  if (!report.errors.empty()) throw Failure(path, joined_errors(report, path));
-  if (!fs::exists(picture)) throw Failure(picture, "the picture could not be made");
+  if (!report.errors.empty()) throw frames::Failure(path, xrd::joined_errors(report, path));
+  if (!fs::exists(picture)) throw frames::Failure(picture, "the picture could not be made");
   print_value("range", "0-" + std::to_string(largest / static_cast<unsigned>(std::max(used_divisor, 1))) + " counts");
   print_value("divisor", std::to_string(used_divisor));
-  if (status != 0) throw Failure(picture, "the viewer failed");
+  if (status != 0) throw frames::Failure(picture, "the viewer failed");
 }
 
-}  // namespace host
+}  // namespace program

@@ -28,7 +28,7 @@
 #include "program/print.h"
 #include "program/progress.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -41,37 +41,39 @@ struct ConvertOptions {
   bool overwrite = false;
   InputOptions reading;
   std::vector<Operation> operations;
-  PictureOptions picture;
-  WriteOptions writing;
+  pictures::PictureOptions picture;
+  frames::WriteOptions writing;
 };
 
 // ------------------------------------------------------------------------------------------------------------------
 // One frame
 // ------------------------------------------------------------------------------------------------------------------
 
-void write_picture(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks) {
-  write_png(draw_picture(frame, options.picture, remarks), stream);
+void write_picture(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream,
+                   frames::Remarks& remarks) {
+  pictures::write_png(pictures::draw_picture(frame, options.picture, remarks), stream);
 }
 
-template <void (*write)(const frames::Frame&, const WriteOptions&, std::FILE*, Remarks&)>
-void write_frame(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks) {
+template <void (*write)(const frames::Frame&, const frames::WriteOptions&, std::FILE*, frames::Remarks&)>
+void write_frame(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream,
+                 frames::Remarks& remarks) {
   write(frame, options.writing, stream, remarks);
 }
 
 struct Writer {
   std::string_view format;  // and the ending, behind a dot
-  void (*write)(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, Remarks& remarks);
+  void (*write)(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, frames::Remarks& remarks);
 };
 
 constexpr std::array<Writer, 8> kWriters{{
     {"png", write_picture},
-    {"edf", write_frame<write_edf>},
-    {"tif", write_frame<write_tiff>},
-    {"img", write_frame<write_adsc>},
-    {"mar", write_frame<write_mar345>},
-    {"pck", write_frame<write_packed>},
-    {"raw", write_frame<write_raw>},
-    {"npy", write_frame<write_npy>},
+    {"edf", write_frame<frames::write_edf>},
+    {"tif", write_frame<frames::write_tiff>},
+    {"img", write_frame<frames::write_adsc>},
+    {"mar", write_frame<frames::write_mar345>},
+    {"pck", write_frame<frames::write_packed>},
+    {"raw", write_frame<frames::write_raw>},
+    {"npy", write_frame<frames::write_npy>},
 }};
 
 std::vector<std::string> format_names() {
@@ -92,8 +94,8 @@ const Writer& writer_for(const std::string& path, const std::string& format) {
   for (const Writer& writer : kWriters) {
     if (name == "." + std::string(writer.format)) return writer;
   }
-  throw Failure(path, "cannot be written: its name must end in one of ." + CLI::detail::join(format_names(), ", .") +
-                          ", or --to state the format");
+  throw frames::Failure(path, "cannot be written: its name must end in one of ." +
+                                  CLI::detail::join(format_names(), ", .") + ", or --to state the format");
 }
 
 bool is_frame_itself(const std::string& input, const std::string& output) {
@@ -102,10 +104,10 @@ bool is_frame_itself(const std::string& input, const std::string& output) {
 }
 
 // People try pictures until they like them. A file of another ending may be a frame, whatever it is to become.
-Existing treatment_of_existing(const std::string& output, const ConvertOptions& options) {
+frames::Existing treatment_of_existing(const std::string& output, const ConvertOptions& options) {
   const std::string ending = ending_of(output);
   const bool is_picture = ending == ".png" && ending.ends_with(options.output.format);
-  return is_picture || options.overwrite ? Existing::kIsReplaced : Existing::kIsRefused;
+  return is_picture || options.overwrite ? frames::Existing::kIsReplaced : frames::Existing::kIsRefused;
 }
 
 struct Job {
@@ -113,18 +115,18 @@ struct Job {
   std::string output;
 };
 
-Remarks convert(const Job& job, const ConvertOptions& options, const Settings& settings, Names names) {
+frames::Remarks convert(const Job& job, const ConvertOptions& options, const Settings& settings, frames::Names names) {
   const auto& [input, output] = job;
   const Writer& writer = writer_for(output, options.output.format);
-  if (is_frame_itself(input, output)) throw Failure(output, "is the frame itself, which is not overwritten");
-  Remarks remarks;
+  if (is_frame_itself(input, output)) throw frames::Failure(output, "is the frame itself, which is not overwritten");
+  frames::Remarks remarks;
   frames::Frame frame = load_input(input, options.reading, settings, remarks);
   apply_operations(frame, options.operations, input, settings, remarks);
-  NewFile file(output, Interrupts::kRemoveFile, treatment_of_existing(output, options));
+  frames::NewFile file(output, frames::Interrupts::kRemoveFile, treatment_of_existing(output, options));
   try {
     writer.write(frame, options, file.stream(), remarks);
   } catch (const std::runtime_error& failure) {
-    throw Failure(output, failure.what());
+    throw frames::Failure(output, failure.what());
   }
   file.commit(names);
   remarks.values.emplace_back("size", std::to_string(frame.width) + " x " + std::to_string(frame.height) + " pixels");
@@ -163,10 +165,10 @@ void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<s
   for (const Job& job : jobs) {
     const std::string place = place_of(job.output);
     if (places.contains(place) && place != place_of(job.input)) {
-      throw Failure(job.output, "is a frame itself, which is not overwritten by what is made of " + job.input);
+      throw frames::Failure(job.output, "is a frame itself, which is not overwritten by what is made of " + job.input);
     }
     const auto [other, is_new] = input_of.emplace(place, job.input);
-    if (!is_new) throw Failure(job.output, "would be written for " + other->second + " and for " + job.input);
+    if (!is_new) throw frames::Failure(job.output, "would be written for " + other->second + " and for " + job.input);
   }
 }
 
@@ -185,7 +187,7 @@ Plan plan_for(const std::vector<std::string>& inputs, const ConvertOptions& opti
     }
     candidates.push_back({inputs[i], outputs[i]});
     const bool is_refused = is_there && !is_frame_itself(inputs[i], outputs[i]) &&
-                            treatment_of_existing(outputs[i], options) == Existing::kIsRefused;
+                            treatment_of_existing(outputs[i], options) == frames::Existing::kIsRefused;
     if (is_refused) {
       plan.refused.push_back(outputs[i]);
     } else {
@@ -200,7 +202,7 @@ void make_output_folder(const OutputOptions& options) {
   const std::string folder = output_folder(options);
   std::error_code error;
   if (!folder.empty()) fs::create_directories(folder, error);
-  if (error) throw Failure(folder, error.message());
+  if (error) throw frames::Failure(folder, error.message());
 }
 
 // The workers need not look into the folders, each for its frame.
@@ -209,7 +211,7 @@ void clear_output_folders(const std::vector<Job>& jobs) {
   for (const Job& job : jobs) folders.insert(fs::path(job.output).parent_path());
   for (const fs::path& path : folders) {
     const xrd::Descriptor folder(open(path.empty() ? "." : path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    if (folder) remove_left_files(folder.number());
+    if (folder) frames::remove_left_files(folder.number());
   }
 }
 
@@ -217,17 +219,17 @@ void clear_output_folders(const std::vector<Job>& jobs) {
 void sync_output_folders(const std::vector<std::string>& outputs) {
   std::set<std::pair<dev_t, ino_t>> synced;
   for (const std::string& output : outputs) {
-    const OutputPlace place = output_place(output);
+    const frames::OutputPlace place = frames::output_place(output);
     struct stat status {};
-    if (fstat(place.folder.number(), &status) != 0) cannot_be_written(output, errno);
-    if (synced.emplace(status.st_dev, status.st_ino).second) sync_folder(place.folder, output);
+    if (fstat(place.folder.number(), &status) != 0) frames::cannot_be_written(output, errno);
+    if (synced.emplace(status.st_dev, status.st_ino).second) frames::sync_folder(place.folder, output);
   }
 }
 
 // Several runs may be at work on the same frames: what another one has made meanwhile was there already, too.
 bool is_left_out(const Job& job, const TaskResult& result, const ConvertOptions& options) {
   return options.skip_existing && result.state == TaskResult::State::kFailed &&
-         result.text == Failure(job.output, kExistsAlready).what();
+         result.text == frames::Failure(job.output, frames::kExistsAlready).what();
 }
 
 std::string summary_of(const Plan& plan, std::size_t written, std::size_t left_out, double seconds) {
@@ -246,7 +248,7 @@ std::string summary_of(const Plan& plan, std::size_t written, std::size_t left_o
 int convert_all(const Plan& plan, const ConvertOptions& options, const Settings& settings) {
   const std::vector<Job>& jobs = plan.jobs;
   for (const std::string& output : plan.refused) {
-    std::fputs(failure_line(output + ": " + kExistsAlready).c_str(), stderr);
+    std::fputs(failure_line(output + ": " + frames::kExistsAlready).c_str(), stderr);
   }
   clear_output_folders(jobs);
   Progress progress(jobs.size());
@@ -254,7 +256,7 @@ int convert_all(const Plan& plan, const ConvertOptions& options, const Settings&
   std::size_t left_out = 0;
   const auto work = [&](std::size_t i) {
     std::string lines;
-    for (const std::string& warning : convert(jobs[i], options, settings, Names::kLater).warnings) {
+    for (const std::string& warning : convert(jobs[i], options, settings, frames::Names::kLater).warnings) {
       lines += warning_line(jobs[i].input, warning);
     }
     return lines;
@@ -282,11 +284,12 @@ int convert_all(const Plan& plan, const ConvertOptions& options, const Settings&
 int run(const ConvertOptions& options, const Settings& settings) {
   const std::vector<std::string> inputs = all_files(options.batch);
   const Plan plan = plan_for(inputs, options);
-  if (inputs.size() == 1 && !plan.refused.empty()) throw Failure(plan.refused[0], kExistsAlready, EEXIST);
+  if (inputs.size() == 1 && !plan.refused.empty())
+    throw frames::Failure(plan.refused[0], frames::kExistsAlready, EEXIST);
   make_output_folder(options.output);
   if (inputs.size() > 1 || plan.jobs.empty()) return convert_all(plan, options, settings);
   const Job& job = plan.jobs[0];
-  print_remarks(job.input, convert(job, options, settings, Names::kAtOnce));
+  print_remarks(job.input, convert(job, options, settings, frames::Names::kAtOnce));
   return 0;
 }
 
@@ -315,7 +318,7 @@ Action define_convert(CLI::App& command, const Settings& settings) {
   command.add_flag("--overwrite", options->overwrite, "Replace existing files, not pictures alone")
       ->excludes(skip)
       ->group(kGroup);
-  add_picture_options(command, options->picture);
+  pictures::add_picture_options(command, options->picture);
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
   command.footer(
@@ -326,4 +329,4 @@ Action define_convert(CLI::App& command, const Settings& settings) {
   return [options, &settings] { return run(*options, settings); };
 }
 
-}  // namespace host
+}  // namespace program

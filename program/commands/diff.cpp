@@ -11,7 +11,7 @@
 #include "program/options/input.h"
 #include "program/print.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -77,7 +77,7 @@ void print_difference(const Difference& difference, const frames::Frame& a, cons
 }
 
 frames::Frame load(const std::string& path, const DiffOptions& options, const Settings& settings) {
-  Remarks remarks;
+  frames::Remarks remarks;
   frames::Frame frame = load_input(path, options.reading, settings, remarks);
   print_warnings(path, remarks);
   return frame;
@@ -127,4 +127,4 @@ Action define_diff(CLI::App& command, const Settings& settings) {
   };
 }
 
-}  // namespace host
+}  // namespace program

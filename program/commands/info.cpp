@@ -19,7 +19,7 @@
 #include "program/print.h"
 #include "support/utf8.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -57,8 +57,8 @@ struct ToJson {
   }
 };
 
-Json values_of(const std::string& path, const frames::Frame& frame, const Remarks& remarks) {
-  const Statistics statistics = statistics_of(frame);
+Json values_of(const std::string& path, const frames::Frame& frame, const frames::Remarks& remarks) {
+  const frames::Statistics statistics = frames::statistics_of(frame);
   Json values;
   values["file"] = text_of(path);
   values["format"] = frames::format_keyword(frame.format);
@@ -79,11 +79,11 @@ Json values_of(const std::string& path, const frames::Frame& frame, const Remark
 // A lack of memory is told in the same line whether the frame is one of a batch or alone.
 Json describe(const std::string& path, const InfoOptions& options, const Settings& settings) {
   try {
-    Remarks remarks;
+    frames::Remarks remarks;
     const frames::Frame frame = load_input(path, options.reading, settings, remarks);
     return values_of(path, frame, remarks);
   } catch (const std::bad_alloc&) {
-    throw Failure(path, "needs more memory than there is");
+    throw frames::Failure(path, "needs more memory than there is");
   }
 }
 
@@ -92,7 +92,7 @@ Json describe(const std::string& path, const InfoOptions& options, const Setting
 // ------------------------------------------------------------------------------------------------------------------
 
 // Numbers for people: at most so many decimals, without trailing zeros.
-std::string number_text(double number, int decimals) {
+std::string decimal_text(double number, int decimals) {
   std::array<char, 400> text{};
   std::snprintf(text.data(), text.size(), "%.*f", decimals, number);
   std::string trimmed = text.data();
@@ -105,7 +105,7 @@ std::string number_text(double number, int decimals) {
 std::string text_of_value(const Json& value, int decimals) {
   if (value.is_null()) return "";
   if (value.is_string()) return value.get<std::string>();
-  return value.is_number_float() ? number_text(value.get<double>(), decimals) : value.dump();
+  return value.is_number_float() ? decimal_text(value.get<double>(), decimals) : value.dump();
 }
 
 // What people read: one value, or two with a separator in between.
@@ -174,7 +174,7 @@ void add_column(std::vector<std::string>& rows, const Line& line, std::vector<st
   cells.insert(cells.begin(), is_text ? line.label : std::string(line.label) + "/" + line.unit);
   std::size_t width = 0;
   for (std::string& cell : cells) {
-    cell = cell.empty() ? "-" : printable(cell);
+    cell = cell.empty() ? "-" : xrd::printable(cell);
     width = std::max(width, display_width(cell));
   }
   for (std::size_t row = 0; row < cells.size(); ++row) {
@@ -238,7 +238,7 @@ std::string with_apostrophes(const std::string& text) {
 
 // Exact for programs, but for the apostrophes; printable on terminals.
 std::string csv_text(const std::string& exact, bool is_terminal) {
-  const std::string text = is_terminal ? printable(exact) : exact;
+  const std::string text = is_terminal ? xrd::printable(exact) : exact;
   const std::string safe = with_apostrophes(text);
   const bool is_plain = safe == text && text.find_first_of(std::string(kSeparators) + "\"\r\n") == std::string::npos;
   return is_plain ? text : csv_quoted(safe);
@@ -273,8 +273,8 @@ std::string json_line(const Json& values) {
   std::string_view rest = dumped;
   std::string line;
   while (!rest.empty()) {
-    const auto [bytes, code] = first_character(rest);
-    if (code && is_unprintable(*code)) {
+    const auto [bytes, code] = xrd::first_character(rest);
+    if (code && xrd::is_unprintable(*code)) {
       std::array<char, 8> escape{};
       std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(*code) & 0xFFFF);
       line.append(escape.data());
@@ -375,4 +375,4 @@ Action define_info(CLI::App& command, const Settings& settings) {
   return [options, &settings] { return run(*options, settings); };
 }
 
-}  // namespace host
+}  // namespace program

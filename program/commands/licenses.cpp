@@ -5,7 +5,7 @@
 #include "program/license_text.h"
 #include "program/program.h"
 
-namespace host {
+namespace program {
 
 Action define_licenses(CLI::App& command, const Settings& /*settings*/) {
   command.footer("Example:\n  xrdimage licenses | less");
@@ -15,4 +15,4 @@ Action define_licenses(CLI::App& command, const Settings& /*settings*/) {
   };
 }
 
-}  // namespace host
+}  // namespace program

@@ -9,7 +9,7 @@
 #include "program/options/help.h"
 #include "program/program.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -244,4 +244,4 @@ Action define_completion(CLI::App& command, const Settings& /*settings*/) {
   };
 }
 
-}  // namespace host
+}  // namespace program

@@ -11,7 +11,7 @@
 #include "program/print.h"
 #include "program/program.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -23,10 +23,10 @@ struct SampleOptions {
 };
 
 int run(const SampleOptions& options) {
-  const Mar345Frame frame = make_synthetic_frame(options.size, options.seed);
-  NewFile file(options.output, Interrupts::kRemoveFile,
-               options.overwrite ? Existing::kIsReplaced : Existing::kIsRefused);
-  write_mar345(frame, file.stream());
+  const frames::Mar345Frame frame = frames::make_synthetic_frame(options.size, options.seed);
+  frames::NewFile file(options.output, frames::Interrupts::kRemoveFile,
+                       options.overwrite ? frames::Existing::kIsReplaced : frames::Existing::kIsRefused);
+  frames::write_mar345(frame, file.stream());
   file.commit();
   const auto overflows = std::ranges::count_if(frame.counts, [](std::uint32_t count) { return count > 65535; });
   print_value("size", std::to_string(frame.size) + " x " + std::to_string(frame.size) + " pixels");
@@ -57,4 +57,4 @@ Action define_sample(CLI::App& command, const Settings& /*settings*/) {
   return [options] { return run(*options); };
 }
 
-}  // namespace host
+}  // namespace program

@@ -24,7 +24,7 @@
 #include "program/terminal.h"
 #include "program/terminal_drawing.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -36,7 +36,7 @@ struct ViewOptions {
   std::optional<int> divisor;
   InputOptions reading;
   std::vector<Operation> operations;
-  PictureOptions picture;
+  pictures::PictureOptions picture;
 };
 
 bool is_set(const char* variable) {
@@ -53,16 +53,16 @@ void open_viewer(const std::string& picture) {
   pid_t process = -1;
   const int error = posix_spawnp(&process, name.c_str(), nullptr, nullptr, arguments, environ);
   int status = 0;
-  if (error != 0) throw Failure(picture, std::string("the viewer cannot be started: ") + std::strerror(error));
-  if (waitpid(process, &status, 0) != process || status != 0) throw Failure(picture, "the viewer failed");
+  if (error != 0) throw frames::Failure(picture, std::string("the viewer cannot be started: ") + std::strerror(error));
+  if (waitpid(process, &status, 0) != process || status != 0) throw frames::Failure(picture, "the viewer failed");
 }
 
-void view_on_display(const frames::Frame& frame, const ViewOptions& options, Remarks& remarks) {
+void view_on_display(const frames::Frame& frame, const ViewOptions& options, frames::Remarks& remarks) {
   const ScratchFolder scratch;
   const std::string name = frames::name_without_ending(fs::path(options.file).filename().string()) + ".png";
   const std::string picture = (fs::path(scratch.path()) / name).string();
-  NewFile file(picture);
-  write_png(draw_picture(frame, options.picture, remarks), file.stream());
+  frames::NewFile file(picture);
+  pictures::write_png(pictures::draw_picture(frame, options.picture, remarks), file.stream());
   file.commit();
   print_remarks(options.file, remarks);
   std::fflush(stdout);
@@ -70,7 +70,7 @@ void view_on_display(const frames::Frame& frame, const ViewOptions& options, Rem
 }
 
 int run(const ViewOptions& options, const Settings& settings) {
-  Remarks remarks;
+  frames::Remarks remarks;
   frames::Frame frame = load_input(options.file, options.reading, settings, remarks);
   apply_operations(frame, options.operations, options.file, settings, remarks);
   if (options.reading.classic && !options.terminal) {
@@ -98,7 +98,7 @@ Action define_view(CLI::App& command, const Settings& settings) {
       ->transform(without_leading_zeros())
       ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
       ->group("Output");
-  add_picture_options(command, options->picture);
+  pictures::add_picture_options(command, options->picture);
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
   command.footer(
@@ -112,4 +112,4 @@ Action define_view(CLI::App& command, const Settings& settings) {
   return [options, &settings] { return run(*options, settings); };
 }
 
-}  // namespace host
+}  // namespace program

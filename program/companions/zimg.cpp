@@ -21,8 +21,8 @@
 
 namespace {
 
-using host::CountRange;
-using host::Failure;
+using frames::Failure;
+using pictures::CountRange;
 
 static_assert(std::endian::native == std::endian::little, "pixels are read in the processor's order");
 
@@ -41,7 +41,7 @@ struct Options {
 };
 
 std::string message_line(const char* message) {
-  return host::message_line("zimg", message);
+  return xrd::message_line("zimg", message);
 }
 
 bool matched(const std::string& text, int found, int length) {
@@ -87,8 +87,8 @@ std::uint8_t colour_of(std::int64_t count, const CountRange& range, std::size_t 
 }
 
 void convert(const Options& options) {
-  host::Picture picture;
-  if (!options.colormap.empty()) picture.palette = host::read_colormap(options.colormap);
+  pictures::Picture picture;
+  if (!options.colormap.empty()) picture.palette = pictures::read_colormap(options.colormap);
   const std::size_t colours = picture.palette.empty() ? 256 : picture.palette.size();
   picture.width = options.size.width;
   picture.height = options.size.height;
@@ -97,8 +97,8 @@ void convert(const Options& options) {
   for (const std::uint16_t word : read_dump(options.input, pixels)) {
     picture.pixels.push_back(colour_of(word, options.range, colours));
   }
-  host::NewFile file(options.output);
-  host::write_png(picture, file.stream());
+  frames::NewFile file(options.output);
+  pictures::write_png(picture, file.stream());
   file.commit();
 }
 

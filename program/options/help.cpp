@@ -4,7 +4,7 @@
 #include <array>
 #include <string_view>
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -93,4 +93,4 @@ std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
   return (name.empty() ? "" : " " + name) + (option->get_expected_max() > 1 ? " ..." : "");
 }
 
-}  // namespace host
+}  // namespace program

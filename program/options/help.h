@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace host {
+namespace program {
 
 // What an option's value is called, "FORMAT", and the words that it may be, if these are all known.
 std::string value_name(const CLI::Option& option);
@@ -24,4 +24,4 @@ class HelpFormatter : public CLI::Formatter {
   std::string make_short_groups(const CLI::App* app) const;
 };
 
-}  // namespace host
+}  // namespace program

@@ -9,7 +9,7 @@
 #include "program/options/numbers.h"
 #include "support/files.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -21,11 +21,11 @@ constexpr const char* kReadingGroup = "Reading";
 void check_readable(const std::string& path) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
-  if (error) throw Failure(path, error.message());
-  if (fs::is_directory(status)) throw Failure(path, "is a directory");
-  if (!fs::is_regular_file(status)) throw Failure(path, "is not a regular file");
-  if (!xrd::open_file(path.c_str(), "r")) throw Failure(path, std::strerror(errno));
-  if (fs::file_size(path, error) == 0) throw Failure(path, "is empty");
+  if (error) throw frames::Failure(path, error.message());
+  if (fs::is_directory(status)) throw frames::Failure(path, "is a directory");
+  if (!fs::is_regular_file(status)) throw frames::Failure(path, "is not a regular file");
+  if (!xrd::open_file(path.c_str(), "r")) throw frames::Failure(path, std::strerror(errno));
+  if (fs::file_size(path, error) == 0) throw frames::Failure(path, "is empty");
 }
 
 template <typename Value>
@@ -102,7 +102,7 @@ void add_input_options(CLI::App& command, InputOptions& options) {
 }
 
 frames::Frame load_input(const std::string& path, const InputOptions& options, const Settings& settings,
-                         Remarks& remarks) {
+                         frames::Remarks& remarks) {
   check_readable(path);
   frames::Frame frame;
   if (options.classic) {
@@ -111,7 +111,7 @@ frames::Frame load_input(const std::string& path, const InputOptions& options, c
     try {
       frame = frames::load_frame(path, options.loading);
     } catch (const frames::LoadError& error) {
-      throw Failure(path, error.what());
+      throw frames::Failure(path, error.what());
     }
   }
   for (const std::string& note : frame.notes) remarks.warnings.push_back(note);
@@ -122,4 +122,4 @@ frames::Frame load_input(const std::string& path, const InputOptions& options, c
   return frame;
 }
 
-}  // namespace host
+}  // namespace program

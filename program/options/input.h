@@ -9,7 +9,7 @@
 #include "frames/remarks.h"
 #include "program/program.h"
 
-namespace host {
+namespace program {
 
 struct InputOptions {
   frames::LoadOptions loading;
@@ -25,6 +25,6 @@ void add_input_options(CLI::App& command, InputOptions& options);
 
 // Throws a Failure that says what is wrong with the file. What the user should know is left in the remarks.
 frames::Frame load_input(const std::string& path, const InputOptions& options, const Settings& settings,
-                         Remarks& remarks);
+                         frames::Remarks& remarks);
 
-}  // namespace host
+}  // namespace program

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <cmath>
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -79,4 +79,4 @@ frames::LoadOptions::Size parse_size(const std::string& option, const std::strin
   return {size->front(), size->back()};
 }
 
-}  // namespace host
+}  // namespace program

@@ -10,7 +10,7 @@
 
 #include "frames/frame.h"
 
-namespace host {
+namespace program {
 
 // "1.5,2" as numbers; nothing when it is something else. They are finite.
 std::optional<std::vector<double>> reals_in(const std::string& text);
@@ -40,4 +40,4 @@ std::optional<std::array<Number, 2>> parse_pair(const std::string& text, char se
 // "WxH", both at least 1.
 frames::LoadOptions::Size parse_size(const std::string& option, const std::string& text);
 
-}  // namespace host
+}  // namespace program

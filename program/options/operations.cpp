@@ -16,7 +16,7 @@
 #include "program/options/numbers.h"
 #include "xrdimage.h"
 
-namespace host {
+namespace program {
 
 namespace {
 
@@ -93,7 +93,7 @@ Operation bin(int factor) {
     if (factor > std::min(frame.width, frame.height)) {
       throw std::runtime_error("--bin " + std::to_string(factor) + " is more than the frame's width or height");
     }
-    Frame binned = blank_frame(frame, frame.width / factor, frame.height / factor);
+    Frame binned = frames::blank_frame(frame, frame.width / factor, frame.height / factor);
     const auto edge = static_cast<std::size_t>(factor);
     const auto columns = static_cast<std::size_t>(binned.width);
     for (std::size_t pixel = 0; pixel < binned.counts.size(); ++pixel) {
@@ -106,7 +106,7 @@ Operation bin(int factor) {
         binned.unknown[pixel] = true;
       }
     }
-    scale_geometry(binned.header, factor, factor);
+    frames::scale_geometry(binned.header, factor, factor);
     if (auto& saturation = binned.header.saturation) saturation = *saturation * factor * factor;
     frame = std::move(binned);
   };
@@ -131,8 +131,8 @@ Operation crop(const Numbers& numbers) {
     if (x >= frame.width || y >= frame.height) throw std::runtime_error("--crop begins outside of the frame");
     const auto columns = static_cast<std::size_t>(frame.width);
     const std::size_t first = static_cast<std::size_t>(y) * columns + static_cast<std::size_t>(x);
-    frame = rearranged(frame, std::min(width, frame.width - x), std::min(height, frame.height - y),
-                       [=](std::size_t column, std::size_t row) { return first + row * columns + column; });
+    frame = frames::rearranged(frame, std::min(width, frame.width - x), std::min(height, frame.height - y),
+                               [=](std::size_t column, std::size_t row) { return first + row * columns + column; });
     if (auto& beam = frame.header.beam_centre) beam = frames::Point{beam->x - x, beam->y - y};
   };
 }
@@ -142,8 +142,8 @@ Operation rotate() {
   return [](Frame& frame) {
     const auto columns = static_cast<std::size_t>(frame.width);
     const auto rows = static_cast<std::size_t>(frame.height);
-    Frame rotated = rearranged(frame, frame.height, frame.width,
-                               [=](std::size_t x, std::size_t y) { return (rows - 1 - x) * columns + y; });
+    Frame rotated = frames::rearranged(frame, frame.height, frame.width,
+                                       [=](std::size_t x, std::size_t y) { return (rows - 1 - x) * columns + y; });
     if (auto& beam = rotated.header.beam_centre) beam = frames::Point{frame.height - 1 - beam->y, beam->x};
     if (auto& pixel = rotated.header.pixel_size) std::swap(pixel->x, pixel->y);
     frame = std::move(rotated);
@@ -176,7 +176,7 @@ Operation average(int radius) {
   return [=](Frame& frame) {
     const std::int64_t edge = 2 * std::int64_t{radius};
     const std::int64_t pixels = std::min<std::int64_t>(edge, frame.width) * std::min<std::int64_t>(edge, frame.height);
-    const Statistics statistics = statistics_of(frame);
+    const frames::Statistics statistics = frames::statistics_of(frame);
     require_up_to(kLargestSigned / pixels, std::max(statistics.maximum, -statistics.minimum),
                   "--mean over " + std::to_string(pixels) + " pixels");
     mittle_Daten(frame.counts.data(), frame.width, frame.height, radius);
@@ -187,7 +187,7 @@ Operation average(int radius) {
 Operation logarithm(int base) {
   return [=](Frame& frame) {
     zero_negative(frame);
-    const Statistics statistics = statistics_of(frame);
+    const frames::Statistics statistics = frames::statistics_of(frame);
     require_up_to(kLargestSigned, statistics.maximum, "--log");
     logarith_data(frame.counts.data(), pixel_count(frame), base, static_cast<int>(statistics.minimum),
                   static_cast<int>(statistics.maximum));
@@ -204,7 +204,7 @@ Operation scale_to(int target) {
 Operation box(Numbers numbers) {
   return [=](Frame& frame) mutable {
     zero_negative(frame);
-    require_up_to(kLargestSigned, statistics_of(frame).maximum, "--box");
+    require_up_to(kLargestSigned, frames::statistics_of(frame).maximum, "--box");
     make_short_box(frame.counts.data(), frame.width, frame.height, numbers.data(), numbers.data() + 2,
                    divisor_of(numbers, 6));
   };
@@ -214,7 +214,7 @@ Operation box(Numbers numbers) {
 Operation cross(const Numbers& numbers) {
   return [=](Frame& frame) {
     zero_negative(frame);
-    require_up_to(kLargestSigned, statistics_of(frame).maximum, "--cross");
+    require_up_to(kLargestSigned, frames::statistics_of(frame).maximum, "--cross");
     make_short_cross(frame.counts.data(), frame.width, frame.height, numbers[0], numbers[1], divisor_of(numbers, 2));
   };
 }
@@ -223,7 +223,7 @@ Operation cross(const Numbers& numbers) {
 void shift_to_16_bits(Frame& frame) {
   zero_negative(frame);
   constexpr std::int64_t kLargestWord = 65535;
-  const std::int64_t largest = statistics_of(frame).maximum;
+  const std::int64_t largest = frames::statistics_of(frame).maximum;
   int shift = 0;
   while (largest >> shift > kLargestWord) ++shift;
   if (shift == 0) return;
@@ -241,7 +241,7 @@ Operation parse_smooth(const std::string& option, const std::string& text) {
 // Unknown counts must not disturb their neighbours more than they have to.
 void fill_unknown(Frame& frame) {
   if (frame.unknown.empty()) return;
-  const auto largest = static_cast<std::uint32_t>(statistics_of(frame).maximum);
+  const auto largest = static_cast<std::uint32_t>(frames::statistics_of(frame).maximum);
   for (std::size_t i = 0; i < frame.counts.size(); ++i) {
     if (frame.unknown[i]) frame.counts[i] = largest;
   }
@@ -312,12 +312,12 @@ void add_operation_options(CLI::App& command, std::vector<Operation>& operations
   options.add_number("--mean", "Average over windows of 2N x 2N pixels", 1, average);
   options.add_number("--log", "Logarithm of this base, stretched to the old maximum", 2, logarithm);
   options.add_flag("--invert", "Take the counts from 16777215", [](Frame& frame) {
-    require_up_to(16777215, statistics_of(frame).maximum, "--invert");
+    require_up_to(16777215, frames::statistics_of(frame).maximum, "--invert");
     invert_data(frame.counts.data(), pixel_count(frame));
   });
   options.add_flag("--scale-up", "Multiply by the whole number that brings the largest near 10000", [](Frame& frame) {
     zero_negative(frame);
-    require_up_to(10000, statistics_of(frame).maximum, "--scale-up");  // or all would be multiplied by 0
+    require_up_to(10000, frames::statistics_of(frame).maximum, "--scale-up");  // or all would be multiplied by 0
     scale_up(frame.counts.data(), frame.width, frame.height);
   });
   options.add_number("--scale-to", "Multiply so that the largest becomes N", 0, scale_to);
@@ -334,20 +334,20 @@ void add_operation_options(CLI::App& command, std::vector<Operation>& operations
 }
 
 void apply_operations(Frame& frame, const std::vector<Operation>& operations, const std::string& path,
-                      const Settings& settings, Remarks& remarks) {
+                      const Settings& settings, frames::Remarks& remarks) {
   const std::size_t notes_before = frame.notes.size();
   for (const Operation& operation : operations) {
     fill_unknown(frame);
-    LibraryReport report;
+    xrd::LibraryReport report;
     try {
       report = run_library(settings, {}, [&] { operation(frame); });
     } catch (const std::runtime_error& refusal) {
-      throw Failure(path, refusal.what());
+      throw frames::Failure(path, refusal.what());
     }
     // The library warns of what the user asks --fit to cut off, and of nothing else.
-    if (!report.errors.empty()) throw Failure(path, joined_errors(report, path));
+    if (!report.errors.empty()) throw frames::Failure(path, xrd::joined_errors(report, path));
   }
   for (std::size_t i = notes_before; i < frame.notes.size(); ++i) remarks.warnings.push_back(frame.notes[i]);
 }
 
-}  // namespace host
+}  // namespace program

@@ -9,7 +9,7 @@
 #include "frames/remarks.h"
 #include "program/program.h"
 
-namespace host {
+namespace program {
 
 // Changes the frame's pixels, and maybe its size, mostly by functions of the library.
 using Operation = std::function<void(frames::Frame& frame)>;
@@ -21,6 +21,6 @@ void add_operation_options(CLI::App& command, std::vector<Operation>& operations
 // part as the largest known one, and stay unknown; those that come from them by binning are unknown too. Where the
 // library knows no negative counts, they become 0. What the user should know is left in the remarks.
 void apply_operations(frames::Frame& frame, const std::vector<Operation>& operations, const std::string& path,
-                      const Settings& settings, Remarks& remarks);
+                      const Settings& settings, frames::Remarks& remarks);
 
-}  // namespace host
+}  // namespace program

@@ -92,7 +92,7 @@ frames::LoadOptions options_of(const std::optional<std::string>& format, const s
   frames::LoadOptions options;
   if (format) {
     options.format = frames::format_of_keyword(*format);
-    if (!options.format) throw py::value_error("there is no format " + host::printable(*format));
+    if (!options.format) throw py::value_error("there is no format " + xrd::printable(*format));
   }
   if (size) options.size = {size->first, size->second};
   options.depth = depth;
@@ -129,23 +129,23 @@ py::tuple load(const std::string& path, const std::optional<std::string>& format
 
 struct Writer {
   const char* format;
-  void (*write)(const frames::Frame& frame, const host::WriteOptions& options, std::FILE* stream,
-                host::Remarks& remarks);
+  void (*write)(const frames::Frame& frame, const frames::WriteOptions& options, std::FILE* stream,
+                frames::Remarks& remarks);
 };
 
 constexpr std::array<Writer, 7> kWriters{{
-    {"edf", host::write_edf},
-    {"tif", host::write_tiff},
-    {"img", host::write_adsc},
-    {"mar", host::write_mar345},
-    {"pck", host::write_packed},
-    {"raw", host::write_raw},
-    {"npy", host::write_npy},
+    {"edf", frames::write_edf},
+    {"tif", frames::write_tiff},
+    {"img", frames::write_adsc},
+    {"mar", frames::write_mar345},
+    {"pck", frames::write_packed},
+    {"raw", frames::write_raw},
+    {"npy", frames::write_npy},
 }};
 
 const Writer& writer_of(const std::string& format) {
   const auto* const found = std::ranges::find(kWriters, format, &Writer::format);
-  if (found == kWriters.end()) throw py::value_error("there is no format " + host::printable(format));
+  if (found == kWriters.end()) throw py::value_error("there is no format " + xrd::printable(format));
   return *found;
 }
 
@@ -157,11 +157,11 @@ void write_new_file(const std::string& path, Write write) {
   try {
     const Unlocked unlocked;
     // Python deals with signals.
-    host::NewFile file(path, host::Interrupts::kAreLeftAlone);
+    frames::NewFile file(path, frames::Interrupts::kAreLeftAlone);
     write(file.stream());
     file.commit();
     return;
-  } catch (const host::Failure& failed) {
+  } catch (const frames::Failure& failed) {
     error = failed.error() == 0 ? EIO : failed.error();
   } catch (const std::system_error& failed) {
     error = failed.code().value();
@@ -191,7 +191,7 @@ py::list save(const std::string& path, const Image& counts, bool is_signed, cons
     const bool* const first = mask->data();
     if (std::find(first, first + pixels, true) != first + pixels) frame.unknown.assign(first, first + pixels);
   }
-  host::Remarks remarks;
+  frames::Remarks remarks;
   write_new_file(path, [&](std::FILE* stream) { writer.write(frame, {.bits = bits}, stream, remarks); });
   py::list warnings;
   for (const std::string& warning : remarks.warnings) warnings.append(message_of(warning));
@@ -200,7 +200,8 @@ py::list save(const std::string& path, const Image& counts, bool is_signed, cons
 
 void sample(const std::string& path, int size, std::uint64_t seed) {
   if (size < 64 || size > 4096) throw py::value_error("size is from 64 to 4096");
-  write_new_file(path, [&](std::FILE* stream) { host::write_mar345(host::make_synthetic_frame(size, seed), stream); });
+  write_new_file(path,
+                 [&](std::FILE* stream) { frames::write_mar345(frames::make_synthetic_frame(size, seed), stream); });
 }
 
 std::vector<std::string> writable_formats() {

@@ -62,7 +62,7 @@ py::str text_of(const std::string& utf8) {
 }
 
 py::str message_of(const std::string& text) {
-  return text_of(host::printable(text));
+  return text_of(xrd::printable(text));
 }
 
 namespace {

@@ -62,7 +62,7 @@ struct CallOptions {
 };
 
 struct CallOutcome {
-  host::LibraryReport report;
+  xrd::LibraryReport report;
   std::vector<std::string> tiff_messages;
   int open_error = 0;
 };
@@ -83,7 +83,7 @@ CallOutcome run_call(const CallOptions& options, Function function) {
     outcome.tiff_messages = call.tiff_messages;
     outcome.open_error = call.open_error;
   }
-  outcome.report = host::parse_library_output(printed);
+  outcome.report = xrd::parse_library_output(printed);
   return outcome;
 }
 

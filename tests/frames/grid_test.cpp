@@ -19,7 +19,7 @@ frames::Frame full_frame() {
 }
 
 TEST(BlankFrame, KeepsAllButThePixels) {
-  const frames::Frame frame = host::blank_frame(full_frame(), 1, 2);
+  const frames::Frame frame = frames::blank_frame(full_frame(), 1, 2);
   EXPECT_EQ(frame.width, 1);
   EXPECT_EQ(frame.height, 2);
   EXPECT_TRUE(frame.counts == Counts({0, 0}));
@@ -32,7 +32,7 @@ TEST(BlankFrame, KeepsAllButThePixels) {
 
 TEST(Rearranged, PixelsComeFromWhereTheyAreSaidToBe) {
   const auto mirrored = [](std::size_t x, std::size_t y) { return y * 3 + 1 - x; };
-  const frames::Frame frame = host::rearranged(full_frame(), 2, 2, mirrored);
+  const frames::Frame frame = frames::rearranged(full_frame(), 2, 2, mirrored);
   EXPECT_EQ(frame.width, 2);
   EXPECT_EQ(frame.height, 2);
   EXPECT_TRUE(frame.counts == Counts({2, 1, 5, 4}));
@@ -43,14 +43,14 @@ TEST(Rearranged, PixelsComeFromWhereTheyAreSaidToBe) {
 TEST(Rearranged, WhereAllIsKnownItStaysSo) {
   frames::Frame frame = full_frame();
   frame.unknown.clear();
-  EXPECT_TRUE(host::rearranged(frame, 1, 1, [](std::size_t, std::size_t) { return std::size_t{5}; }).unknown.empty());
+  EXPECT_TRUE(frames::rearranged(frame, 1, 1, [](std::size_t, std::size_t) { return std::size_t{5}; }).unknown.empty());
 }
 
 TEST(ScaledGeometry, CentresOfPixelsHaveWholeCoordinates) {
   frames::Header header;
   header.pixel_size = frames::Point{0.1, 0.2};
   header.beam_centre = frames::Point{0.5, 1.0};  // in the middle of the blocks 0 and 0 of 2 x 3 pixels
-  host::scale_geometry(header, 2, 3);
+  frames::scale_geometry(header, 2, 3);
   EXPECT_DOUBLE_EQ(header.pixel_size->x, 0.2);
   EXPECT_DOUBLE_EQ(header.pixel_size->y, 0.6);
   EXPECT_DOUBLE_EQ(header.beam_centre->x, 0.0);
@@ -59,7 +59,7 @@ TEST(ScaledGeometry, CentresOfPixelsHaveWholeCoordinates) {
 
 TEST(ScaledGeometry, WhatIsNotKnownStaysUnknown) {
   frames::Header header;
-  host::scale_geometry(header, 2, 3);
+  frames::scale_geometry(header, 2, 3);
   EXPECT_FALSE(header.pixel_size);
   EXPECT_FALSE(header.beam_centre);
 }

@@ -8,8 +8,8 @@
 
 namespace {
 
-using host::Statistics;
-using host::statistics_of;
+using frames::Statistics;
+using frames::statistics_of;
 
 frames::Frame row_of(const std::vector<std::uint32_t>& counts) {
   return test::frame_of(static_cast<int>(counts.size()), 1, counts);

@@ -7,8 +7,8 @@
 
 namespace {
 
-using host::make_synthetic_frame;
-using host::Mar345Frame;
+using frames::make_synthetic_frame;
+using frames::Mar345Frame;
 
 TEST(SyntheticFrame, TheSeedDecidesTheCounts) {
   const Mar345Frame frame = make_synthetic_frame(100, 5);

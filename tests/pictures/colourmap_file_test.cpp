@@ -7,10 +7,10 @@
 
 namespace {
 
-using host::Failure;
-using host::read_colormap;
+using frames::Failure;
+using pictures::read_colormap;
 
-std::vector<int> components(const host::Rgb& colour) {
+std::vector<int> components(const pictures::Rgb& colour) {
   return {colour.red, colour.green, colour.blue};
 }
 
@@ -24,7 +24,7 @@ TEST(Colormap, ALineIsAColour) {
 }
 
 TEST(Colormap, TheLibrarysHas255ColoursFromBlackToWhite) {
-  const auto colours = host::library_colormap();
+  const auto colours = pictures::library_colormap();
   ASSERT_EQ(colours.size(), 255U);
   EXPECT_EQ(components(colours[0]), (std::vector{0, 0, 0}));
   EXPECT_EQ(components(colours[1]), (std::vector{0, 0, 21}));

@@ -7,14 +7,14 @@
 
 namespace {
 
-using host::ColorMap;
-using host::Colors;
-using host::Rgb;
+using pictures::ColorMap;
+using pictures::Colors;
+using pictures::Rgb;
 
 constexpr ColorMap kMaps[]{ColorMap::kClassic, ColorMap::kGrey, ColorMap::kInverse, ColorMap::kViridis};
 
 TEST(Colors, GreyGoesFromBlackToWhite) {
-  const Colors colors = host::make_colors(ColorMap::kGrey);
+  const Colors colors = pictures::make_colors(ColorMap::kGrey);
   EXPECT_EQ(colors.levels, 253);
   EXPECT_EQ(colors.palette[0], (Rgb{0, 0, 0}));
   EXPECT_EQ(colors.palette[126], (Rgb{128, 128, 128}));  // 127.5
@@ -23,14 +23,14 @@ TEST(Colors, GreyGoesFromBlackToWhite) {
 }
 
 TEST(Colors, InverseGoesFromWhiteToBlack) {
-  const Colors colors = host::make_colors(ColorMap::kInverse);
+  const Colors colors = pictures::make_colors(ColorMap::kInverse);
   EXPECT_EQ(colors.palette[0], (Rgb{255, 255, 255}));
   EXPECT_EQ(colors.palette[1], (Rgb{254, 254, 254}));  // 253.99
   EXPECT_EQ(colors.palette[252], (Rgb{0, 0, 0}));
 }
 
 TEST(Colors, ViridisGoesFromDarkBlueToYellowAndIsEverLighter) {
-  const Colors colors = host::make_colors(ColorMap::kViridis);
+  const Colors colors = pictures::make_colors(ColorMap::kViridis);
   EXPECT_EQ(colors.palette[0], (Rgb{68, 1, 84}));
   EXPECT_EQ(colors.palette[84], (Rgb{49, 104, 142}));  // the sixth of sixteen anchors: 84 / 252 = 5 / 15
   EXPECT_EQ(colors.palette[252], (Rgb{253, 231, 37}));
@@ -44,8 +44,8 @@ TEST(Colors, ViridisGoesFromDarkBlueToYellowAndIsEverLighter) {
 }
 
 TEST(Colors, ClassicIsTheLibrarysMap) {
-  const Colors colors = host::make_colors(ColorMap::kClassic);
-  const std::vector<Rgb> map = host::library_colormap();
+  const Colors colors = pictures::make_colors(ColorMap::kClassic);
+  const std::vector<Rgb> map = pictures::library_colormap();
   ASSERT_EQ(colors.levels, 255);
   EXPECT_TRUE(std::ranges::equal(map, std::span(colors.palette).first(255)));
   EXPECT_EQ(colors.palette[colors.ink], (Rgb{255, 255, 255}));
@@ -54,7 +54,7 @@ TEST(Colors, ClassicIsTheLibrarysMap) {
 
 TEST(Colors, NoLevelLooksLikeAnUnknownPixel) {
   for (const ColorMap map : kMaps) {
-    const Colors colors = host::make_colors(map);
+    const Colors colors = pictures::make_colors(map);
     const Rgb expected = map == ColorMap::kClassic ? Rgb{128, 128, 128} : Rgb{255, 0, 0};
     EXPECT_EQ(colors.palette.at(colors.unknown), expected);
     EXPECT_EQ(std::ranges::count(colors.palette, expected), 1);

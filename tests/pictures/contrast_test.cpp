@@ -11,9 +11,9 @@
 
 namespace {
 
-using host::automatic_range;
-using host::CountRange;
-using host::Scale;
+using pictures::automatic_range;
+using pictures::CountRange;
+using pictures::Scale;
 using test::frame_of;
 using Levels = std::vector<std::uint8_t>;
 
@@ -66,35 +66,36 @@ TEST(AutomaticRange, IsNeverEmpty) {
 
 TEST(Levels, CutTheRangeIntoEqualPieces) {
   // 0-8 in four levels: two counts each, and the end belongs to the last.
-  EXPECT_EQ(host::levels_of(frame_of(10, 1, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}), {0, 8}, Scale::kLinear, 4, 99),
+  EXPECT_EQ(pictures::levels_of(frame_of(10, 1, {0, 1, 2, 3, 4, 5, 6, 7, 8, 9}), {0, 8}, Scale::kLinear, 4, 99),
             (Levels{0, 0, 1, 1, 2, 2, 3, 3, 3, 3}));
 }
 
 TEST(Levels, FollowTheSquareRoot) {
   // sqrt(t) passes 1/4, 2/4 and 3/4 at 1, 4 and 9 of 16.
-  EXPECT_EQ(host::levels_of(frame_of(8, 1, {0, 1, 3, 4, 8, 9, 15, 16}), {0, 16}, Scale::kSqrt, 4, 99),
+  EXPECT_EQ(pictures::levels_of(frame_of(8, 1, {0, 1, 3, 4, 8, 9, 15, 16}), {0, 16}, Scale::kSqrt, 4, 99),
             (Levels{0, 1, 1, 2, 2, 3, 3, 3}));
 }
 
 TEST(Levels, FollowTheLogarithm) {
   // log(1 + n) / log(256) passes 1/8 at n = 1, 2/8 at 3, 4/8 at 15; 100 is low.
-  EXPECT_EQ(host::levels_of(frame_of(8, 1, {90, 100, 101, 102, 104, 114, 116, 400}), {100, 355}, Scale::kLog, 8, 99)[0],
-            0);
+  EXPECT_EQ(
+      pictures::levels_of(frame_of(8, 1, {90, 100, 101, 102, 104, 114, 116, 400}), {100, 355}, Scale::kLog, 8, 99)[0],
+      0);
   const Levels levels =
-      host::levels_of(frame_of(7, 1, {90, 100, 102, 104, 114, 116, 400}), {100, 355}, Scale::kLog, 8, 99);
+      pictures::levels_of(frame_of(7, 1, {90, 100, 102, 104, 114, 116, 400}), {100, 355}, Scale::kLog, 8, 99);
   EXPECT_EQ(levels, (Levels{0, 0, 1, 2, 3, 4, 7}));
 }
 
 TEST(Levels, OfUnknownPixelsAreTheirOwn) {
   frames::Frame frame = frame_of(3, 1, {0, 5, 9});
   frame.unknown = {false, true, false};
-  EXPECT_EQ(host::levels_of(frame, {0, 9}, Scale::kLinear, 10, 99), (Levels{0, 99, 9}));
+  EXPECT_EQ(pictures::levels_of(frame, {0, 9}, Scale::kLinear, 10, 99), (Levels{0, 99, 9}));
 }
 
 TEST(Levels, OfNegativeCountsAreInTheirPlace) {
   frames::Frame frame = frame_of(4, 1, {0x80000000, 0xFFFFFFFF, 0, 0x7FFFFFFF});
   frame.is_signed = true;
-  EXPECT_EQ(host::levels_of(frame, {-2, 2}, Scale::kLinear, 4, 99), (Levels{0, 1, 2, 3}));
+  EXPECT_EQ(pictures::levels_of(frame, {-2, 2}, Scale::kLinear, 4, 99), (Levels{0, 1, 2, 3}));
 }
 
 // Each pixel against the formula, written once more: around every place where the level may change.
@@ -123,7 +124,7 @@ TEST(Levels, AreThoseOfTheFormulaForEveryCount) {
     const frames::Frame frame = frame_of(static_cast<int>(counts.size()), 1, counts);
     for (const Scale scale : kScales) {
       for (const int levels : {4, 253, 255}) {
-        const Levels found = host::levels_of(frame, range, scale, levels, 99);
+        const Levels found = pictures::levels_of(frame, range, scale, levels, 99);
         std::size_t wrong = 0;
         for (std::size_t i = 0; i < counts.size(); ++i) {
           const auto width_d = static_cast<double>(width);
@@ -140,9 +141,9 @@ TEST(Levels, AreThoseOfTheFormulaForEveryCount) {
 }
 
 TEST(Levels, HaveAMiddleCount) {
-  EXPECT_EQ(host::middle_count({100, 500}, Scale::kLinear), 300);
-  EXPECT_EQ(host::middle_count({100, 500}, Scale::kSqrt), 200);
-  EXPECT_EQ(host::middle_count({100, 355}, Scale::kLog), 115);  // 1 + 15 is the root of 1 + 255
+  EXPECT_EQ(pictures::middle_count({100, 500}, Scale::kLinear), 300);
+  EXPECT_EQ(pictures::middle_count({100, 500}, Scale::kSqrt), 200);
+  EXPECT_EQ(pictures::middle_count({100, 355}, Scale::kLog), 115);  // 1 + 15 is the root of 1 + 255
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 namespace {
 
 using Counts = std::vector<std::uint32_t>;
-using host::fitted;
+using pictures::fitted;
 using test::frame_of;
 
 TEST(Fitted, BlocksBecomeTheirMeans) {

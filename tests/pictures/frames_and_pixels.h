@@ -14,16 +14,16 @@ inline frames::Frame empty_frame(int width, int height) {
                   std::vector<std::uint32_t>(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)));
 }
 
-inline int entry_at(const host::Picture& picture, int x, int y) {
+inline int entry_at(const pictures::Picture& picture, int x, int y) {
   return picture.pixels.at(static_cast<std::size_t>(y) * static_cast<std::size_t>(picture.width) +
                            static_cast<std::size_t>(x));
 }
 
 // The picture's colours, three bytes a pixel.
-inline std::vector<std::uint8_t> rgb_of(const host::Picture& picture) {
+inline std::vector<std::uint8_t> rgb_of(const pictures::Picture& picture) {
   std::vector<std::uint8_t> rgb;
   for (const std::uint8_t entry : picture.pixels) {
-    const host::Rgb& colour = picture.palette.at(entry);
+    const pictures::Rgb& colour = picture.palette.at(entry);
     rgb.insert(rgb.end(), {colour.red, colour.green, colour.blue});
   }
   return rgb;

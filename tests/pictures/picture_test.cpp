@@ -9,17 +9,17 @@
 
 namespace {
 
-using host::ColorMap;
-using host::Picture;
-using host::PictureOptions;
-using host::Remarks;
-using host::Scale;
+using frames::Remarks;
+using pictures::ColorMap;
+using pictures::Picture;
+using pictures::PictureOptions;
+using pictures::Scale;
 using Values = std::vector<std::pair<std::string, std::string>>;
 
 // Parses the arguments; the message of what is wrong.
 std::string parse(const std::vector<std::string>& arguments, PictureOptions& options) {
   CLI::App app;
-  host::add_picture_options(app, options);
+  pictures::add_picture_options(app, options);
   try {
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::ParseError& error) {
@@ -69,30 +69,30 @@ TEST(PictureOptions, WhatIsWrongIsSaidInALine) {
 
 TEST(Picture, TellsItsRange) {
   Remarks remarks;
-  host::draw_picture(test::frame_of(2, 1, {12, 340}), {}, remarks);
+  pictures::draw_picture(test::frame_of(2, 1, {12, 340}), {}, remarks);
   EXPECT_EQ(remarks.values, (Values{{"range", "12-340 counts (1 % to 99.5 % of the pixels)"}}));
   remarks = {};
   PictureOptions options;
-  options.range = host::CountRange{-5, 9};
+  options.range = pictures::CountRange{-5, 9};
   options.scale = Scale::kSqrt;
-  host::draw_picture(test::frame_of(2, 1, {12, 340}), options, remarks);
+  pictures::draw_picture(test::frame_of(2, 1, {12, 340}), options, remarks);
   EXPECT_EQ(remarks.values, (Values{{"range", "-5-9 counts"}, {"scale", "sqrt"}}));
 }
 
 TEST(Picture, CountsHaveTheColoursOfTheirLevels) {
   PictureOptions options;
-  options.range = host::CountRange{0, 252};
+  options.range = pictures::CountRange{0, 252};
   options.colors = ColorMap::kGrey;
   frames::Frame frame = test::frame_of(2, 2, {0, 252, 126, 7});
   frame.unknown = {false, false, false, true};
   Remarks remarks;
-  const Picture picture = host::draw_picture(frame, options, remarks);
+  const Picture picture = pictures::draw_picture(frame, options, remarks);
   EXPECT_EQ(picture.width, 2);
   EXPECT_EQ(picture.height, 2);
   EXPECT_EQ(test::rgb_of(picture),
             (std::vector<std::uint8_t>{0, 0, 0, 255, 255, 255, 128, 128, 128, 255, 0, 0}));  // 126 * 253 / 252 = 126.5
   options.colors = ColorMap::kClassic;
-  EXPECT_EQ(test::rgb_of(host::draw_picture(frame, options, remarks))[11], 128);
+  EXPECT_EQ(test::rgb_of(pictures::draw_picture(frame, options, remarks))[11], 128);
 }
 
 constexpr int kInk = 254;
@@ -102,10 +102,10 @@ Picture with_bar(int width, Scale scale = Scale::kLinear) {
   PictureOptions options;
   options.bar = true;
   options.colors = ColorMap::kGrey;
-  options.range = host::CountRange{100, 355};
+  options.range = pictures::CountRange{100, 355};
   options.scale = scale;
   Remarks remarks;
-  return host::draw_picture(test::empty_frame(width, width), options, remarks);
+  return pictures::draw_picture(test::empty_frame(width, width), options, remarks);
 }
 
 TEST(Bar, ShowsAllLevelsBelowThePicture) {
@@ -124,9 +124,9 @@ TEST(Bar, ShowsAllLevelsBelowThePicture) {
 }
 
 // Whether the text is in the picture with this corner: drawing it once more changes nothing.
-bool has_text(const Picture& picture, const std::string& text, host::PixelPlace corner) {
+bool has_text(const Picture& picture, const std::string& text, pictures::PixelPlace corner) {
   Picture again = picture;
-  host::draw_text(again, corner, text, {kInk, kPaper, 1, 1});
+  pictures::draw_text(again, corner, text, {kInk, kPaper, 1, 1});
   return again.pixels == picture.pixels;
 }
 
@@ -153,9 +153,9 @@ TEST(Bar, LeavesOutCountsThatThereIsNoRoomFor) {
   PictureOptions options;
   options.bar = true;
   options.colors = ColorMap::kGrey;
-  options.range = host::CountRange{-2147483648, 4294967295};
+  options.range = pictures::CountRange{-2147483648, 4294967295};
   Remarks remarks;
-  const Picture picture = host::draw_picture(test::empty_frame(110, 1), options, remarks);
+  const Picture picture = pictures::draw_picture(test::empty_frame(110, 1), options, remarks);
   EXPECT_EQ(std::ranges::count(picture.pixels, kInk), 0);
 }
 

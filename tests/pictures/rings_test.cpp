@@ -10,9 +10,9 @@
 
 namespace {
 
-using host::Picture;
-using host::PictureOptions;
-using host::Remarks;
+using frames::Remarks;
+using pictures::Picture;
+using pictures::PictureOptions;
 
 // 2 theta is 45 degrees where wavelength / 2d is sin 22.5 degrees: as far from the centre as the detector is away.
 constexpr double kSpacing = 1.3065629648763766;
@@ -28,9 +28,9 @@ frames::Frame frame_with_geometry() {
 
 Picture draw(const frames::Frame& frame, const std::vector<double>& rings, Remarks& remarks) {
   PictureOptions options;
-  options.colors = host::ColorMap::kGrey;
+  options.colors = pictures::ColorMap::kGrey;
   options.rings = rings;
-  return host::draw_picture(frame, options, remarks);
+  return pictures::draw_picture(frame, options, remarks);
 }
 
 constexpr int kInk = 254;
@@ -77,12 +77,12 @@ TEST(Rings, AreEllipsesWherePixelsAreNotSquare) {
 }
 
 // The text as it is drawn at this corner, dot by dot, in an otherwise empty picture.
-bool has_text(const Picture& picture, const std::string& text, host::PixelPlace corner) {
+bool has_text(const Picture& picture, const std::string& text, pictures::PixelPlace corner) {
   Picture expected;
   expected.width = picture.width;
   expected.height = picture.height;
   expected.pixels.resize(picture.pixels.size());
-  host::draw_text(expected, corner, text, {kInk, kPaper, 1, 1});
+  pictures::draw_text(expected, corner, text, {kInk, kPaper, 1, 1});
   for (std::size_t i = 0; i < expected.pixels.size(); ++i) {
     if (expected.pixels[i] != 0 && expected.pixels[i] != picture.pixels[i]) return false;
   }
@@ -134,20 +134,20 @@ TEST(Rings, SmallPicturesHaveNoLabels) {
 }
 
 TEST(Rings, LinesAndLettersGrowWithThePicture) {
-  const host::Colors colors = host::make_colors(host::ColorMap::kGrey);
-  EXPECT_EQ(host::pen_for(999, 500, colors).line, 1);
-  EXPECT_EQ(host::pen_for(500, 1000, colors).line, 2);
-  EXPECT_EQ(host::pen_for(2300, 2300, colors).line, 3);
-  EXPECT_EQ(host::pen_for(512, 512, colors).text, 1);
-  EXPECT_EQ(host::pen_for(2300, 2300, colors).text, 4);
+  const pictures::Colors colors = pictures::make_colors(pictures::ColorMap::kGrey);
+  EXPECT_EQ(pictures::pen_for(999, 500, colors).line, 1);
+  EXPECT_EQ(pictures::pen_for(500, 1000, colors).line, 2);
+  EXPECT_EQ(pictures::pen_for(2300, 2300, colors).line, 3);
+  EXPECT_EQ(pictures::pen_for(512, 512, colors).text, 1);
+  EXPECT_EQ(pictures::pen_for(2300, 2300, colors).text, 4);
 }
 
 TEST(Rings, SpacingsHaveOneOrTwoDecimals) {
-  EXPECT_EQ(host::spacing_text(4.0), "4.0 Å");
-  EXPECT_EQ(host::spacing_text(2.35), "2.35 Å");
-  EXPECT_EQ(host::spacing_text(2.5), "2.5 Å");
-  EXPECT_EQ(host::spacing_text(58.376), "58.38 Å");
-  EXPECT_EQ(host::spacing_text(100.0), "100.0 Å");
+  EXPECT_EQ(pictures::spacing_text(4.0), "4.0 Å");
+  EXPECT_EQ(pictures::spacing_text(2.35), "2.35 Å");
+  EXPECT_EQ(pictures::spacing_text(2.5), "2.5 Å");
+  EXPECT_EQ(pictures::spacing_text(58.376), "58.38 Å");
+  EXPECT_EQ(pictures::spacing_text(100.0), "100.0 Å");
 }
 
 TEST(Rings, ThatCannotBeSeenAreWarnedAbout) {
@@ -199,7 +199,7 @@ TEST(Text, LettersAreInkWithARimOfPaper) {
   picture.width = 13;
   picture.height = 9;
   picture.pixels.resize(std::size_t{13} * 9);
-  host::draw_text(picture, {0, 0}, "1Å", {1, 2, 1, 1});
+  pictures::draw_text(picture, {0, 0}, "1Å", {1, 2, 1, 1});
   std::string ink;
   for (int y = 0; y < 9; ++y) {
     for (int x = 0; x < 13; ++x) ink += test::entry_at(picture, x, y) == 1 ? '#' : ' ';

@@ -19,7 +19,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using host::TaskResult;
+using program::TaskResult;
 using test::Result;
 using Names = std::vector<std::string>;
 using State = TaskResult::State;
@@ -32,7 +32,7 @@ std::vector<TaskResult> results_of(std::size_t count, unsigned jobs,
                                    const std::function<std::string(std::size_t)>& work) {
   std::vector<TaskResult> results(count);
   std::vector<int> times(count);
-  host::run_tasks(count, jobs, work, [&](std::size_t task, const TaskResult& result) {
+  program::run_tasks(count, jobs, work, [&](std::size_t task, const TaskResult& result) {
     results[task] = result;
     ++times[task];
   });
@@ -54,7 +54,7 @@ TEST(Tasks, ResultsComeBackWhole) {
 
 TEST(Tasks, FailuresAndCrashesTakeNoOtherTaskWithThem) {
   const auto results = results_of(4, 2, [](std::size_t task) -> std::string {
-    if (task == 1) throw host::Failure("file", "is bad");
+    if (task == 1) throw frames::Failure("file", "is bad");
     if (task == 2) raise(SIGKILL);
     return "done";
   });
@@ -89,8 +89,8 @@ TEST(Tasks, OtherExceptionsTakeNoOtherTaskWithThem) {
 }
 
 TEST(Tasks, TheLineOfAFailureNamesTheFileOnce) {
-  EXPECT_EQ(host::failure_line("a.img", {State::kFailed, "a.img: is bad"}), "xrdimage: a.img: is bad\n");
-  EXPECT_EQ(host::failure_line("a.img", {State::kCrashed, "was ended"}), "xrdimage: a.img: was ended\n");
+  EXPECT_EQ(program::failure_line("a.img", {State::kFailed, "a.img: is bad"}), "xrdimage: a.img: is bad\n");
+  EXPECT_EQ(program::failure_line("a.img", {State::kCrashed, "was ended"}), "xrdimage: a.img: was ended\n");
 }
 
 TEST(Tasks, IgnoredSignalsDoNotInterrupt) {
@@ -134,7 +134,7 @@ TEST(Tasks, NoMoreProcessesThanAskedFor) {
 TEST(Tasks, AnInterruptEndsThemAndTheProgram) {
   const pid_t process = fork();
   if (process == 0) {
-    host::run_tasks(
+    program::run_tasks(
         100, 2,
         [](std::size_t task) {
           if (task == 1) kill(getppid(), SIGTERM);

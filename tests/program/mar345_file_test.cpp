@@ -7,7 +7,7 @@
 
 namespace {
 
-using host::Mar345Frame;
+using frames::Mar345Frame;
 
 // 4 x 4 pixels, of which three need records and one of these is saturated.
 Mar345Frame small_frame() {

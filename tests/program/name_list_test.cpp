@@ -18,7 +18,7 @@ Names names_of(const std::string& text) {
   const test::TemporaryDirectory directory;
   const xrd::FileHandle stream = xrd::open_file(directory.write("list", text).c_str(), "r");
   Names names;
-  host::read_names(stream.get(), "list", names);
+  program::read_names(stream.get(), "list", names);
   return names;
 }
 
@@ -26,7 +26,7 @@ Names names_of(const std::string& text) {
 std::string refusal_of(const std::string& text) {
   try {
     names_of(text);
-  } catch (const host::Failure& failure) {
+  } catch (const frames::Failure& failure) {
     return failure.what();
   }
   return "none";

@@ -97,10 +97,10 @@ int __wrap_renameat2(int from_folder, const char* from, int to_folder, const cha
 namespace {
 
 namespace fs = std::filesystem;
-using host::Existing;
-using host::Failure;
-using host::Interrupts;
-using host::NewFile;
+using frames::Existing;
+using frames::Failure;
+using frames::Interrupts;
+using frames::NewFile;
 using Names = std::vector<std::string>;
 
 std::string failure_of(const std::function<void()>& action) {
@@ -126,7 +126,7 @@ TEST(NewFile, LeavesSignalsToTheProcessThatWantsThem) {
   const test::Workplace place;
   const auto before = std::signal(SIGTERM, SIG_DFL);
   {
-    NewFile file("out", host::Interrupts::kAreLeftAlone);
+    NewFile file("out", frames::Interrupts::kAreLeftAlone);
     EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), SIG_DFL);
   }
   EXPECT_TRUE(place.files().empty());
@@ -497,7 +497,7 @@ TEST(NewFile, OfTwoThatMakeTheSameFileOneWins) {
     NewFile file(std::to_string(round), Interrupts::kAreLeftAlone, Existing::kIsRefused);
     std::fputs("new", file.stream());
     together.arrive_and_wait();
-    const bool is_written = failure_of([&] { file.commit(host::Names::kLater); }) == "none";
+    const bool is_written = failure_of([&] { file.commit(frames::Names::kLater); }) == "none";
     written += is_written ? 1 : 0;
     EXPECT_EQ(test::read_file(std::to_string(round)), is_written ? "new" : "");
   }
@@ -526,9 +526,9 @@ TEST(NewFile, NamesInAFolderCanBeMadeSafeAtOnce) {
   const test::Workplace place;
   Watch watch;
   NewFile file("out");
-  file.commit(host::Names::kLater);
+  file.commit(frames::Names::kLater);
   EXPECT_EQ(watch.calls.back(), "renameat out");
-  host::sync_folder(host::output_place("out").folder, "out");
+  frames::sync_folder(frames::output_place("out").folder, "out");
   EXPECT_EQ(watch.calls.back(), "fsync folder");
 }
 
@@ -681,7 +681,7 @@ TEST_F(LeftFiles, WithoutLocksTheyStay) {
   if (process == 0) {
     Watch watch;
     watch.errors = {{"flock", ENOLCK}};
-    host::remove_left_files(host::output_place("out").folder.number());
+    frames::remove_left_files(frames::output_place("out").folder.number());
     const bool stayed = files() == before;
     watch.errors.clear();
     _exit(stayed ? 0 : 1);

@@ -7,14 +7,14 @@
 
 namespace {
 
-using host::output_folder;
-using host::output_names;
+using program::output_folder;
+using program::output_names;
 using Names = std::vector<std::string>;
 
-std::string refusal_of(const Names& inputs, const host::OutputOptions& options) {
+std::string refusal_of(const Names& inputs, const program::OutputOptions& options) {
   try {
     output_names(inputs, options);
-  } catch (const host::Failure& failure) {
+  } catch (const frames::Failure& failure) {
     return failure.what();
   }
   return "none";

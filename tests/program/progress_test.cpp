@@ -4,8 +4,8 @@
 
 namespace {
 
-using host::duration_text;
-using host::progress_line;
+using program::duration_text;
+using program::progress_line;
 
 TEST(Progress, TheBarTellsTheShareTheRateAndTheRest) {
   EXPECT_EQ(progress_line(5, 20, 2.0, 80), "[##########------------------------------] 5/20  2.5 frames/s  6 s left");

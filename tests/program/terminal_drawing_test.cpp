@@ -8,12 +8,12 @@
 
 namespace {
 
-using host::Picture;
-using host::Terminal;
-using host::TerminalGraphics;
+using pictures::Picture;
+using program::Terminal;
+using program::TerminalGraphics;
 
 // Components of whole percents that are whole bytes, too.
-const std::vector<host::Rgb> kPalette{{0, 0, 0}, {255, 255, 255}, {255, 0, 51}, {102, 153, 204}, {1, 2, 3}};
+const std::vector<pictures::Rgb> kPalette{{0, 0, 0}, {255, 255, 255}, {255, 0, 51}, {102, 153, 204}, {1, 2, 3}};
 
 Picture patterned(int width, int height) {
   Picture picture{width, height, {}, kPalette};
@@ -23,12 +23,12 @@ Picture patterned(int width, int height) {
   return picture;
 }
 
-std::string drawn(const frames::Frame& frame, const host::PictureOptions& options, const Terminal& terminal) {
+std::string drawn(const frames::Frame& frame, const pictures::PictureOptions& options, const Terminal& terminal) {
   char* memory = nullptr;
   std::size_t size = 0;
   std::FILE* stream = open_memstream(&memory, &size);
-  host::Remarks remarks;
-  host::draw_in_terminal(frame, options, terminal, stream, remarks);
+  frames::Remarks remarks;
+  program::draw_in_terminal(frame, options, terminal, stream, remarks);
   std::fclose(stream);
   std::string text(memory, size);
   std::free(memory);
@@ -39,14 +39,15 @@ TEST(Sixel, IsWrittenInBandsOfSixRows) {
   // Seven rows of four: black above, one white pixel in the second band.
   Picture picture{4, 7, std::vector<std::uint8_t>(28), kPalette};
   picture.pixels[27] = 1;
-  EXPECT_EQ(host::sixel_drawing(picture), "\033P0;1;0q\"1;1;4;7#0;2;0;0;0#1;2;100;100;100#0!4~-#0@@@$#1???@-\033\\\n");
+  EXPECT_EQ(program::sixel_drawing(picture),
+            "\033P0;1;0q\"1;1;4;7#0;2;0;0;0#1;2;100;100;100#0!4~-#0@@@$#1???@-\033\\\n");
 }
 
 TEST(Sixel, IsDecodedToTheSamePixels) {
   for (const auto& [width, height] : {std::pair{1, 1}, {37, 23}, {300, 18}}) {
     const test::TemporaryDirectory directory;
     const Picture picture = patterned(width, height);
-    const std::string file = directory.write("drawing", host::sixel_drawing(picture));
+    const std::string file = directory.write("drawing", program::sixel_drawing(picture));
     const std::string out = directory.path("out.rgb");
     // ImageMagick's decoder leaves its pixels black: the colour table and the entries, which GIF pictures hold, are
     // right.
@@ -81,7 +82,7 @@ TEST(Kitty, TheChunksAreThePngPicture) {
     for (std::size_t i = 0; i < picture.pixels.size(); ++i) {
       picture.pixels[i] = static_cast<std::uint8_t>(i * 2654435761U >> 13) % 5;  // hardly to be compressed
     }
-    std::string rest = host::kitty_drawing(picture);
+    std::string rest = program::kitty_drawing(picture);
     ASSERT_TRUE(rest.ends_with("\033\\\n"));
     rest.pop_back();
     std::string data;
@@ -103,28 +104,28 @@ TEST(Kitty, TheChunksAreThePngPicture) {
     EXPECT_FALSE(goes_on);
     EXPECT_EQ(chunks, (data.size() + 4095) / 4096);
     EXPECT_EQ(chunks > 1, size == 150);
-    EXPECT_EQ(from_base64(data), host::png_bytes(picture));
+    EXPECT_EQ(from_base64(data), pictures::png_bytes(picture));
   }
 }
 
 TEST(Blocks, HaveTheUpperPixelInFrontOfTheLower) {
   const Picture picture{2, 2, {0, 1, 2, 3}, kPalette};
-  EXPECT_EQ(host::block_drawing(picture, true),
+  EXPECT_EQ(program::block_drawing(picture, true),
             "\033[38;2;0;0;0m\033[48;2;255;0;51m▀\033[38;2;255;255;255m\033[48;2;102;153;204m▀\033[0m\n");
-  EXPECT_EQ(host::block_drawing(picture, false),
+  EXPECT_EQ(program::block_drawing(picture, false),
             // 102 153 204 is nearest to 95 135 215, the cube's 16 + 36 + 2 * 6 + 4.
             "\033[38;5;16m\033[48;5;197m▀\033[38;5;231m\033[48;5;68m▀\033[0m\n");
 }
 
 TEST(Blocks, RepeatNoColourAndLeaveTheGroundBelowTheLastRow) {
   const Picture picture{2, 3, {1, 1, 1, 1, 1, 1}, kPalette};
-  EXPECT_EQ(host::block_drawing(picture, false), "\033[38;5;231m\033[48;5;231m▀▀\033[0m\n\033[38;5;231m▀▀\033[0m\n");
+  EXPECT_EQ(program::block_drawing(picture, false), "\033[38;5;231m\033[48;5;231m▀▀\033[0m\n\033[38;5;231m▀▀\033[0m\n");
 }
 
 TEST(Blocks, AFrameOfFourPixelsIsDrawnInTwoCharacters) {
-  host::PictureOptions options;
-  options.colors = host::ColorMap::kGrey;
-  options.range = host::CountRange{0, 252};
+  pictures::PictureOptions options;
+  options.colors = pictures::ColorMap::kGrey;
+  options.range = pictures::CountRange{0, 252};
   frames::Frame frame = test::frame_of(2, 2, {0, 252, 252, 9});
   frame.unknown = {false, false, false, true};
   EXPECT_EQ(drawn(frame, options, {2, 3, 0, 0, TerminalGraphics::kBlocks, true}),
@@ -132,8 +133,8 @@ TEST(Blocks, AFrameOfFourPixelsIsDrawnInTwoCharacters) {
 }
 
 TEST(Ascii, LevelsAreLetters) {
-  host::PictureOptions options;
-  options.range = host::CountRange{0, 20};
+  pictures::PictureOptions options;
+  options.range = pictures::CountRange{0, 20};
   frames::Frame frame = test::frame_of(12, 1, {0, 3, 5, 7, 9, 11, 13, 15, 17, 19, 20, 0});
   frame.unknown.assign(12, false);
   frame.unknown[11] = true;
@@ -152,7 +153,7 @@ TEST(DrawInTerminal, LeavesTwoRowsAndTheAspectRatio) {
   Terminal terminal{80, 24, 0, 0, TerminalGraphics::kBlocks, false};
   EXPECT_EQ(lines(drawn(frame, {}, terminal)), 22);
   EXPECT_EQ(blocks(drawn(frame, {}, terminal)), 22U * 44U);
-  host::PictureOptions with_bar;
+  pictures::PictureOptions with_bar;
   with_bar.bar = true;
   EXPECT_LE(lines(drawn(frame, with_bar, terminal)), 22);
   EXPECT_GT(lines(drawn(frame, with_bar, terminal)), 18);
@@ -181,7 +182,7 @@ TEST(DrawInTerminal, RingsStayWhereTheyBelong) {
   frame.header.distance = 2.4;  // at 45 degrees of 2 theta 24 pixels: 6 of blocks of 4, below
   frame.header.pixel_size = frames::Point{0.1, 0.1};
   frame.header.beam_centre = frames::Point{41.5, 41.5};  // the middle of the tenth block
-  host::PictureOptions options;
+  pictures::PictureOptions options;
   options.rings = {1.3065629648763766};
   const std::string text = drawn(frame, options, {22, 13, 0, 0, TerminalGraphics::kAscii, false});
   // Characters are blocks of 4 x 8: the beam is in column 10, at row 4.75.

@@ -20,10 +20,10 @@
 
 namespace {
 
-using host::graphics_in;
-using host::graphics_of;
-using host::Terminal;
-using host::TerminalGraphics;
+using program::graphics_in;
+using program::graphics_of;
+using program::Terminal;
+using program::TerminalGraphics;
 
 TEST(TerminalAnswers, TellOfKittysGraphics) {
   EXPECT_EQ(graphics_in("\033_Gi=31;OK\033\\\033[?62;c"), TerminalGraphics::kKitty);
@@ -42,16 +42,16 @@ TEST(TerminalAnswers, TellOfSixelGraphics) {
 }
 
 TEST(TerminalAnswers, AreCompleteWithTheAttributes) {
-  EXPECT_FALSE(host::answers_are_complete(""));
-  EXPECT_FALSE(host::answers_are_complete("\033_Gi=31;OK\033\\"));
-  EXPECT_FALSE(host::answers_are_complete("\033[?62;4"));
-  EXPECT_TRUE(host::answers_are_complete("\033_Gi=31;OK\033\\\033[?62;4c"));
+  EXPECT_FALSE(program::answers_are_complete(""));
+  EXPECT_FALSE(program::answers_are_complete("\033_Gi=31;OK\033\\"));
+  EXPECT_FALSE(program::answers_are_complete("\033[?62;4"));
+  EXPECT_TRUE(program::answers_are_complete("\033_Gi=31;OK\033\\\033[?62;4c"));
 }
 
 TEST(TerminalQuestions, LeaveTheTitlesOfMultiplexersAlone) {
-  EXPECT_EQ(host::terminal_questions("xterm"), "\033_Gi=31,s=1,v=1,a=q,t=d,f=24;AAAA\033\\\033[c");
-  EXPECT_EQ(host::terminal_questions("tmux-256color"), "\033[c");
-  EXPECT_EQ(host::terminal_questions("screen"), "\033[c");
+  EXPECT_EQ(program::terminal_questions("xterm"), "\033_Gi=31,s=1,v=1,a=q,t=d,f=24;AAAA\033\\\033[c");
+  EXPECT_EQ(program::terminal_questions("tmux-256color"), "\033[c");
+  EXPECT_EQ(program::terminal_questions("screen"), "\033[c");
 }
 
 TEST(Surroundings, MayTellTheGraphics) {
@@ -100,7 +100,7 @@ bool same_settings(const termios& first, const termios& second) {
   tcsetpgrp(STDIN_FILENO, getpid());
   std::signal(SIGTTOU, SIG_DFL);
   {
-    const host::AskedTerminal asked;
+    const program::AskedTerminal asked;
     if (write(report, &asked.terminal(), sizeof(Terminal)) != sizeof(Terminal)) _exit(9);
     close(report);
   }
@@ -233,7 +233,7 @@ constexpr const char* kSixel = "\033[?62;4c";
 TEST(AskedTerminal, FindsKitty) {
   const Visit result = visit({{milliseconds{0}, kKitty}});
   expect_found(result, TerminalGraphics::kKitty);
-  EXPECT_EQ(result.questions, host::terminal_questions("xterm"));
+  EXPECT_EQ(result.questions, program::terminal_questions("xterm"));
   EXPECT_EQ(result.terminal->columns, 120);
   EXPECT_EQ(result.terminal->rows, 45);
   EXPECT_EQ(result.terminal->pixel_width, 1200);
@@ -289,7 +289,7 @@ TEST(AskedTerminal, WaitsEightSecondsForAnAnswerThatNeverComes) {
   EXPECT_LT(result.until_found, milliseconds{4000});
   EXPECT_GE(result.until_end, milliseconds{7950});
   EXPECT_LT(result.until_end, milliseconds{12000});
-  EXPECT_EQ(result.questions, host::terminal_questions("xterm"));  // and nothing more
+  EXPECT_EQ(result.questions, program::terminal_questions("xterm"));  // and nothing more
 }
 
 // Before, within and behind the answer, or what looks like one.

@@ -4,7 +4,7 @@
 
 namespace {
 
-using host::printable;
+using xrd::printable;
 
 TEST(Printable, LettersStayWhateverTheirBytes) {
   // The second of é is A9, of € 82, of Û 9B.
@@ -38,7 +38,7 @@ TEST(Printable, WhatBreaksOrReordersALineBecomesQuestionMarks) {
 }
 
 TEST(Printable, AMessageIsOneLine) {
-  EXPECT_EQ(host::message_line("xrdimage", "a\nb\x1B\xC3\xA9"), "xrdimage: a?b?é\n");
+  EXPECT_EQ(xrd::message_line("xrdimage", "a\nb\x1B\xC3\xA9"), "xrdimage: a?b?é\n");
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 namespace {
 
-using host::first_character;
+using xrd::first_character;
 
 void expect_character(std::string_view text, std::size_t bytes, char32_t code) {
   EXPECT_EQ(first_character(text).bytes, bytes) << text;

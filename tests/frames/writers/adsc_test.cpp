@@ -9,7 +9,7 @@ using test::Warnings;
 using test::Written;
 
 Written adsc(const frames::Frame& frame, std::optional<int> bits = std::nullopt) {
-  return test::written(host::write_adsc, frame, bits);
+  return test::written(frames::write_adsc, frame, bits);
 }
 
 frames::Frame loaded(const Written& file) {

@@ -9,7 +9,7 @@ using test::Warnings;
 using test::Written;
 
 Written edf(const frames::Frame& frame, std::optional<int> bits = std::nullopt) {
-  return test::written(host::write_edf, frame, bits);
+  return test::written(frames::write_edf, frame, bits);
 }
 
 frames::Frame loaded(const Written& file) {

@@ -5,35 +5,35 @@
 namespace {
 
 TEST(HeaderText, NumbersHaveUpToTwelveDigits) {
-  EXPECT_EQ(host::number_text(0), "0");
-  EXPECT_EQ(host::number_text(1.54179), "1.54179");
-  EXPECT_EQ(host::number_text(-0.5), "-0.5");
-  EXPECT_EQ(host::number_text(0.1 + 0.2), "0.3");
-  EXPECT_EQ(host::number_text(1.54179 * 1e-10), "1.54179e-10");
-  EXPECT_EQ(host::number_text(4294967295.0), "4294967295");
-  EXPECT_EQ(host::number_text(100.0 / 3), "33.3333333333");
+  EXPECT_EQ(frames::number_text(0), "0");
+  EXPECT_EQ(frames::number_text(1.54179), "1.54179");
+  EXPECT_EQ(frames::number_text(-0.5), "-0.5");
+  EXPECT_EQ(frames::number_text(0.1 + 0.2), "0.3");
+  EXPECT_EQ(frames::number_text(1.54179 * 1e-10), "1.54179e-10");
+  EXPECT_EQ(frames::number_text(4294967295.0), "4294967295");
+  EXPECT_EQ(frames::number_text(100.0 / 3), "33.3333333333");
 }
 
 TEST(HeaderText, ValuesAreOneLineThatEndsNothing) {
-  EXPECT_EQ(host::header_value(" PILATUS 300K, S/N = 3\n"), "PILATUS 300K, S/N = 3");
-  EXPECT_EQ(host::header_value("a;b{c}d\ne\tf\x7Fg"), "a b c d e f g");
-  EXPECT_EQ(host::header_value("für"), "für");
-  EXPECT_EQ(host::header_value(std::string(300, 'x')), std::string(200, 'x'));
-  EXPECT_EQ(host::header_value(";;"), "");
+  EXPECT_EQ(frames::header_value(" PILATUS 300K, S/N = 3\n"), "PILATUS 300K, S/N = 3");
+  EXPECT_EQ(frames::header_value("a;b{c}d\ne\tf\x7Fg"), "a b c d e f g");
+  EXPECT_EQ(frames::header_value("für"), "für");
+  EXPECT_EQ(frames::header_value(std::string(300, 'x')), std::string(200, 'x'));
+  EXPECT_EQ(frames::header_value(";;"), "");
 }
 
 TEST(HeaderText, BracedHeaderFillsBlocks) {
   // 2 + 507 + 3 bytes fill a block; one more needs another.
-  EXPECT_EQ(host::braced_header("A=1;\n"), "{\nA=1;\n" + std::string(502, ' ') + "\n}\n");
-  EXPECT_EQ(host::braced_header(std::string(507, 'x')), "{\n" + std::string(507, 'x') + "\n}\n");
-  EXPECT_EQ(host::braced_header(std::string(508, 'x')),
+  EXPECT_EQ(frames::braced_header("A=1;\n"), "{\nA=1;\n" + std::string(502, ' ') + "\n}\n");
+  EXPECT_EQ(frames::braced_header(std::string(507, 'x')), "{\n" + std::string(507, 'x') + "\n}\n");
+  EXPECT_EQ(frames::braced_header(std::string(508, 'x')),
             "{\n" + std::string(508, 'x') + std::string(511, ' ') + "\n}\n");
-  EXPECT_EQ(host::braced_header_bytes(507), 512U);
-  EXPECT_EQ(host::braced_header_bytes(508), 1024U);
+  EXPECT_EQ(frames::braced_header_bytes(507), 512U);
+  EXPECT_EQ(frames::braced_header_bytes(508), 1024U);
 }
 
 TEST(HeaderText, WhatIsNotKnownIsLeftOut) {
-  host::HeaderLines items(4, "=", ";");
+  frames::HeaderLines items(4, "=", ";");
   items.add("A", std::optional<double>());
   items.add("B", 2.5);
   items.add_text("C", std::nullopt);

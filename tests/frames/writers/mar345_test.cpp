@@ -11,7 +11,7 @@ using test::Warnings;
 using test::Written;
 
 Written mar345(const frames::Frame& frame) {
-  return test::written(host::write_mar345, frame);
+  return test::written(frames::write_mar345, frame);
 }
 
 frames::Frame loaded(const Written& file) {

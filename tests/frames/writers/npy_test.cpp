@@ -7,7 +7,7 @@ using test::Warnings;
 using test::Written;
 
 Written npy(const frames::Frame& frame, std::optional<int> bits = std::nullopt) {
-  return test::written(host::write_npy, frame, bits);
+  return test::written(frames::write_npy, frame, bits);
 }
 
 // 10 bytes and a dictionary of 118.

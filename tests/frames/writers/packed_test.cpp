@@ -11,7 +11,7 @@ using test::Warnings;
 using test::Written;
 
 Written packed(const frames::Frame& frame, std::optional<int> bits = std::nullopt) {
-  return test::written(host::write_packed, frame, bits);
+  return test::written(frames::write_packed, frame, bits);
 }
 
 TEST(PackedWriter, HeaderBitsAndPixels) {

@@ -7,7 +7,7 @@ using test::Warnings;
 using test::Written;
 
 Written raw(const frames::Frame& frame, std::optional<int> bits = std::nullopt) {
-  return test::written(host::write_raw, frame, bits);
+  return test::written(frames::write_raw, frame, bits);
 }
 
 TEST(RawWriter, NothingButSamples) {

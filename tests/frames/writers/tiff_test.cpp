@@ -11,7 +11,7 @@ using test::Warnings;
 using test::Written;
 
 Written tiff(const frames::Frame& frame, std::optional<int> bits = std::nullopt) {
-  return test::written(host::write_tiff, frame, bits);
+  return test::written(frames::write_tiff, frame, bits);
 }
 
 frames::Frame loaded(const Written& file) {

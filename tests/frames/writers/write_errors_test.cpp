@@ -11,7 +11,7 @@ namespace {
 // Whether the caller learns of it: by an exception of one line or by the stream's state.
 bool error_shows(test::Writer write) {
   const test::Stream stream(std::fopen("/dev/full", "w+b"));
-  host::Remarks remarks;
+  frames::Remarks remarks;
   try {
     write(test::random_frame({301, 707}, 65535), {}, stream.get(), remarks);
   } catch (const std::runtime_error& error) {
@@ -23,8 +23,8 @@ bool error_shows(test::Writer write) {
 }
 
 TEST(WriteErrors, ShowInEveryFormat) {
-  constexpr test::Writer kWriters[] = {host::write_adsc,   host::write_edf, host::write_mar345, host::write_npy,
-                                       host::write_packed, host::write_raw, host::write_tiff};
+  constexpr test::Writer kWriters[] = {frames::write_adsc,   frames::write_edf, frames::write_mar345, frames::write_npy,
+                                       frames::write_packed, frames::write_raw, frames::write_tiff};
   for (const test::Writer write : kWriters) EXPECT_TRUE(error_shows(write));
 }
 
@@ -53,9 +53,9 @@ std::string tiff_error(std::size_t room) {
   const test::Stream stream(std::tmpfile());
   std::setvbuf(stream.get(), nullptr, _IONBF, 0);
   const FileSizeLimit limit(room);
-  host::Remarks remarks;
+  frames::Remarks remarks;
   try {
-    host::write_tiff(test::frame_of(1, 1, {5}), {}, stream.get(), remarks);
+    frames::write_tiff(test::frame_of(1, 1, {5}), {}, stream.get(), remarks);
   } catch (const std::runtime_error& error) {
     return error.what();
   }
@@ -63,7 +63,7 @@ std::string tiff_error(std::size_t room) {
 }
 
 TEST(WriteErrors, TiffThatFindsNoRoomIsAnExceptionWhereverItEnds) {
-  const std::size_t size = test::written(host::write_tiff, test::frame_of(1, 1, {5})).bytes.size();
+  const std::size_t size = test::written(frames::write_tiff, test::frame_of(1, 1, {5})).bytes.size();
   const std::string start = "cannot be written as TIFF: ";
   for (std::size_t room = 0; room < size; ++room) {
     const std::string error = tiff_error(room);
@@ -74,7 +74,7 @@ TEST(WriteErrors, TiffThatFindsNoRoomIsAnExceptionWhereverItEnds) {
 }
 
 TEST(WriteErrors, LibtiffsMessageIsNotPrinted) {
-  const test::Output output = test::capture([] { error_shows(host::write_tiff); });
+  const test::Output output = test::capture([] { error_shows(frames::write_tiff); });
   EXPECT_EQ(output.out + output.err, "");
 }
 

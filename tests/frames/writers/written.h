@@ -60,7 +60,7 @@ inline frames::Header full_header() {
   return header;
 }
 
-using Writer = void (*)(const frames::Frame&, const host::WriteOptions&, std::FILE*, host::Remarks&);
+using Writer = void (*)(const frames::Frame&, const frames::WriteOptions&, std::FILE*, frames::Remarks&);
 
 struct Written {
   std::string bytes;
@@ -70,7 +70,7 @@ struct Written {
 inline Written written(Writer write, const frames::Frame& frame, std::optional<int> bits = std::nullopt) {
   const TemporaryDirectory directory;
   const std::string path = directory.path("frame");
-  host::Remarks remarks;
+  frames::Remarks remarks;
   {
     const Stream stream(std::fopen(path.c_str(), "w+b"));
     write(frame, {bits}, stream.get(), remarks);

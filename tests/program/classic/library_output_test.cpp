@@ -8,8 +8,8 @@
 
 namespace {
 
-using host::LibraryReport;
-using host::parse_library_output;
+using xrd::LibraryReport;
+using xrd::parse_library_output;
 using Texts = std::vector<std::string>;
 
 TEST(LibraryOutput, ColouredErrorLinesAreErrors) {
@@ -70,7 +70,7 @@ TEST(LibraryOutput, LinesAreKeptFromStandardOutput) {
   LibraryReport report;
   const test::Output output = test::capture([&] {
     std::printf("before\n");
-    report = host::run_library({}, {}, [] { std::printf("library\n"); });
+    report = program::run_library({}, {}, [] { std::printf("library\n"); });
     std::printf("after\n");
   });
   EXPECT_EQ(output.out, "before\nafter\n");
@@ -80,15 +80,15 @@ TEST(LibraryOutput, LinesAreKeptFromStandardOutput) {
 
 TEST(LibraryOutput, VerboseShowsTheLinesWithoutColours) {
   const test::Output output = test::capture(
-      [] { host::run_library({.verbose = true}, {}, [] { std::printf("# " RED_WARNING " f\xFCr\n"); }); });
+      [] { program::run_library({.verbose = true}, {}, [] { std::printf("# " RED_WARNING " f\xFCr\n"); }); });
   EXPECT_EQ(output.out, "# WARNING f\u00FCr\n");
 }
 
 TEST(LibraryOutput, LinesOnStandardErrorAreDivertedWhenAsked) {
   LibraryReport report;
   const auto print = [] { std::fprintf(stderr, "(to_short) shift = 0\n"); };
-  EXPECT_EQ(test::capture([&] { host::run_library({}, {}, print); }).err, "(to_short) shift = 0\n");
-  const test::Output output = test::capture([&] { report = host::run_library({}, {.divert_errors = true}, print); });
+  EXPECT_EQ(test::capture([&] { program::run_library({}, {}, print); }).err, "(to_short) shift = 0\n");
+  const test::Output output = test::capture([&] { report = program::run_library({}, {.divert_errors = true}, print); });
   EXPECT_EQ(output.err, "");
   EXPECT_EQ(output.out, "");
   EXPECT_EQ(report.lines, Texts{"(to_short) shift = 0"});
@@ -106,7 +106,7 @@ TEST(LibraryOutput, QuestionsReachTheUserAndAnswersTheLibrary) {
   test::Output output;
   test::with_input("first\nsecond\n", [&] {
     output = test::capture([&] {
-      for (int i = 0; i < 3; ++i) host::run_library({}, {}, [&] { answers.push_back(ask()); });
+      for (int i = 0; i < 3; ++i) program::run_library({}, {}, [&] { answers.push_back(ask()); });
     });
   });
   EXPECT_EQ(answers, (Texts{"first\n", "second\n", "(none)"}));
@@ -118,7 +118,7 @@ TEST(LibraryOutput, QuestionsSteerNoTerminal) {
   test::Output output;
   test::with_input("first\n", [&] {
     output = test::capture([&] {
-      host::run_library({}, {}, [] {
+      program::run_library({}, {}, [] {
         std::printf("# \033[2J\x9B f\xFCr\u202E> ");
         std::fflush(stdout);
         std::getchar();
@@ -130,14 +130,14 @@ TEST(LibraryOutput, QuestionsSteerNoTerminal) {
 
 TEST(LibraryOutput, VerboseLinesSteerNoTerminal) {
   const test::Output output = test::capture(
-      [] { host::run_library({.verbose = true}, {}, [] { std::printf("# \033[2J\x9B\u009B\u202Ef\xFCr\n"); }); });
+      [] { program::run_library({.verbose = true}, {}, [] { std::printf("# \033[2J\x9B\u009B\u202Ef\xFCr\n"); }); });
   EXPECT_EQ(output.out, "# ?[2J???f\u00FCr\n");
 }
 
 TEST(LibraryOutput, AGivenAnswerSparesTheQuestion) {
   Texts answers;
   const test::Output output =
-      test::capture([&] { host::run_library({}, {.answer = "7 9\n"}, [&] { answers.push_back(ask()); }); });
+      test::capture([&] { program::run_library({}, {.answer = "7 9\n"}, [&] { answers.push_back(ask()); }); });
   EXPECT_EQ(answers, Texts{"7 9\n"});
   EXPECT_EQ(output.err, "");
 }
@@ -146,7 +146,7 @@ TEST(LibraryOutput, StreamsAreRestoredWhenTheCallThrows) {
   std::FILE* const input = stdin;
   std::FILE* const errors = stderr;
   const test::Output output = test::capture([] {
-    EXPECT_THROW(host::run_library({}, {.divert_errors = true}, [] { throw std::runtime_error("stop"); }),
+    EXPECT_THROW(program::run_library({}, {.divert_errors = true}, [] { throw std::runtime_error("stop"); }),
                  std::runtime_error);
     std::printf("afterwards");
   });
@@ -157,7 +157,7 @@ TEST(LibraryOutput, StreamsAreRestoredWhenTheCallThrows) {
 
 TEST(LibraryOutput, NoDescriptorIsLeftOpen) {
   const std::size_t before = test::open_descriptors();
-  for (int i = 0; i < 3; ++i) host::run_library({}, {}, [] { std::printf("line\n"); });
+  for (int i = 0; i < 3; ++i) program::run_library({}, {}, [] { std::printf("line\n"); });
   EXPECT_EQ(test::open_descriptors(), before);
 }
 

@@ -60,7 +60,7 @@ TEST_F(Convert, SampleComesBackFromThePictureColourByColour) {
   const Png picture = test::read_png("out.png");
   ASSERT_EQ(picture.width, 120U);
   ASSERT_EQ(picture.height, 120U);
-  const std::vector<std::uint32_t> counts = host::make_synthetic_frame(120, 1).counts;
+  const std::vector<std::uint32_t> counts = frames::make_synthetic_frame(120, 1).counts;
   for (unsigned y = 0; y < 120; ++y) {
     for (unsigned x = 0; x < 120; ++x) {
       const std::uint32_t count = counts[y * 120 + x];
@@ -420,7 +420,7 @@ TEST_F(Convert, BinningByMoreThanTheSizeIsAnError) {
 
 TEST_F(Convert, SmoothingAndAveragingAreTheLibrarys) {
   ASSERT_EQ(place_.xrdimage("sample --overwrite --size 64 frame.mar2300").status, 0);
-  std::vector<std::uint32_t> expected = host::make_synthetic_frame(64, 1).counts;
+  std::vector<std::uint32_t> expected = frames::make_synthetic_frame(64, 1).counts;
   mittle_Daten(expected.data(), 64, 64, 2);
   std::string bytes;
   for (const std::uint32_t count : expected) bytes += little32(count);

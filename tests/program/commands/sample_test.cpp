@@ -15,7 +15,7 @@ TEST(Sample, WritesAFrameThatTheLibraryReadsExactly) {
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err, "");
 
-  std::vector<unsigned> expected = host::make_synthetic_frame(200, 3).counts;
+  std::vector<unsigned> expected = frames::make_synthetic_frame(200, 3).counts;
   const auto records = std::ranges::count_if(expected, [](unsigned count) { return count > 65535; });
   std::ranges::replace_if(
       expected, [](unsigned count) { return count >= 256000; }, OVERFLOW_MARK);
