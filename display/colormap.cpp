@@ -1,5 +1,5 @@
-// The colour map file: 255 colours for rising intensity, in two runs from black through blue, magenta, orange and
-// yellow to white.
+#include "display/colormap.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdio>
@@ -59,17 +59,38 @@ constexpr std::array<Ramp, 16> kRamps{{
     {10, listed(kLastTen.data()), constant(255), constant(255)},
 }};
 
+constexpr int lines_of(const std::array<Ramp, 16>& ramps) {
+  int lines = 0;
+  for (const Ramp& ramp : ramps) lines += ramp.lines;
+  return lines;
+}
+static_assert(lines_of(kRamps) == xrd::kMapColours);
+
 }  // namespace
 
+namespace xrd {
+
+std::array<MapColour, kMapColours> classic_colour_map() {
+  std::array<MapColour, kMapColours> map{};
+  auto* colour = map.begin();
+  for (const Ramp& ramp : kRamps) {
+    for (int line = 0; line < ramp.lines; ++line) {
+      *colour++ = {ramp.red.at(line), ramp.green.at(line), ramp.blue.at(line)};
+    }
+  }
+  return map;
+}
+
+}  // namespace xrd
+
+// The file has a line for each colour.
 extern "C" void write_colormap(const char* path) {
   const xrd::FileHandle stream = xrd::open_file(path, "w");
   if (!stream) {
     std::printf("# " XRD_RED_ERROR " opening %s", path);
     return;
   }
-  for (const Ramp& ramp : kRamps) {
-    for (int line = 0; line < ramp.lines; ++line) {
-      std::fprintf(stream.get(), "%d %d %d\n", ramp.red.at(line), ramp.green.at(line), ramp.blue.at(line));
-    }
+  for (const auto& [red, green, blue] : xrd::classic_colour_map()) {
+    std::fprintf(stream.get(), "%d %d %d\n", red, green, blue);
   }
 }

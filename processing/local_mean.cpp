@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "processing/local_mean.h"
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
@@ -197,12 +198,20 @@ class LocalMean {
 
 }  // namespace
 
+namespace xrd {
+
+bool average_windows(unsigned int* image, int width, int height, int radius) {
+  if (radius < 1 || caller_pixels(width, height, sizeof *image) == 0) return true;
+  const auto column_sums = allocate_zeroed<unsigned int>(LocalMean::kArrays * static_cast<std::size_t>(width));
+  if (!column_sums) return false;
+  LocalMean(image, width, height, radius, column_sums.get()).run();
+  return true;
+}
+
+}  // namespace xrd
+
 extern "C" void mittle_Daten(unsigned int* Daten, int width, int height, int radius) {
-  if (radius < 1 || xrd::caller_pixels(width, height, sizeof *Daten) == 0) return;
-  const auto column_sums = xrd::allocate_zeroed<unsigned int>(LocalMean::kArrays * static_cast<std::size_t>(width));
-  if (!column_sums) {
+  if (!xrd::average_windows(Daten, width, height, radius)) {
     std::printf("# " XRD_RED_ERROR ": cannot average %dx%d pixels\n", width, height);
-    return;
   }
-  LocalMean(Daten, width, height, radius, column_sums.get()).run();
 }

@@ -12,6 +12,7 @@
 #include "processing/extremes.h"
 #include "processing/pixel_memo.h"
 #include "processing/short_array.h"
+#include "processing/transforms.h"
 #include "support/arithmetic.h"
 #include "support/image_size.h"
 #include "support/memory.h"
@@ -89,22 +90,33 @@ void scale_pixels(std::span<unsigned int> pixels, int target, unsigned int large
 
 }  // namespace
 
+namespace xrd {
+
+void invert(std::span<unsigned int> pixels) {
+  for (unsigned int& pixel : pixels) pixel = 0xFFFFFFU - pixel;
+}
+
+void take_logarithm(std::span<unsigned int> pixels, int scale, int min, int max) {
+  const auto range = static_cast<std::int32_t>(static_cast<std::uint32_t>(max) - static_cast<std::uint32_t>(min));
+  const Extended slope = static_cast<Extended>(scale) / static_cast<Extended>(range);
+  const Extended log_of_scale = std::log(static_cast<Extended>(scale));
+  replace_pixels(pixels, [=](unsigned int pixel) {
+    const unsigned int above_min = pixel - static_cast<unsigned int>(min);
+    const Extended scaled = static_cast<Extended>(max) * std::log(static_cast<Extended>(above_min) * slope + 1);
+    return truncate_to_low_word(scaled / log_of_scale);
+  });
+}
+
+}  // namespace xrd
+
 extern "C" void invert_data(unsigned int* Daten, int n) {
   std::puts("# Inverting Data...");
-  const std::size_t pixels = xrd::caller_pixels(n);
-  for (std::size_t i = 0; i < pixels; ++i) Daten[i] = 0xFFFFFFU - Daten[i];
+  xrd::invert({Daten, xrd::caller_pixels(n)});
 }
 
 extern "C" int logarith_data(unsigned int* Daten, int n, int logscale, int min, int max) {
-  const auto range = static_cast<std::int32_t>(static_cast<std::uint32_t>(max) - static_cast<std::uint32_t>(min));
-  const Extended slope = static_cast<Extended>(logscale) / static_cast<Extended>(range);
   std::printf("# logscaling Data with logscale %d...\n", logscale);
-  const Extended log_of_scale = std::log(static_cast<Extended>(logscale));
-  replace_pixels({Daten, xrd::caller_pixels(n)}, [=](unsigned int pixel) {
-    const unsigned int above_min = pixel - static_cast<unsigned int>(min);
-    const Extended scaled = static_cast<Extended>(max) * std::log(static_cast<Extended>(above_min) * slope + 1);
-    return xrd::truncate_to_low_word(scaled / log_of_scale);
-  });
+  xrd::take_logarithm({Daten, xrd::caller_pixels(n)}, logscale, min, max);
   return 0;
 }
 
