@@ -67,19 +67,24 @@ inline std::int64_t count_of(const Frame& frame, std::size_t pixel) {
   return frame.is_signed ? std::int64_t{static_cast<std::int32_t>(bits)} : std::int64_t{bits};
 }
 
-// How frames without a telling header are to be taken.
+struct Size {
+  int width = 0;
+  int height = 0;
+};
+
+// How to read a file.
 struct LoadOptions {
-  struct Size {
-    int width = 0;
-    int height = 0;
-  };
   std::optional<Format> format;  // instead of looking
   std::optional<Size> size;      // raw frames; EDF without dimensions
   std::optional<int> depth;      // bits per raw pixel: 8, 16, 32; 16 if not told
   bool big_endian = false;       // raw pixels
   std::size_t skip = 0;          // bytes before the raw pixels
   bool force = false;            // damaged frames are taken as far as they go
+  Header stated;                 // takes the place of what the header says
 };
+
+// Values that are there take the place of the header's.
+void take_stated(Header& header, const Header& stated);
 
 // Why a frame cannot be had: one line for the user, without the path.
 class LoadError : public std::runtime_error {

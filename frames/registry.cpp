@@ -184,7 +184,19 @@ struct DropInfinite {
   }
 };
 
+template <typename Value>
+void take_value(std::optional<Value>& value, const std::optional<Value>& stated) {
+  if (stated) value = stated;
+}
+
 }  // namespace
+
+void take_stated(Header& header, const Header& stated) {
+  take_value(header.wavelength, stated.wavelength);
+  take_value(header.distance, stated.distance);
+  take_value(header.pixel_size, stated.pixel_size);
+  take_value(header.beam_centre, stated.beam_centre);
+}
 
 Frame load_frame(const std::string& path, const LoadOptions& options) {
   const xrd::CLocale locale;  // texts of headers, and of errors
@@ -196,6 +208,7 @@ Frame load_frame(const std::string& path, const LoadOptions& options) {
     Frame frame = loader_of(format_of(file, path, options)).load(file, options);
     frame.notes.insert(frame.notes.begin(), damage.begin(), damage.end());
     visit_header(frame.header, DropInfinite{});
+    take_stated(frame.header, options.stated);
     return frame;
   } catch (const std::bad_alloc&) {
     throw NoMemoryError();

@@ -5,9 +5,7 @@
 #include <cstring>
 
 #include "frames/failure.h"
-#include "program/classic/memory_file.h"
 #include "support/files.h"
-#include "xrdimage.h"
 
 namespace pictures {
 
@@ -26,12 +24,6 @@ std::vector<Rgb> read_colormap(const std::string& path) {
   }
   if (found != EOF || colours.empty() || colours.size() > 256) throw frames::Failure(path, "is no colour map");
   return colours;
-}
-
-std::vector<Rgb> library_colormap() {
-  const program::MemoryFile file;
-  write_colormap(file.path().c_str());
-  return read_colormap(file.path());
 }
 
 }  // namespace pictures

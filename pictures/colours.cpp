@@ -5,6 +5,8 @@
 #include <cmath>
 #include <span>
 
+#include "display/colormap.h"
+
 namespace pictures {
 
 namespace {
@@ -66,7 +68,10 @@ std::uint8_t entry_of(const Rgb& colour, const std::vector<Rgb>& palette) {
 // The map fills the palette: ink and paper are its own white and black.
 Colors classic_colors() {
   Colors colors;
-  colors.palette = library_colormap();
+  for (const auto& [red, green, blue] : xrd::classic_colour_map()) {
+    colors.palette.push_back(
+        {static_cast<std::uint8_t>(red), static_cast<std::uint8_t>(green), static_cast<std::uint8_t>(blue)});
+  }
   colors.levels = static_cast<int>(colors.palette.size());
   colors.unknown = static_cast<std::uint8_t>(colors.levels);
   colors.ink = entry_of(kWhite, colors.palette);

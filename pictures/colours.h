@@ -4,9 +4,15 @@
 #include <cstdint>
 #include <vector>
 
-#include "pictures/colourmap_file.h"
-
 namespace pictures {
+
+struct Rgb {
+  std::uint8_t red;
+  std::uint8_t green;
+  std::uint8_t blue;
+
+  bool operator==(const Rgb&) const = default;
+};
 
 enum class ColorMap { kClassic, kGrey, kInverse, kViridis };
 

@@ -10,10 +10,6 @@
 #include "pictures/colours.h"
 #include "pictures/contrast.h"
 
-namespace CLI {
-class App;
-}
-
 namespace pictures {
 
 struct Picture {
@@ -30,8 +26,6 @@ struct PictureOptions {
   std::vector<double> rings;  // spacings in angstrom
   bool bar = false;           // what the colours mean, below the picture
 };
-
-void add_picture_options(CLI::App& command, PictureOptions& options);
 
 // The range that the options ask for, and the words about it among the remarks.
 CountRange chosen_range(const frames::Frame& frame, const PictureOptions& options, frames::Remarks& remarks);

@@ -18,8 +18,9 @@
 #include <thread>
 
 #include "frames/failure.h"
+#include "frames/numbers.h"
 #include "program/name_list.h"
-#include "program/options/numbers.h"
+#include "program/options/table.h"
 #include "program/print.h"
 #include "program/signals.h"
 #include "program/standard_output.h"
@@ -30,7 +31,7 @@ namespace program {
 namespace {
 
 Shard parse_shard(const std::string& text) {
-  const auto shard = parse_pair<std::size_t>(text, '/');
+  const auto shard = frames::parse_pair<std::size_t>(text, '/');
   if (!shard || shard->front() < 1 || shard->front() > shard->back()) {
     throw CLI::ValidationError("--shard", "'" + text + "' is not of the form K/N with K from 1 to N, as in 3/8");
   }

@@ -90,7 +90,7 @@ std::size_t skip_padding(std::size_t offset, std::size_t file_bytes, std::size_t
   return padded + data_bytes == file_bytes ? padded : offset;
 }
 
-LoadOptions::Size frame_size(const HeaderItems& items, const LoadOptions& options) {
+Size frame_size(const HeaderItems& items, const LoadOptions& options) {
   auto width = items.integer("dim_1");
   auto height = items.integer("dim_2");
   if (!width || !height) {
@@ -146,7 +146,7 @@ void refuse_compression(const HeaderItems& items) {
 // Where the pixels are and what they are like, as far as the header says.
 struct Layout {
   std::size_t offset = 0;
-  LoadOptions::Size size;
+  Size size;
   SampleType type;
   std::size_t data_bytes = 0;
 };

@@ -10,16 +10,14 @@ namespace {
 
 // Detectors that are not square, by their usual frames.
 constexpr std::array kDetectors{
-    LoadOptions::Size{487, 195},   LoadOptions::Size{487, 619},   LoadOptions::Size{981, 1043},
-    LoadOptions::Size{1475, 1679}, LoadOptions::Size{2463, 2527}, LoadOptions::Size{1030, 1065},
-    LoadOptions::Size{2070, 2167}, LoadOptions::Size{3110, 3269}, LoadOptions::Size{4150, 4371},
-    LoadOptions::Size{1242, 1152},
+    Size{487, 195},   Size{487, 619},   Size{981, 1043},  Size{1475, 1679}, Size{2463, 2527},
+    Size{1030, 1065}, Size{2070, 2167}, Size{3110, 3269}, Size{4150, 4371}, Size{1242, 1152},
 };
 
 // Beyond this no sum of sizes fits 32 bits.
 constexpr std::size_t kLongestSkip = std::size_t{1} << 30;
 
-std::size_t pixels(LoadOptions::Size size) {
+std::size_t pixels(Size size) {
   return static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
 }
 
@@ -28,13 +26,13 @@ std::string guess_failed(std::size_t bytes) {
 }
 
 // A square, or else a detector that has as many pixels.
-LoadOptions::Size guess_size(std::size_t bytes, std::size_t sample_bytes) {
+Size guess_size(std::size_t bytes, std::size_t sample_bytes) {
   const std::size_t count = bytes / sample_bytes;
   if (count == 0 || bytes % sample_bytes != 0) throw LoadError(guess_failed(bytes));
   const int side = static_cast<int>(std::lround(std::sqrt(static_cast<double>(count))));
-  const LoadOptions::Size square{side, side};
+  const Size square{side, side};
   if (pixels(square) == count) return square;
-  for (const LoadOptions::Size& detector : kDetectors) {
+  for (const Size& detector : kDetectors) {
     if (pixels(detector) == count) return detector;
   }
   throw LoadError(guess_failed(bytes));
@@ -61,7 +59,7 @@ Frame load_raw(Bytes file, const LoadOptions& options) {
   const int depth = depth_of(options);
   const SampleType type{SampleKind::kUnsigned, static_cast<std::size_t>(depth / 8)};
   const Bytes data = bytes_after(file, options.skip);
-  const LoadOptions::Size size = options.size ? *options.size : guess_size(data.size(), type.bytes);
+  const Size size = options.size ? *options.size : guess_size(data.size(), type.bytes);
 
   Frame frame;
   frame.format = Format::kRaw;

@@ -24,6 +24,7 @@
 #include "program/batch.h"
 #include "program/options/input.h"
 #include "program/options/operations.h"
+#include "program/options/picture.h"
 #include "program/output_names.h"
 #include "program/print.h"
 #include "program/progress.h"
@@ -40,7 +41,7 @@ struct ConvertOptions {
   bool skip_existing = false;
   bool overwrite = false;
   InputOptions reading;
-  std::vector<Operation> operations;
+  std::vector<frames::Operation> operations;
   pictures::PictureOptions picture;
   frames::WriteOptions writing;
 };
@@ -121,7 +122,7 @@ frames::Remarks convert(const Job& job, const ConvertOptions& options, const Set
   if (is_frame_itself(input, output)) throw frames::Failure(output, "is the frame itself, which is not overwritten");
   frames::Remarks remarks;
   frames::Frame frame = load_input(input, options.reading, settings, remarks);
-  apply_operations(frame, options.operations, input, settings, remarks);
+  apply_operations(frame, options.operations, input, remarks);
   frames::NewFile file(output, frames::Interrupts::kRemoveFile, treatment_of_existing(output, options));
   try {
     writer.write(frame, options, file.stream(), remarks);
@@ -318,7 +319,7 @@ Action define_convert(CLI::App& command, const Settings& settings) {
   command.add_flag("--overwrite", options->overwrite, "Replace existing files, not pictures alone")
       ->excludes(skip)
       ->group(kGroup);
-  pictures::add_picture_options(command, options->picture);
+  add_picture_options(command, options->picture);
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
   command.footer(

@@ -12,10 +12,10 @@
 
 #include "frames/failure.h"
 #include "frames/header_values.h"
+#include "frames/numbers.h"
 #include "frames/statistics.h"
 #include "program/batch.h"
 #include "program/options/input.h"
-#include "program/options/numbers.h"
 #include "program/print.h"
 #include "support/utf8.h"
 
@@ -204,7 +204,7 @@ void print_table(const std::vector<Json>& all) {
 
 bool is_number(const std::string& text) {
   const bool has_plus = text.size() > 1 && text[0] == '+' && text[1] != '-';
-  const auto numbers = reals_in(text.substr(has_plus ? 1 : 0));
+  const auto numbers = frames::reals_in(text.substr(has_plus ? 1 : 0));
   return numbers && numbers->size() == 1;
 }
 

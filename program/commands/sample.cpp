@@ -5,9 +5,10 @@
 #include <memory>
 
 #include "frames/new_file.h"
+#include "frames/numbers.h"
 #include "frames/synthetic_frame.h"
 #include "frames/writers/mar345_file.h"
-#include "program/options/numbers.h"
+#include "program/options/table.h"
 #include "program/print.h"
 #include "program/program.h"
 

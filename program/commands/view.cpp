@@ -12,13 +12,15 @@
 
 #include "frames/failure.h"
 #include "frames/new_file.h"
+#include "frames/numbers.h"
 #include "pictures/picture.h"
 #include "pictures/png.h"
 #include "program/classic/view.h"
 #include "program/companions.h"
 #include "program/options/input.h"
-#include "program/options/numbers.h"
 #include "program/options/operations.h"
+#include "program/options/picture.h"
+#include "program/options/table.h"
 #include "program/print.h"
 #include "program/scratch_folder.h"
 #include "program/terminal.h"
@@ -35,7 +37,7 @@ struct ViewOptions {
   bool terminal = false;
   std::optional<int> divisor;
   InputOptions reading;
-  std::vector<Operation> operations;
+  std::vector<frames::Operation> operations;
   pictures::PictureOptions picture;
 };
 
@@ -72,7 +74,7 @@ void view_on_display(const frames::Frame& frame, const ViewOptions& options, fra
 int run(const ViewOptions& options, const Settings& settings) {
   frames::Remarks remarks;
   frames::Frame frame = load_input(options.file, options.reading, settings, remarks);
-  apply_operations(frame, options.operations, options.file, settings, remarks);
+  apply_operations(frame, options.operations, options.file, remarks);
   if (options.reading.classic && !options.terminal) {
     print_warnings(options.file, remarks);
     view_classic(options.file, frame, options.divisor, settings);
@@ -98,7 +100,7 @@ Action define_view(CLI::App& command, const Settings& settings) {
       ->transform(without_leading_zeros())
       ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
       ->group("Output");
-  pictures::add_picture_options(command, options->picture);
+  add_picture_options(command, options->picture);
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
   command.footer(

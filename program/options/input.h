@@ -2,7 +2,6 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <optional>
 #include <string>
 
 #include "frames/frame.h"
@@ -14,11 +13,6 @@ namespace program {
 struct InputOptions {
   frames::LoadOptions loading;
   bool classic = false;  // what the library's readers return, instead of the true counts
-  // Stated by the user, in place of what the header says.
-  std::optional<frames::Point> beam_centre;
-  std::optional<double> wavelength;
-  std::optional<double> distance;
-  std::optional<frames::Point> pixel_size;
 };
 
 void add_input_options(CLI::App& command, InputOptions& options);

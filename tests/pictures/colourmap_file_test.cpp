@@ -4,6 +4,7 @@
 
 #include "frames/failure.h"
 #include "tests/environment.h"
+#include "xrdimage.h"
 
 namespace {
 
@@ -24,7 +25,9 @@ TEST(Colormap, ALineIsAColour) {
 }
 
 TEST(Colormap, TheLibrarysHas255ColoursFromBlackToWhite) {
-  const auto colours = pictures::library_colormap();
+  const test::TemporaryDirectory directory;
+  write_colormap(directory.path("map").c_str());
+  const auto colours = read_colormap(directory.path("map"));
   ASSERT_EQ(colours.size(), 255U);
   EXPECT_EQ(components(colours[0]), (std::vector{0, 0, 0}));
   EXPECT_EQ(components(colours[1]), (std::vector{0, 0, 21}));

@@ -5,6 +5,10 @@
 #include <algorithm>
 #include <span>
 
+#include "pictures/colourmap_file.h"
+#include "tests/environment.h"
+#include "xrdimage.h"
+
 namespace {
 
 using pictures::ColorMap;
@@ -45,7 +49,9 @@ TEST(Colors, ViridisGoesFromDarkBlueToYellowAndIsEverLighter) {
 
 TEST(Colors, ClassicIsTheLibrarysMap) {
   const Colors colors = pictures::make_colors(ColorMap::kClassic);
-  const std::vector<Rgb> map = pictures::library_colormap();
+  const test::TemporaryDirectory directory;
+  write_colormap(directory.path("map").c_str());
+  const std::vector<Rgb> map = pictures::read_colormap(directory.path("map"));
   ASSERT_EQ(colors.levels, 255);
   EXPECT_TRUE(std::ranges::equal(map, std::span(colors.palette).first(255)));
   EXPECT_EQ(colors.palette[colors.ink], (Rgb{255, 255, 255}));

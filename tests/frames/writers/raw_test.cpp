@@ -21,7 +21,7 @@ TEST(RawWriter, LoaderGivesTheSameFrame) {
       const frames::Frame frame = test::random_frame(size, bits == 16 ? 65535 : 0xFFFFFFFF);
       const Written file = raw(frame, bits);
       frames::LoadOptions options;
-      options.size = frames::LoadOptions::Size{size.width, size.height};
+      options.size = frames::Size{size.width, size.height};
       options.depth = bits;
       EXPECT_EQ(test::counts_of(frames::load_raw(test::bytes_of(file.bytes), options)), test::counts_of(frame));
       EXPECT_EQ(file.warnings, Warnings());

@@ -23,7 +23,7 @@ TEST(Manual, ManShowsEverySubcommandAndOption) {
 TEST(Manual, FormatsAreNamedOnceAndInTheHelpToo) {
   const test::Workplace place;
   const std::string formats = "marccd, tiff, adsc, edf, saint, mar345, packed, raw";
-  const std::string entry = ".TP\n\\fB\\-\\-format\\fR \\fINAME\\fR\nTake the file for a frame of this format: ";
+  const std::string entry = ".TP\n\\fB\\-\\-format\\fR \\fINAME\\fR\nRead the file as this format: ";
   EXPECT_NE(place.xrdimage("manual").out.find(entry + formats + "\n"), std::string::npos);
   EXPECT_NE(place.xrdimage("info --help-all").out.find(formats), std::string::npos);
 }

@@ -1,0 +1,68 @@
+// Options by their names, as the command line and the C interface take them.
+#pragma once
+
+#include <array>
+#include <functional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "frames/frame.h"
+#include "frames/numbers.h"
+
+namespace frames {
+
+// An option that changes `Target`.
+template <typename Target>
+struct Option {
+  // Throws InvalidValue.
+  using Set = std::function<void(Target& target, const std::string& text)>;
+
+  Option(std::string its_name, std::string value_name, std::string help_text, Set setter,
+         std::vector<std::string> values = {})
+      : name(std::move(its_name)),
+        value(std::move(value_name)),
+        help(std::move(help_text)),
+        set(std::move(setter)),
+        choices(std::move(values)) {}
+
+  std::string name;   // "size": the long one, without dashes
+  std::string value;  // "WxH", for people; empty for an option without a value
+  std::string help;
+  Set set;
+  std::vector<std::string> choices;  // the values that there are, where they can be listed
+};
+
+// The options about reading frames.
+const std::vector<Option<LoadOptions>>& load_options();
+
+template <typename Target>
+const Option<Target>* find_option(std::span<const Option<Target>> options, std::string_view name) {
+  for (const Option<Target>& option : options) {
+    if (option.name == name) return &option;
+  }
+  return nullptr;
+}
+
+// The value's entry in a list of names and what they stand for.
+template <typename Value, std::size_t count>
+Value choose(const std::string& text, const std::array<std::pair<const char*, Value>, count>& names) {
+  for (const auto& [name, value] : names) {
+    if (text == name) return value;
+  }
+  std::string all;
+  for (const auto& entry : names) all += std::string(all.empty() ? "" : ", ") + entry.first;
+  throw InvalidValue(text, "is none of " + all);
+}
+
+template <typename Value, std::size_t count>
+std::vector<std::string> names_of(const std::array<std::pair<const char*, Value>, count>& names) {
+  std::vector<std::string> words;
+  words.reserve(count);
+  for (const auto& entry : names) words.emplace_back(entry.first);
+  return words;
+}
+
+}  // namespace frames

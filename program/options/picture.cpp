@@ -1,0 +1,12 @@
+#include "program/options/picture.h"
+
+#include "pictures/options.h"
+#include "program/options/table.h"
+
+namespace program {
+
+void add_picture_options(CLI::App& command, pictures::PictureOptions& options) {
+  add_options(command, pictures::picture_options(), options, "Pictures");
+}
+
+}  // namespace program
