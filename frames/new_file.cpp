@@ -12,7 +12,7 @@
 
 #include "frames/failure.h"
 #include "frames/permissions.h"
-#include "program/signals.h"
+#include "support/interrupts.h"
 
 namespace frames {
 
@@ -34,7 +34,7 @@ void remove_on_interrupt(int folder, const std::string& name) {
   interrupted_file.back() = '\0';
   std::strncpy(interrupted_file.data(), name.c_str(), interrupted_file.size() - 1);
   interrupted_folder = folder;
-  for (const int signal : program::kInterrupts) {
+  for (const int signal : xrd::kInterrupts) {
     // One that was ignored, as under nohup, stays ignored.
     if (std::signal(signal, remove_and_end) == SIG_IGN) std::signal(signal, SIG_IGN);
   }
@@ -99,7 +99,7 @@ NewFile::~NewFile() {
 
 void NewFile::make(mode_t permissions) {
   // Interrupts wait until it is known which file they are to take away.
-  const xrd::BlockedSignals blocked(program::signal_set(program::kInterrupts));
+  const xrd::BlockedSignals blocked(xrd::signal_set(xrd::kInterrupts));
   unfinished_ = make_unfinished_file(place_.folder.number(), permissions);
   if (!unfinished_.descriptor) throw Failure(path_, std::strerror(errno), errno);
   if (interrupts_ == Interrupts::kRemoveFile) remove_on_interrupt(place_.folder.number(), unfinished_.name);

@@ -22,9 +22,9 @@
 #include "program/name_list.h"
 #include "program/options/table.h"
 #include "program/print.h"
-#include "program/signals.h"
 #include "program/standard_output.h"
 #include "support/files.h"
+#include "support/interrupts.h"
 
 namespace program {
 
@@ -100,9 +100,9 @@ class InterruptGuard {
   InterruptGuard() {
     struct sigaction action {};
     action.sa_handler = note_interrupt;
-    for (std::size_t i = 0; i < kInterrupts.size(); ++i) {
-      sigaction(kInterrupts[i], nullptr, &saved_[i]);
-      if (saved_[i].sa_handler != SIG_IGN) sigaction(kInterrupts[i], &action, nullptr);
+    for (std::size_t i = 0; i < xrd::kInterrupts.size(); ++i) {
+      sigaction(xrd::kInterrupts[i], nullptr, &saved_[i]);
+      if (saved_[i].sa_handler != SIG_IGN) sigaction(xrd::kInterrupts[i], &action, nullptr);
     }
   }
   InterruptGuard(const InterruptGuard&) = delete;
@@ -111,7 +111,7 @@ class InterruptGuard {
 
   // Forks; the new process is ended by interrupts again, also by one that comes right now.
   pid_t start_process() const {
-    const xrd::BlockedSignals blocked(signal_set(kInterrupts));
+    const xrd::BlockedSignals blocked(xrd::signal_set(xrd::kInterrupts));
     const pid_t process = fork();
     if (process == 0) restore();
     return process;
@@ -119,10 +119,10 @@ class InterruptGuard {
 
  private:
   void restore() const {
-    for (std::size_t i = 0; i < kInterrupts.size(); ++i) sigaction(kInterrupts[i], &saved_[i], nullptr);
+    for (std::size_t i = 0; i < xrd::kInterrupts.size(); ++i) sigaction(xrd::kInterrupts[i], &saved_[i], nullptr);
   }
 
-  std::array<struct sigaction, kInterrupts.size()> saved_{};
+  std::array<struct sigaction, xrd::kInterrupts.size()> saved_{};
 };
 
 // Nothing, with an error, when there is no pipe or process to be had.

@@ -16,8 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "program/signals.h"
 #include "support/descriptor.h"
+#include "support/interrupts.h"
 
 namespace program {
 
@@ -46,7 +46,7 @@ bool locale_is_utf8() {
 
 // Signals that would end or stop the process.
 sigset_t interrupts() {
-  sigset_t set = signal_set(kInterrupts);
+  sigset_t set = xrd::signal_set(xrd::kInterrupts);
   for (const int signal : {SIGTSTP, SIGTTIN, SIGTTOU}) sigaddset(&set, signal);
   return set;
 }

@@ -7,7 +7,7 @@
 
 #include "support/blocked_signals.h"
 
-namespace program {
+namespace xrd {
 
 // Those that people send, and those by which systems and schedulers announce the end of a job's time.
 inline constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU, SIGUSR1, SIGUSR2};
@@ -19,4 +19,4 @@ inline sigset_t signal_set(std::span<const int> signals) {
   return set;
 }
 
-}  // namespace program
+}  // namespace xrd
