@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
-#include <span>
+#include <string_view>
 
 #include "frames/failure.h"
 
@@ -22,14 +22,13 @@ class NameCollector {
   NameCollector(const std::string& list, char end, std::vector<std::string>& names)
       : list_(list), end_(end), names_(names) {}
 
-  void take(char character) {
-    if (character == end_) {
+  void take(std::string_view text) {
+    while (!text.empty()) {
+      const std::size_t length = std::min(text.find(end_), text.size());
+      add(text.substr(0, length));
+      if (length == text.size()) return;
       finish_name();
-    } else if (character == '\0') {
-      refuse("holds a NUL");
-    } else {
-      name_.push_back(character);
-      if (name_.size() > kLongestName + 1) refuse_length();  // one may be a carriage return
+      text.remove_prefix(length + 1);
     }
   }
 
@@ -40,6 +39,14 @@ class NameCollector {
 
  private:
   bool has_lines() const { return end_ == '\n'; }
+
+  // A part of a name.
+  void add(std::string_view part) {
+    const std::size_t nul = part.find('\0');
+    name_.append(part.substr(0, nul));
+    if (name_.size() > kLongestName + 1) refuse_length();  // one may be a carriage return
+    if (nul != std::string_view::npos) refuse("holds a NUL");
+  }
 
   void finish_name() {
     if (has_lines() && name_.ends_with('\r')) name_.pop_back();
@@ -74,12 +81,14 @@ class NameCollector {
 
 void read_names(std::FILE* stream, const std::string& list, std::vector<std::string>& names) {
   std::array<char, kLongestName + 1> block{};
-  const auto read_block = [&] { return std::span(block).first(std::fread(block.data(), 1, block.size(), stream)); };
-  std::span<const char> bytes = read_block();
+  const auto read_block = [&] {
+    return std::string_view(block.data(), std::fread(block.data(), 1, block.size(), stream));
+  };
+  std::string_view text = read_block();
   // Of names that end with NULs, the first one does so in the first block.
-  const bool has_nuls = std::ranges::find(bytes, '\0') != bytes.end();
+  const bool has_nuls = text.find('\0') != std::string_view::npos;
   NameCollector collector(list, has_nuls ? '\0' : '\n', names);
-  for (; !bytes.empty(); bytes = read_block()) std::ranges::for_each(bytes, [&](char c) { collector.take(c); });
+  for (; !text.empty(); text = read_block()) collector.take(text);
   if (std::ferror(stream) != 0) throw frames::Failure(list, std::strerror(errno));
   collector.finish();
 }
