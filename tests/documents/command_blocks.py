@@ -21,7 +21,7 @@ ELSEWHERE = {
 # What the commands of clusters find.
 PREPARATION = """
 mkdir -p /data/run7 /scratch/run7
-for seed in 1 2; do xrdimage sample /data/run7/$seed.mccd --size 1200 --seed $seed >/dev/null; done
+for seed in 1 2; do xrdimage sample --overwrite /data/run7/$seed.mccd --size 1200 --seed $seed >/dev/null; done
 find /data/run7 -name '*.mccd' >frames.txt
 echo : >machines
 """

@@ -38,11 +38,11 @@ if [ -x /usr/bin/xrdimage ]; then
   xrdimage licenses | sed '1,/^-----/d' | sed 1d >printed
   head -n "$(wc -l <printed)" notices | cmp - printed
   # The picture is made by the program's own zimg.
-  printf '#!/bin/sh\ncp "$@" %s/shown.png\n' "$PWD" >/usr/local/bin/xv
-  chmod +x /usr/local/bin/xv
-  xrdimage view --classic generated.mar2300
+  mkdir viewers
+  printf '#!/bin/sh\ncp "$@" %s/shown.png\n' "$PWD" >viewers/xv
+  chmod +x viewers/xv
+  PATH=$PWD/viewers:$PATH xrdimage view --classic generated.mar2300
   [ -s shown.png ]
-  rm /usr/local/bin/xv
 fi
 
 # The host of the README, by the shared library, found in the usual places, and by the static one, found by pkg-config.
