@@ -16,12 +16,6 @@ Point parse_pixel_size(const std::string& text) {
   return {numbers.front(), numbers.back()};
 }
 
-std::string joined(const std::vector<std::string>& words) {
-  std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
-  return text;
-}
-
 int parse_depth(const std::string& text) {
   const int depth = parse_whole<int>(text, 0);
   if (depth != 8 && depth != 16 && depth != 32) throw InvalidValue(text, "is none of 8, 16, 32");
@@ -63,6 +57,12 @@ std::vector<Option<LoadOptions>> make_load_options() {
 }
 
 }  // namespace
+
+std::string joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
+  return text;
+}
 
 const std::vector<Option<LoadOptions>>& load_options() {
   static const std::vector<Option<LoadOptions>> options = make_load_options();

@@ -3,9 +3,7 @@
 
 #include <array>
 #include <functional>
-#include <span>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -38,12 +36,15 @@ struct Option {
 // The options about reading frames.
 const std::vector<Option<LoadOptions>>& load_options();
 
-template <typename Target>
-const Option<Target>* find_option(std::span<const Option<Target>> options, std::string_view name) {
-  for (const Option<Target>& option : options) {
-    if (option.name == name) return &option;
-  }
-  return nullptr;
+// "a, b, c".
+std::string joined(const std::vector<std::string>& words);
+
+template <typename Value, std::size_t count>
+std::vector<std::string> names_of(const std::array<std::pair<const char*, Value>, count>& names) {
+  std::vector<std::string> words;
+  words.reserve(count);
+  for (const auto& entry : names) words.emplace_back(entry.first);
+  return words;
 }
 
 // The value's entry in a list of names and what they stand for.
@@ -52,17 +53,7 @@ Value choose(const std::string& text, const std::array<std::pair<const char*, Va
   for (const auto& [name, value] : names) {
     if (text == name) return value;
   }
-  std::string all;
-  for (const auto& entry : names) all += std::string(all.empty() ? "" : ", ") + entry.first;
-  throw InvalidValue(text, "is none of " + all);
-}
-
-template <typename Value, std::size_t count>
-std::vector<std::string> names_of(const std::array<std::pair<const char*, Value>, count>& names) {
-  std::vector<std::string> words;
-  words.reserve(count);
-  for (const auto& entry : names) words.emplace_back(entry.first);
-  return words;
+  throw InvalidValue(text, "is none of " + joined(names_of(names)));
 }
 
 }  // namespace frames
