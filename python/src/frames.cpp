@@ -222,6 +222,8 @@ PyObject* frame_error() {
 
 PYBIND11_MODULE(_core, module) {
   using namespace python;
+  // The first message of a thread would import it, and a process forked meanwhile would wait for that for ever.
+  py::module_::import("logging");
   frame_error_class = PyErr_NewExceptionWithDoc("xrdimage.FrameError",
                                                 "A frame cannot be read, processed or written: what is wrong with it.",
                                                 PyExc_ValueError, nullptr);

@@ -192,6 +192,12 @@ time.sleep(0.2)
     subprocess.run([sys.executable, "-c", script], check=True, timeout=60)
 
 
+def test_what_messages_need_is_imported_before_the_first_fork() -> None:
+    # An import that another thread has begun never ends in a forked process.
+    script = "import sys, numpy; sys.modules.pop('logging', None); import xrdimage; assert 'logging' in sys.modules"
+    subprocess.run([sys.executable, "-c", script], check=True, timeout=60)
+
+
 def test_forked_processes_find_the_locks_free() -> None:
     script = """
 import os, threading
