@@ -48,7 +48,7 @@ std::vector<unsigned char> read_all(std::FILE* stream) {
     check_size(size);
     if (size == bytes.size()) bytes.resize(2 * size);
   }
-  if (std::ferror(stream) != 0) throw LoadError(std::strerror(errno));
+  if (std::ferror(stream) != 0) throw LoadError(std::strerror(errno), Problem::kSystem);
   bytes.resize(size);
   return bytes;
 }
@@ -222,13 +222,16 @@ std::vector<unsigned char> decompress(Bytes file, const Enough& enough, std::vec
 
 }  // namespace
 
-std::vector<unsigned char> read_file(const std::string& path, const Enough& enough, std::vector<std::string>* damage) {
+std::vector<unsigned char> read_file(const std::string& path) {
   const xrd::FileHandle stream = xrd::open_file(path.c_str(), "rb");
-  if (!stream) throw LoadError(std::strerror(errno));
-  std::vector<unsigned char> file = read_all(stream.get());
+  if (!stream) throw LoadError(std::strerror(errno), Problem::kSystem);
+  return read_all(stream.get());
+}
+
+std::optional<std::vector<unsigned char>> unpack(Bytes file, const Enough& enough, std::vector<std::string>* damage) {
   if (is_compressed<Gzip>(file)) return decompress<Gzip>(file, enough, damage);
   if (is_compressed<Bzip2>(file)) return decompress<Bzip2>(file, enough, damage);
-  return file;
+  return std::nullopt;
 }
 
 }  // namespace frames

@@ -17,12 +17,15 @@ namespace frames {
 // Told the front of a file, after how many bytes nothing more of it matters; nothing while the front does not say.
 using Enough = std::function<std::optional<std::size_t>(Bytes front)>;
 
-// The whole file; a gzip or bzip2 file decompressed, as far as `enough` says. LoadError when it cannot be read, and
-// when a compressed file goes on without saying.
+// The whole file. LoadError when it cannot be read.
+std::vector<unsigned char> read_file(const std::string& path);
+
+// The content of a file that is compressed by gzip or bzip2, as far as `enough` says; nothing for another file.
+// LoadError when it is damaged, and when it goes on without saying.
 //
-// With `damage`, what a damaged compressed file holds up to there counts, and what is wrong is put there.
-std::vector<unsigned char> read_file(const std::string& path, const Enough& enough,
-                                     std::vector<std::string>* damage = nullptr);
+// With `damage`, what a damaged file holds up to there counts, and what is wrong is put there.
+std::optional<std::vector<unsigned char>> unpack(Bytes file, const Enough& enough,
+                                                 std::vector<std::string>* damage = nullptr);
 
 // The number whose bytes begin at `offset`; 0 for bytes past the end.
 template <typename Number>

@@ -4,33 +4,24 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "frames/counts.h"
 
 namespace frames {
 
-enum class Format { kMar345, kMarCcd, kTiff, kAdsc, kEdf, kSaint, kPacked, kRaw };
+using Bytes = std::span<const unsigned char>;
 
-// The name for people: "mar345 image plate".
-const char* format_name(Format format);
-
-// The name for command lines and scripts: "mar345". Nothing for a keyword that is none.
-const char* format_keyword(Format format);
-std::optional<Format> format_of_keyword(std::string_view keyword);
-std::vector<std::string> format_keywords();
+// See formats.h for their names and what they can hold.
+enum class Format { kMar345, kMarCcd, kTiff, kAdsc, kEdf, kSaint, kPacked, kRaw, kPng, kNpy };
 
 struct Point {
   double x = 0.0;
   double y = 0.0;
 };
-
-// The name of a frame's file without the ending of its format, and that of a compressed file: "a" of "a.mar2300.gz",
-// but all of "a.0001", where the ending is the frame's number.
-std::string name_without_ending(const std::string& name);
 
 // What a header tells; absent where it does not.
 struct Header {
@@ -46,19 +37,53 @@ struct Header {
   std::optional<std::string> detector;
 };
 
+// What the file's header says, in its own words: "DISTANCE" "100.0".
+struct HeaderItem {
+  std::string name;
+  std::string text;
+
+  bool operator==(const HeaderItem&) const = default;
+};
+
+// Why a pixel is masked: bits of its byte, as far as a byte goes those of the pixel_mask of NeXus. Pixels with any of
+// them but kSaturated have no count.
+enum MaskBit : std::uint8_t {
+  kGap = 0x01,
+  kDead = 0x02,
+  kWeak = 0x04,       // under-responding
+  kSaturated = 0x08,  // at or above what the detector can count
+  kNoisy = 0x10,
+  kUnknown = 0x20,  // it overflowed, and nothing tells its count
+  kCluster = 0x40,  // in a group of pixels that have something wrong
+  kUser = 0x80
+};
+
+inline bool has_no_count(std::uint8_t mask) {
+  return (mask & ~unsigned{kSaturated}) != 0;
+}
+
 struct Frame {
   Format format = Format::kRaw;
   int width = 0;
   int height = 0;
-  Counts counts;              // row by row; negative counts of signed formats wrap, see is_signed
-  std::vector<bool> unknown;  // pixels whose count is unknown, because it overflowed; empty when there are none
-  bool is_signed = false;     // counts are 32-bit two's complement numbers
+  Counts
+      counts;  // row by row; negative counts of signed formats wrap, see is_signed. None if the header was loaded only
+  std::vector<std::uint8_t> mask;  // of MaskBits, a byte a pixel; empty when no pixel is masked
+  bool is_signed = false;          // counts are 32-bit two's complement numbers
   Header header;
+  std::vector<HeaderItem> items;   // all that the file's header says, in its order
+  std::size_t images = 0;          // that the file holds, as far as it was unpacked; 0 for frames of no file
   std::vector<std::string> notes;  // what the user should know: a guessed size, data that end early (with `force`)
 };
 
 inline bool is_unknown(const Frame& frame, std::size_t pixel) {
-  return !frame.unknown.empty() && frame.unknown[pixel];
+  return !frame.mask.empty() && has_no_count(frame.mask[pixel]);
+}
+
+// The pixel is masked for these reasons, too.
+inline void mask_pixel(Frame& frame, std::size_t pixel, std::uint8_t why) {
+  frame.mask.resize(frame.counts.size());
+  frame.mask[pixel] = static_cast<std::uint8_t>(frame.mask[pixel] | why);
 }
 
 // With its sign; of unknown ones it is what the counts hold.
@@ -74,32 +99,56 @@ struct Size {
 
 // How to read a file.
 struct LoadOptions {
-  std::optional<Format> format;  // instead of looking
-  std::optional<Size> size;      // raw frames; EDF without dimensions
-  std::optional<int> depth;      // bits per raw pixel: 8, 16, 32; 16 if not told
-  bool big_endian = false;       // raw pixels
-  std::size_t skip = 0;          // bytes before the raw pixels
-  bool force = false;            // damaged frames are taken as far as they go
-  Header stated;                 // takes the place of what the header says
+  std::optional<Format> format;      // instead of looking
+  std::optional<Size> size;          // raw frames; EDF without dimensions
+  std::optional<int> depth;          // bits per raw pixel: 8, 16, 32; 16 if not told
+  bool big_endian = false;           // raw pixels
+  std::size_t skip = 0;              // bytes before the raw pixels
+  std::optional<std::size_t> image;  // of those in the file, from 1; the first if not told
+  bool header_only = false;          // no counts and no mask are read
+  bool force = false;                // damaged frames are taken as far as they go
+  Header stated;                     // takes the place of what the header says
 };
 
 // Values that are there take the place of the header's.
 void take_stated(Header& header, const Header& stated);
 
+// What kind of error it is.
+enum class Problem {
+  kNoMemory,
+  kSystem,         // no such file, no permission
+  kUnknownFormat,  // nothing tells what the file is
+  kDamaged,
+  kUnsupported,  // valid, but of a kind that is not read
+  kInvalid       // options that do not suit the file
+};
+
 // Why a frame cannot be had: one line for the user, without the path.
 class LoadError : public std::runtime_error {
  public:
-  using std::runtime_error::runtime_error;
+  explicit LoadError(const std::string& line, Problem problem = Problem::kDamaged)
+      : std::runtime_error(line), problem_(problem) {}
+
+  Problem problem() const { return problem_; }
+
+ private:
+  Problem problem_;
 };
 
 // For want of memory, whatever the frame is.
 class NoMemoryError : public LoadError {
  public:
-  NoMemoryError() : LoadError("needs more memory than there is") {}
+  NoMemoryError() : LoadError("needs more memory than there is", Problem::kNoMemory) {}
 };
 
-// Reads the frame in the file, which may be compressed by gzip or bzip2. The content decides the format, the name where
+// Reads a frame from the file, which may be compressed by gzip or bzip2. The content decides the format, the name where
 // the content says nothing. Throws LoadError.
 Frame load_frame(const std::string& path, const LoadOptions& options = {});
+// The same from the content of a file. The name may be empty.
+Frame load_frame(Bytes content, const std::string& name, const LoadOptions& options = {});
+
+// The format that a frame would be read as. Throws LoadError.
+Format detect_format(const std::string& path);
+Format detect_format(Bytes content, const std::string& name);
 
 }  // namespace frames

@@ -18,14 +18,14 @@ void scale_geometry(Header& header, double x_factor, double y_factor);
 template <typename Source>
 Frame rearranged(const Frame& frame, int width, int height, Source source) {
   Frame result = blank_frame(frame, width, height);
-  const bool all_known = frame.unknown.empty();
-  if (!all_known) result.unknown.resize(result.counts.size());
+  const bool is_masked = !frame.mask.empty();
+  if (is_masked) result.mask.resize(result.counts.size());
   std::size_t pixel = 0;
   for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
     for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x, ++pixel) {
       const std::size_t from = source(x, y);
       result.counts[pixel] = frame.counts[from];
-      if (!all_known) result.unknown[pixel] = frame.unknown[from];
+      if (is_masked) result.mask[pixel] = frame.mask[from];
     }
   }
   return result;

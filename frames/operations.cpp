@@ -38,10 +38,10 @@ std::span<unsigned int> pixels_of(Frame& frame) {
 
 // Unknown counts must not disturb their neighbours more than they have to.
 void fill_unknown(Frame& frame) {
-  if (frame.unknown.empty()) return;
+  if (frame.mask.empty()) return;
   const auto largest = static_cast<std::uint32_t>(statistics_of(frame).maximum);
   for (std::size_t i = 0; i < frame.counts.size(); ++i) {
-    if (frame.unknown[i]) frame.counts[i] = largest;
+    if (is_unknown(frame, i)) frame.counts[i] = largest;
   }
 }
 
@@ -60,16 +60,21 @@ void make_unsigned(Frame& frame) {
   if (negative > 0) frame.notes.push_back(std::to_string(negative) + " negative counts were taken as 0");
 }
 
-// The sum of the block whose first pixel is given; nothing when a count is unknown.
-std::optional<std::int64_t> block_sum(const Frame& frame, std::size_t first, std::size_t factor) {
+struct Block {
   std::int64_t sum = 0;
+  std::uint8_t mask = 0;  // all that masks one of its pixels
+};
+
+// The block whose first pixel is given.
+Block block_at(const Frame& frame, std::size_t first, std::size_t factor) {
+  Block block;
   for (std::size_t row = 0; row < factor; ++row, first += static_cast<std::size_t>(frame.width)) {
     for (std::size_t pixel = first; pixel < first + factor; ++pixel) {
-      if (frames::is_unknown(frame, pixel)) return std::nullopt;
-      sum += frames::count_of(frame, pixel);
+      block.sum += frames::count_of(frame, pixel);
+      if (!frame.mask.empty()) block.mask = static_cast<std::uint8_t>(block.mask | frame.mask[pixel]);
     }
   }
-  return sum;
+  return block;
 }
 
 bool fits(std::int64_t sum, bool is_signed) {
@@ -229,12 +234,10 @@ void bin(Frame& frame, int factor) {
   const auto columns = static_cast<std::size_t>(binned.width);
   for (std::size_t pixel = 0; pixel < binned.counts.size(); ++pixel) {
     const std::size_t first = pixel / columns * edge * static_cast<std::size_t>(frame.width) + pixel % columns * edge;
-    const std::optional<std::int64_t> sum = block_sum(frame, first, edge);
-    if (sum && fits(*sum, frame.is_signed)) {
-      binned.counts[pixel] = static_cast<std::uint32_t>(*sum);  // negative ones wrap
-    } else {
-      mark_unknown(binned, pixel);
-    }
+    auto [sum, why] = block_at(frame, first, edge);
+    if (!has_no_count(why) && !fits(sum, frame.is_signed)) why = static_cast<std::uint8_t>(why | kUnknown);
+    if (why != 0) mask_pixel(binned, pixel, why);
+    if (!has_no_count(why)) binned.counts[pixel] = static_cast<std::uint32_t>(sum);  // negative ones wrap
   }
   scale_geometry(binned.header, factor, factor);
   if (auto& saturation = binned.header.saturation) saturation = *saturation * factor * factor;
@@ -254,8 +257,8 @@ void fit(Frame& frame, Size size) {
     const std::size_t from = row * static_cast<std::size_t>(frame.width);
     const std::size_t to = row * static_cast<std::size_t>(size.width);
     std::copy_n(frame.counts.begin() + from, columns, fitted.counts.begin() + to);
-    for (std::size_t column = 0; column < columns; ++column) {
-      if (is_unknown(frame, from + column)) mark_unknown(fitted, to + column);
+    for (std::size_t column = 0; column < (frame.mask.empty() ? 0 : columns); ++column) {
+      mask_pixel(fitted, to + column, frame.mask[from + column]);
     }
   }
   frame = std::move(fitted);

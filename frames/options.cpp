@@ -1,5 +1,7 @@
 #include "frames/options.h"
 
+#include "frames/formats.h"
+
 namespace frames {
 
 namespace {
@@ -23,9 +25,9 @@ int parse_depth(const std::string& text) {
 }
 
 Format parse_format(const std::string& text) {
-  const auto format = format_of_keyword(text);
-  if (!format) throw InvalidValue(text, "is none of " + joined(format_keywords()));
-  return *format;
+  const FileFormat* const format = find_format(text);
+  if (format == nullptr || !format->is_read()) throw InvalidValue(text, "is none of " + joined(readable_formats()));
+  return format->format;
 }
 
 std::vector<Option<LoadOptions>> make_load_options() {
@@ -41,8 +43,10 @@ std::vector<Option<LoadOptions>> make_load_options() {
        [](LoadOptions& options, const std::string& /*text*/) { options.big_endian = true; }},
       {"skip", "BYTES", "Bytes in front of raw pixels that are left out",
        [](LoadOptions& options, const std::string& text) { options.skip = parse_whole<std::size_t>(text, 0); }},
-      {"format", "NAME", "Read the file as this format: " + joined(format_keywords()),
-       [](LoadOptions& options, const std::string& text) { options.format = parse_format(text); }, format_keywords()},
+      {"format", "NAME", "Read the file as this format: " + joined(readable_formats()),
+       [](LoadOptions& options, const std::string& text) { options.format = parse_format(text); }, readable_formats()},
+      {"image", "N", "The N-th image of a file that holds several (default: 1)",
+       [](LoadOptions& options, const std::string& text) { options.image = parse_whole<std::size_t>(text, 1); }},
       {"beam", "X,Y", "Beam centre in pixels, instead of the header's",
        [](LoadOptions& options, const std::string& text) { options.stated.beam_centre = parse_point(text); }},
       {"wavelength", "A", "Wavelength in ångström, instead of the header's",

@@ -21,8 +21,8 @@ frames::LoadOptions options_of(fuzz::Input& input) {
   if ((flags & 16) != 0) options.skip = 512;
   if (size != 0) options.size = {static_cast<int>(size % 16), static_cast<int>(size / 16)};
   // Most often the content decides.
-  static const std::vector<std::string> keywords = frames::format_keywords();
-  if (format < keywords.size()) options.format = frames::format_of_keyword(keywords[format]);
+  static const std::vector<std::string> keywords = frames::readable_formats();
+  if (format < keywords.size()) options.format = frames::find_format(keywords[format])->format;
   return options;
 }
 
@@ -54,7 +54,7 @@ void check(Load load) {
     const frames::Frame frame = load();
     const std::size_t pixels = static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height);
     fuzz::require(frame.width >= 1 && frame.height >= 1 && frame.counts.size() == pixels);
-    fuzz::require(frame.unknown.empty() || frame.unknown.size() == pixels);
+    fuzz::require(frame.mask.empty() || frame.mask.size() == pixels);
   } catch (const frames::LoadError& error) {
     fuzz::require(error.what()[0] != '\0');
   }

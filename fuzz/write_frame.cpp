@@ -60,7 +60,7 @@ frames::Frame frame_of(fuzz::Input& input, const Choice& choice) {
   frames::Frame frame;
   frame.is_signed = choice.is_signed;
   frame.width = static_cast<int>(input.byte() % 64 + 1);
-  if (choice.has_unknown) frame.unknown = {true};
+  if (choice.has_unknown) frame.mask = {frames::kUnknown};
   // The header's values are the first counts.
   frame.header.wavelength = input.byte() / 100.0;
   frame.header.distance = input.byte() * 10.0;
@@ -84,7 +84,7 @@ frames::Frame frame_of(fuzz::Input& input, const Choice& choice) {
   frame.height = static_cast<int>(height);
   frame.counts = frames::Counts(counts.size());
   std::ranges::copy(counts, frame.counts.begin());
-  frame.unknown.resize(frame.unknown.empty() ? 0 : counts.size());
+  frame.mask.resize(frame.mask.empty() ? 0 : counts.size());
   return frame;
 }
 
@@ -95,8 +95,8 @@ bool looks_compressed(const std::string& file) {
 
 bool same_pixels(const frames::Frame& frame, const frames::Frame& loaded) {
   for (std::size_t i = 0; i < frame.counts.size(); ++i) {
-    const bool is_unknown = !frame.unknown.empty() && frame.unknown[i];
-    const bool loaded_unknown = !loaded.unknown.empty() && loaded.unknown[i];
+    const bool is_unknown = frames::is_unknown(frame, i);
+    const bool loaded_unknown = frames::is_unknown(loaded, i);
     if (is_unknown != loaded_unknown) return false;
     if (!is_unknown && frame.counts[i] != loaded.counts[i]) return false;
   }
@@ -111,7 +111,7 @@ void check_library(const char* path, const frames::Frame& frame) {
   fuzz::close_left_open();
   fuzz::require(image.width == frame.width && image.height == frame.height);
   for (std::size_t i = 0; i < image.count(); ++i) {
-    const bool is_unknown = !frame.unknown.empty() && frame.unknown[i];
+    const bool is_unknown = frames::is_unknown(frame, i);
     const unsigned expected = is_unknown || frame.counts[i] >= kSaturated ? OVERFLOW_MARK : frame.counts[i];
     fuzz::require(image.pixels[i] == expected);
   }

@@ -34,8 +34,8 @@ Histogram upper_halves(const frames::Frame& frame, const Order& order) {
     for (std::size_t t = 0; t < kTables; ++t) ++tables[t * kHalves + ((counts[i + t] ^ order.flip) >> 16)];
   }
   for (; i < size; ++i) ++tables[(counts[i] ^ order.flip) >> 16];
-  for (i = 0; i < frame.unknown.size(); ++i) {
-    if (frame.unknown[i]) --tables[(counts[i] ^ order.flip) >> 16];  // may wrap, the sum does not
+  for (i = 0; i < frame.mask.size(); ++i) {
+    if (frames::has_no_count(frame.mask[i])) --tables[(counts[i] ^ order.flip) >> 16];  // may wrap, the sum does not
   }
   Histogram sums(kHalves);
   for (std::size_t half = 0; half < kHalves; ++half) {
@@ -51,9 +51,9 @@ Histogram lower_halves(const frames::Frame& frame, const Order& order, std::uint
     const std::uint32_t key = bits ^ order.flip;
     if (key >> 16 == upper) ++sums[key & 0xFFFF];
   }
-  for (std::size_t i = 0; i < frame.unknown.size(); ++i) {
+  for (std::size_t i = 0; i < frame.mask.size(); ++i) {
     const std::uint32_t key = frame.counts[i] ^ order.flip;
-    if (frame.unknown[i] && key >> 16 == upper) --sums[key & 0xFFFF];
+    if (frames::has_no_count(frame.mask[i]) && key >> 16 == upper) --sums[key & 0xFFFF];
   }
   return sums;
 }
@@ -179,8 +179,8 @@ std::vector<std::uint8_t> levels_of(const frames::Frame& frame, const CountRange
   std::ranges::transform(frame.counts, result.begin(), [&](std::uint32_t bits) {
     return table[std::clamp(std::int64_t{bits ^ order.flip}, low, high) - low];
   });
-  for (std::size_t i = 0; i < frame.unknown.size(); ++i) {
-    if (frame.unknown[i]) result[i] = unknown;
+  for (std::size_t i = 0; i < frame.mask.size(); ++i) {
+    if (frames::has_no_count(frame.mask[i])) result[i] = unknown;
   }
   return result;
 }

@@ -35,10 +35,9 @@ frames::Frame reduced(const frames::Frame& frame, const Factors& factors) {
       ++known[block];
     }
   }
-  if (!frame.unknown.empty()) result.unknown.resize(sums.size());
   for (std::size_t block = 0; block < sums.size(); ++block) {
     if (known[block] == 0) {
-      result.unknown[block] = true;
+      frames::mask_pixel(result, block, frames::kUnknown);
     } else {
       const double mean = static_cast<double>(sums[block]) / static_cast<double>(known[block]);
       result.counts[block] = static_cast<std::uint32_t>(std::llround(mean));  // negative ones wrap

@@ -5,7 +5,7 @@
 #include <map>
 
 #include "frames/failure.h"
-#include "frames/frame.h"
+#include "frames/formats.h"
 
 namespace program {
 
@@ -38,7 +38,8 @@ std::string pattern_of(const std::vector<std::string>& inputs, const OutputOptio
   if (!folder.empty()) {
     if (options.format.empty())
       throw frames::Failure(options.output, "is a folder; --to states the format, as in --to png");
-    return (fs::path(folder) / kName).string() + "." + options.format;
+    return (fs::path(folder) / kName).string() + "." +
+           std::string(frames::usual_ending(*frames::find_format(options.format)));
   }
   if (inputs.size() > 1) {
     throw frames::Failure(options.output, "is one file, but there are " + std::to_string(inputs.size()) +

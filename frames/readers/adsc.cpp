@@ -43,7 +43,7 @@ SampleType sample_type(const HeaderItems& items, std::size_t data_bytes, std::si
   for (const TypeName& type : kTypes) {
     if (type.name == name) return type.type;
   }
-  throw LoadError("has pixels of unknown TYPE " + name);
+  throw LoadError("has pixels of unknown TYPE " + name, Problem::kUnsupported);
 }
 
 bool within(Point point, double width, double height) {
@@ -117,14 +117,15 @@ Frame load_adsc(Bytes file, const LoadOptions& options) {
 
   Frame frame;
   frame.format = Format::kAdsc;
-  set_size(frame, layout.width, layout.height);
-  const auto offset = std::min(layout.header_bytes, 0ULL + file.size());
-  const Bytes data = bytes_after(file, static_cast<std::size_t>(offset));
-  const SampleType type = sample_type(items, data.size(), frame.counts.size());
-  const bool big_endian = lower_case(items.text("byte_order").value_or("")) == "big_endian";
-  read_samples(frame, data, type, big_endian, options);
+  set_size(frame, layout.width, layout.height, options);
   frame.header = header_values(items);
   frame.header.beam_centre = beam_centre(items, frame);
+  frame.items = items.in_order();
+  const auto offset = std::min(layout.header_bytes, 0ULL + file.size());
+  const Bytes data = bytes_after(file, static_cast<std::size_t>(offset));
+  const SampleType type = sample_type(items, data.size(), pixels_of_size(layout.width, layout.height));
+  const bool big_endian = lower_case(items.text("byte_order").value_or("")) == "big_endian";
+  read_samples(frame, data, type, big_endian, options);
   return frame;
 }
 

@@ -3,6 +3,7 @@
 // Not handled: compressed data, and files whose first block is a general one without an image.
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <limits>
 
 #include "frames/readers/header_items.h"
@@ -52,7 +53,7 @@ std::optional<SampleType> named_type(const HeaderItems& items) {
   const auto name = items.text("datatype");
   if (!name) return std::nullopt;
   const auto* type = std::ranges::find(kTypes, lower_case(*name), &TypeName::name);
-  if (type == kTypes.end()) throw LoadError("has pixels of unknown DataType " + *name);
+  if (type == kTypes.end()) throw LoadError("has pixels of unknown DataType " + *name, Problem::kUnsupported);
   return type->type;
 }
 
@@ -95,7 +96,7 @@ Size frame_size(const HeaderItems& items, const LoadOptions& options) {
   auto height = items.integer("dim_2");
   if (!width || !height) {
     if (options.size) return *options.size;
-    throw LoadError("does not tell its Dim_1 and Dim_2; --size WxH gives them");
+    throw LoadError("does not tell its Dim_1 and Dim_2; --size WxH gives them", Problem::kInvalid);
   }
   // This library writes dimensions as signed 16-bit numbers.
   constexpr long long kSixteenBits = 65536;
@@ -139,7 +140,7 @@ Header header_values(const HeaderItems& items) {
 void refuse_compression(const HeaderItems& items) {
   const std::string compression = lower_case(items.text("compression").value_or("none"));
   if (!compression.starts_with("no") && !compression.starts_with("un")) {
-    throw LoadError("is compressed by " + compression + ", which is not supported");
+    throw LoadError("is compressed by " + compression + ", which is not supported", Problem::kUnsupported);
   }
 }
 
@@ -149,6 +150,9 @@ struct Layout {
   Size size;
   SampleType type;
   std::size_t data_bytes = 0;
+
+  // Behind the pixels, wherever that is.
+  std::uint64_t end() const { return std::uint64_t{offset} + data_bytes; }
 };
 
 Layout layout_of(const HeaderItems& items, std::string_view text, const LoadOptions& options) {
@@ -160,6 +164,25 @@ Layout layout_of(const HeaderItems& items, std::string_view text, const LoadOpti
   layout.type = sample_type(items, pixels);
   layout.data_bytes = pixels * layout.type.bytes;
   return layout;
+}
+
+// Where the images begin, each behind the other. The first is there whatever is wrong with it; one behind it counts
+// when its header can be read.
+std::vector<std::size_t> image_offsets(Bytes file, const LoadOptions& options) {
+  std::vector<std::size_t> offsets{0};
+  std::size_t offset = 0;
+  while (offsets.size() < kMostImages) {
+    const std::string_view text = text_of(file.subspan(offset));
+    try {
+      const std::uint64_t end = layout_of(HeaderItems(text), text, options).end();
+      if (offsets.back() != offset) offsets.push_back(offset);
+      if (end >= text.size() || !begins_with_brace(text.substr(static_cast<std::size_t>(end)))) break;
+      offset += static_cast<std::size_t>(end);
+    } catch (const LoadError&) {
+      break;
+    }
+  }
+  return offsets;
 }
 
 }  // namespace
@@ -174,6 +197,7 @@ bool is_edf(Bytes file) {
 }
 
 std::optional<std::size_t> enough_of_edf(Bytes front, const LoadOptions& options) {
+  if (options.image) return std::nullopt;  // of a file that holds several, any length may be needed
   const std::string_view text = text_of(front);
   const HeaderItems items(text);
   const Layout layout = layout_of(items, text, options);
@@ -185,20 +209,20 @@ std::optional<std::size_t> enough_of_edf(Bytes front, const LoadOptions& options
 }
 
 Frame load_edf(Bytes file, const LoadOptions& options) {
-  const std::string_view text = text_of(file);
-  const HeaderItems items(text);
-  const Layout layout = layout_of(items, text, options);
-
   Frame frame;
   frame.format = Format::kEdf;
-  set_size(frame, layout.size.width, layout.size.height);
-  const std::size_t offset = skip_padding(layout.offset, file.size(), layout.data_bytes);
-  const bool big_endian = lower_case(items.text("byteorder").value_or("")) == "highbytefirst";
-  read_samples(frame, bytes_after(file, offset), layout.type, big_endian, options);
-  if (begins_with_brace(text_of(bytes_after(file, offset + layout.data_bytes)))) {
-    frame.notes.emplace_back("has several images; this is the first");
-  }
+  const std::vector<std::size_t> images = image_offsets(file, options);
+  choose_image(frame, images.size(), options);
+  const Bytes image = file.subspan(images[options.image.value_or(1) - 1]);
+  const std::string_view text = text_of(image);
+  const HeaderItems items(text);
+  const Layout layout = layout_of(items, text, options);
+  set_size(frame, layout.size.width, layout.size.height, options);
   frame.header = header_values(items);
+  frame.items = items.in_order();
+  const std::size_t offset = skip_padding(layout.offset, image.size(), layout.data_bytes);
+  const bool big_endian = lower_case(items.text("byteorder").value_or("")) == "highbytefirst";
+  read_samples(frame, bytes_after(image, offset), layout.type, big_endian, options);
   return frame;
 }
 

@@ -51,13 +51,14 @@ HeaderItems::HeaderItems(std::string_view text) {
     text = text.substr(0, brace);
   }
   text.remove_prefix(std::min(text.size(), text.find('{') + 1));
-  for (std::size_t items = 0; items < kMostItems && !text.empty();) {
+  while (in_order_.size() < kMostItems && !text.empty()) {
     const std::size_t length = std::min(text.size(), text.find_first_of(";\n"));
     const std::string_view item = text.substr(0, length);
     const std::size_t equals = item.find('=');
     if (equals != std::string_view::npos) {
-      ++items;
-      items_.emplace(lower_case(trimmed(item.substr(0, equals))), trimmed(item.substr(equals + 1)));
+      const std::string_view key = trimmed(item.substr(0, equals));
+      items_.emplace(lower_case(key), in_order_.size());
+      in_order_.push_back({std::string(key), std::string(trimmed(item.substr(equals + 1)))});
     }
     text.remove_prefix(std::min(text.size(), length + 1));
   }
@@ -65,7 +66,9 @@ HeaderItems::HeaderItems(std::string_view text) {
 
 std::optional<std::string> HeaderItems::text(std::string_view key) const {
   const auto item = items_.find(key);
-  return item == items_.end() || item->second.empty() ? std::nullopt : std::optional(item->second);
+  if (item == items_.end()) return std::nullopt;
+  const std::string& text = in_order_[item->second].text;
+  return text.empty() ? std::nullopt : std::optional(text);
 }
 
 std::optional<double> HeaderItems::number(std::string_view key) const {

@@ -6,6 +6,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
+
+#include "frames/frame.h"
 
 namespace frames {
 
@@ -29,6 +32,10 @@ class HeaderItems {
 
   // Keys are asked for in lower case and found in any.
   bool has(std::string_view key) const { return items_.find(key) != items_.end(); }
+
+  // All of them, in the order and spelling of the text.
+  const std::vector<HeaderItem>& in_order() const { return in_order_; }
+
   std::optional<std::string> text(std::string_view key) const;
   std::optional<double> number(std::string_view key) const;
   std::optional<long long> integer(std::string_view key) const;
@@ -43,7 +50,8 @@ class HeaderItems {
   std::optional<std::size_t> end() const { return end_; }
 
  private:
-  std::map<std::string, std::string, std::less<>> items_;
+  std::vector<HeaderItem> in_order_;
+  std::map<std::string, std::size_t, std::less<>> items_;  // the first of each key, which is in lower case
   std::optional<std::size_t> end_;
   bool is_longest_ = false;
 };

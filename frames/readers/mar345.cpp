@@ -64,6 +64,10 @@ class Line {
 
   bool is(std::string_view keyword) const { return !words_.empty() && words_[0] == keyword; }
 
+  // What is neither blank nor the mark of the header.
+  bool is_item() const { return !words_.empty() && !is("mar"); }
+  std::string keyword() const { return std::string(words_[0]); }
+
   // The number behind the word.
   std::optional<double> number(std::string_view word) const {
     const auto found = std::ranges::find(words_, word);
@@ -107,15 +111,15 @@ void read_line(const Line& line, Header& header) {
   }
 }
 
-Header read_header(Bytes file, const Binary& binary) {
-  Header header;
+void read_header(Frame& frame, Bytes file, const Binary& binary) {
   const std::size_t end = std::min(binary.header_bytes(), file.size());
-  if (end <= mar345::kTextBegin) return header;
+  if (end <= mar345::kTextBegin) return;
   for (const std::string_view text : split(text_of(file.subspan(mar345::kTextBegin, end - mar345::kTextBegin)), "\n")) {
     if (text.starts_with("END OF HEADER")) break;
-    read_line(Line(text), header);
+    const Line line(text);
+    read_line(line, frame.header);
+    if (line.is_item()) frame.items.push_back({line.keyword(), line.text().value_or("")});
   }
-  return header;
 }
 
 void merge_record(Frame& frame, const Binary& binary, std::int32_t position, std::int32_t value) {
@@ -124,9 +128,9 @@ void merge_record(Frame& frame, const Binary& binary, std::int32_t position, std
   const std::size_t pixel = *found;
   frame.counts[pixel] = value < 0 ? OVERFLOW_MARK : static_cast<std::uint32_t>(value);
   if (value < 0) {
-    mark_unknown(frame, pixel);
-  } else if (!frame.unknown.empty()) {
-    frame.unknown[pixel] = false;  // a later record replaces an earlier one
+    mask_pixel(frame, pixel, kUnknown);
+  } else if (!frame.mask.empty()) {
+    frame.mask[pixel] = 0;  // a later record replaces an earlier one
   }
 }
 
@@ -169,7 +173,7 @@ bool is_mar345(Bytes file) {
 }
 
 std::optional<std::size_t> enough_of_mar345(Bytes front, const LoadOptions& options) {
-  if (const auto image = enough_of_packed(front, options)) return image;
+  if (find_packed_line(front)) return enough_of_packed(front, options);
   if (front.size() < kBinaryBytes) return std::nullopt;
   // Without an image so far: it stands behind the overflows, of which a pixel has one.
   const Binary binary(front);
@@ -185,8 +189,9 @@ Frame load_mar345(Bytes file, const LoadOptions& options) {
   if (!mar345::is_sane(binary.words)) throw LoadError("is damaged: its first word is not that of a mar345 frame");
   Frame frame;
   frame.format = Format::kMar345;
-  set_size(frame, binary.size, binary.size);
-  frame.header = read_header(file, binary);
+  set_size(frame, binary.size, binary.size, options);
+  read_header(frame, file, binary);
+  if (options.header_only) return frame;
   const auto line = find_packed_line(file);
   if (line) {
     read_packed_image(frame, file, *line, options);

@@ -2,6 +2,8 @@
 #include "frames/readers/packed.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <span>
 #include <string>
@@ -17,6 +19,43 @@ namespace {
 
 constexpr std::string_view kLineStart = XRD_PACKED_TITLE;
 constexpr std::size_t kLongestLine = 80;
+
+// What a chunk's header of six bits says: how many pixels the chunk has, and its length with the header.
+struct Chunk {
+  unsigned pixels = 0;
+  unsigned bits = 0;
+};
+
+constexpr std::array<Chunk, 1U << xrd::kChunkHeaderBits> chunk_table() {
+  constexpr unsigned kCodes = xrd::low_bits(xrd::kChunkCodeBits);
+  std::array<Chunk, 1U << xrd::kChunkHeaderBits> table{};
+  for (unsigned header = 0; header < table.size(); ++header) {
+    const unsigned pixels = 1U << (header & kCodes);
+    const auto field_bits = static_cast<unsigned>(xrd::kFieldBits[header >> xrd::kChunkCodeBits]);
+    table[header] = {pixels, xrd::kChunkHeaderBits + pixels * field_bits};
+  }
+  return table;
+}
+
+// How many bytes of the bit stream so many pixels take; nothing when it ends before. The headers of chunks tell their
+// lengths: nothing is decoded.
+std::optional<std::size_t> packed_bytes(Bytes stream, std::size_t pixels) {
+  static constexpr auto kChunks = chunk_table();
+  std::uint64_t bit = 0;
+  while (pixels > 0) {
+    const auto byte = static_cast<std::size_t>(bit / 8);
+    if (byte >= stream.size()) return std::nullopt;
+    const unsigned next = byte + 1 < stream.size() ? stream[byte + 1] : 0U;
+    const unsigned header = (stream[byte] | next << 8) >> (bit % 8) & xrd::low_bits(xrd::kChunkHeaderBits);
+    const auto& [count, bits] = kChunks[header];
+    // What the last chunk holds beyond the image is not read.
+    const bool is_cut = count > pixels;
+    bit += is_cut ? xrd::kChunkHeaderBits + pixels * ((bits - xrd::kChunkHeaderBits) / count) : bits;
+    pixels -= is_cut ? pixels : count;
+  }
+  const auto bytes = static_cast<std::size_t>((bit + 7) / 8);
+  return bytes > stream.size() ? std::nullopt : std::optional(bytes);
+}
 
 }  // namespace
 
@@ -43,13 +82,6 @@ void read_packed_pixels(Frame& frame, Bytes file, const PackedLine& line, const 
   xrd::widen_samples(pixels, [](std::uint16_t sample) -> std::uint32_t { return sample; });
 }
 
-std::size_t end_of_packed_image(const PackedLine& line) {
-  // A chunk of one pixel with the widest field is the longest that a pixel can take.
-  constexpr std::uint64_t kMostBits = xrd::kChunkHeaderBits + xrd::kFieldBits.back();
-  const std::uint64_t pixels = xrd::allocatable_pixels(line.width, line.height).value_or(0);
-  return line.end + static_cast<std::size_t>((pixels * kMostBits + 7) / 8);
-}
-
 bool is_packed(Bytes file) {
   return find_packed_line(file).has_value();
 }
@@ -57,7 +89,12 @@ bool is_packed(Bytes file) {
 std::optional<std::size_t> enough_of_packed(Bytes front, const LoadOptions& /*options*/) {
   const auto line = find_packed_line(front);
   if (!line) return std::nullopt;
-  return end_of_packed_image(*line) + with_room(0);
+  // The most that the pixels can take is several times what those of a frame do: the chunks tell where they end.
+  const std::size_t pixels = xrd::allocatable_pixels(line->width, line->height).value_or(0);
+  const Bytes stream = front.subspan(line->end);
+  if (stream.size() < pixels / 2) return std::nullopt;  // few images end before, and going through chunks takes time
+  const auto bytes = packed_bytes(stream, pixels);
+  return bytes ? std::optional(line->end + *bytes + with_room(0)) : std::nullopt;
 }
 
 Frame load_packed(Bytes file, const LoadOptions& options) {
@@ -65,7 +102,8 @@ Frame load_packed(Bytes file, const LoadOptions& options) {
   if (!line) throw LoadError("is truncated or damaged: it holds no packed image");
   Frame frame;
   frame.format = Format::kPacked;
-  set_size(frame, line->width, line->height);
+  set_size(frame, line->width, line->height, options);
+  if (options.header_only) return frame;
   read_packed_pixels(frame, file, *line, options);
   return frame;
 }

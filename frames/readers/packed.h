@@ -16,9 +16,6 @@ struct PackedLine {
   int height = 0;
 };
 
-// Behind which byte no bit of the image can be.
-std::size_t end_of_packed_image(const PackedLine& line);
-
 // The first header line with a size that can be, anywhere in the file.
 std::optional<PackedLine> find_packed_line(Bytes file);
 

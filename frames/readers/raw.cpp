@@ -28,20 +28,21 @@ std::string guess_failed(std::size_t bytes) {
 // A square, or else a detector that has as many pixels.
 Size guess_size(std::size_t bytes, std::size_t sample_bytes) {
   const std::size_t count = bytes / sample_bytes;
-  if (count == 0 || bytes % sample_bytes != 0) throw LoadError(guess_failed(bytes));
+  if (count == 0 || bytes % sample_bytes != 0) throw LoadError(guess_failed(bytes), Problem::kInvalid);
   const int side = static_cast<int>(std::lround(std::sqrt(static_cast<double>(count))));
   const Size square{side, side};
   if (pixels(square) == count) return square;
   for (const Size& detector : kDetectors) {
     if (pixels(detector) == count) return detector;
   }
-  throw LoadError(guess_failed(bytes));
+  throw LoadError(guess_failed(bytes), Problem::kInvalid);
 }
 
 int depth_of(const LoadOptions& options) {
   const int depth = options.depth.value_or(16);
   if (depth != 8 && depth != 16 && depth != 32) {
-    throw LoadError("cannot have " + std::to_string(depth) + " bits a pixel; --depth is 8, 16 or 32");
+    throw LoadError("cannot have " + std::to_string(depth) + " bits a pixel; --depth is 8, 16 or 32",
+                    Problem::kInvalid);
   }
   return depth;
 }
@@ -63,7 +64,7 @@ Frame load_raw(Bytes file, const LoadOptions& options) {
 
   Frame frame;
   frame.format = Format::kRaw;
-  set_size(frame, size.width, size.height);
+  set_size(frame, size.width, size.height, options);
   if (!options.size) {
     frame.notes.push_back("is taken as " + std::to_string(size.width) + " x " + std::to_string(size.height) +
                           " pixels of " + std::to_string(depth) +

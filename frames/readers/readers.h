@@ -1,18 +1,17 @@
-// The loaders of the single formats, each given the whole file, already decompressed; see frame.h.
+// The loaders of the single formats, each given the whole file, already decompressed; see frame.h. They
+// are no wrappers of the library's flat readers, whose results differ: those keep what their callers rely on, these
+// give the true counts of every variant of a format.
 #pragma once
 
 #include <cstddef>
 #include <limits>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 
 #include "frames/frame.h"
 
 namespace frames {
-
-using Bytes = std::span<const unsigned char>;
 
 // Whether the content is of the format, by what every file of it begins with.
 bool is_adsc(Bytes file);
@@ -42,8 +41,8 @@ std::optional<std::size_t> enough_of_raw(Bytes front, const LoadOptions& options
 std::optional<std::size_t> enough_of_saint(Bytes front, const LoadOptions& options);
 std::optional<std::size_t> enough_of_tiff(Bytes front, const LoadOptions& options);
 
-// The same of the file on that path, whatever its format.
-std::optional<std::size_t> enough_of_file(Bytes front, const std::string& path, const LoadOptions& options);
+// The same of the file of that name, whatever its format.
+std::optional<std::size_t> enough_of_file(Bytes front, const std::string& name, const LoadOptions& options);
 
 // As much again, and more for small frames: files that have something behind the frame are checked to their end, too.
 constexpr std::size_t with_room(std::size_t bytes) {
@@ -58,13 +57,16 @@ std::string_view text_of(Bytes file);
 // Damage of a file: a LoadError, or a note in the frame when the user wants the frame all the same.
 void report_damage(Frame& frame, const LoadOptions& options, const std::string& damage);
 
-// How many pixels. LoadError for a size that cannot be.
+// How many pixels. LoadError for an impossible size.
 std::size_t pixels_of_size(long long width, long long height);
 
-// Sets the size and makes the counts, all 0. LoadError for a size that cannot be.
-void set_size(Frame& frame, long long width, long long height);
+// Sets the size and makes the counts, all 0, unless only the header is wanted. LoadError for an impossible size.
+void set_size(Frame& frame, long long width, long long height, const LoadOptions& options);
 
-// Marks a pixel's count as unknown.
-void mark_unknown(Frame& frame, std::size_t pixel);
+// More images of a file are not counted.
+inline constexpr std::size_t kMostImages = 65536;
+
+// Of a file with so many images: checks that it holds the one asked for, and notes when the user has not chosen.
+void choose_image(Frame& frame, std::size_t images, const LoadOptions& options);
 
 }  // namespace frames

@@ -25,13 +25,21 @@ constexpr std::size_t kTextEntry = 16;                      // of the table of o
 
 using Records = std::map<std::string, std::string, std::less<>>;
 
+// All records within the text, in order.
+std::vector<HeaderItem> items_of(std::string_view text) {
+  std::vector<HeaderItem> items;
+  for (; text.size() > kKey; text.remove_prefix(std::min(text.size(), kRecord))) {
+    if (text[kKey] != ':') continue;
+    items.push_back(
+        {std::string(trimmed(text.substr(0, kKey))), std::string(trimmed(text.substr(kKey + 1, kRecord - kKey - 1)))});
+  }
+  return items;
+}
+
 // The first record of each key within the text.
 Records parse_records(std::string_view text) {
   Records records;
-  for (; text.size() > kKey; text.remove_prefix(std::min(text.size(), kRecord))) {
-    if (text[kKey] != ':') continue;
-    records.emplace(trimmed(text.substr(0, kKey)), trimmed(text.substr(kKey + 1, kRecord - kKey - 1)));
-  }
+  for (HeaderItem& item : items_of(text)) records.emplace(std::move(item.name), std::move(item.text));
   return records;
 }
 
@@ -68,7 +76,8 @@ long long integer(const Records& records, std::string_view key, std::size_t plac
 SampleType sample_type(const Records& records) {
   const long long bytes = integer(records, "NPIXELB", 0, 2);
   if (bytes != 1 && bytes != 2) {
-    throw LoadError("has pixels of " + std::to_string(bytes) + " bytes, which are not supported");
+    throw LoadError("has pixels of " + std::to_string(bytes) + " bytes, which are not supported",
+                    Problem::kUnsupported);
   }
   return {SampleKind::kUnsigned, static_cast<std::size_t>(bytes)};
 }
@@ -111,7 +120,7 @@ void replace_marked(Frame& frame, std::uint32_t mark, const std::vector<std::uin
     if (entry != table.end()) {
       frame.counts[i] = *entry++;
     } else {
-      mark_unknown(frame, i);
+      mask_pixel(frame, i, kUnknown);
     }
   }
 }
@@ -159,7 +168,7 @@ void report_too_many_overflows(Frame& frame, const LoadOptions& options) {
 void add_baseline(Frame& frame, std::size_t pixel, long long baseline) {
   const long long count = frame.counts[pixel] + baseline;
   frame.counts[pixel] = static_cast<std::uint32_t>(count);
-  if (count < 0 || count > std::numeric_limits<std::uint32_t>::max()) mark_unknown(frame, pixel);
+  if (count < 0 || count > std::numeric_limits<std::uint32_t>::max()) mask_pixel(frame, pixel, kUnknown);
 }
 
 // The binary tables of format 100.
@@ -232,7 +241,7 @@ void merge_text_table(Frame& frame, Bytes data, const Records& records, std::siz
   }
   if (is_damaged) report_damage(frame, options, "has a damaged table of overflows");
   for (std::size_t i = 0; i < frame.counts.size(); ++i) {
-    if (frame.counts[i] == mark && !is_merged[i]) mark_unknown(frame, i);
+    if (frame.counts[i] == mark && !is_merged[i]) mask_pixel(frame, i, kUnknown);
   }
 }
 
@@ -290,7 +299,11 @@ Frame load_saint(Bytes file, const LoadOptions& options) {
 
   Frame frame;
   frame.format = Format::kSaint;
-  set_size(frame, integer(records, "NCOLS", 0, 0), integer(records, "NROWS", 0, 0));
+  set_size(frame, integer(records, "NCOLS", 0, 0), integer(records, "NROWS", 0, 0), options);
+  frame.header = header_values(records, frame);
+  frame.items = items_of(text.substr(0, std::min(header_bytes, kLongestText)));
+  note_linear_scale(frame, records);
+  if (options.header_only) return frame;
   const Bytes data = bytes_after(file, header_bytes);
   read_samples(frame, data, type, integer(records, "WORDORD", 0, 0) != 0, options);
   const Bytes tables = bytes_after(data, frame.counts.size() * type.bytes);
@@ -299,8 +312,6 @@ Frame load_saint(Bytes file, const LoadOptions& options) {
   } else {
     merge_text_table(frame, tables, records, type.bytes, options);
   }
-  note_linear_scale(frame, records);
-  frame.header = header_values(records, frame);
   return frame;
 }
 

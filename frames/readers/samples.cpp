@@ -54,13 +54,12 @@ template <typename Number>
 void read_integers(Frame& frame, const Source& source) {
   // The counts that the frame can hold; every number of up to 32 bits is one.
   using Count = std::conditional_t<std::is_signed_v<Number>, std::int32_t, std::uint32_t>;
-  frame.is_signed = std::is_signed_v<Number>;
   for_each_block<Number>(source, [&frame](std::size_t first, std::span<const Number> samples) {
     std::uint32_t* const counts = frame.counts.data() + first;
     for (std::size_t i = 0; i < samples.size(); ++i) {
       if constexpr (sizeof(Number) > sizeof(Count)) {
         if (!std::in_range<Count>(samples[i])) {
-          mark_unknown(frame, first + i);
+          mask_pixel(frame, first + i, kUnknown);
           continue;
         }
       }
@@ -83,7 +82,7 @@ void read_reals(Frame& frame, const Source& source) {
       if (rounded >= lowest && rounded <= highest) {
         frame.counts[first + i] = static_cast<std::uint32_t>(static_cast<std::int64_t>(rounded));
       } else {
-        mark_unknown(frame, first + i);  // what is no number, too
+        mask_pixel(frame, first + i, kUnknown);  // what is no number, too
       }
     }
   });
@@ -105,6 +104,8 @@ Bytes bytes_after(Bytes file, std::size_t offset) {
 }
 
 void read_samples(Frame& frame, Bytes data, SampleType type, bool big_endian, const LoadOptions& options) {
+  frame.is_signed = type.kind == SampleKind::kSigned;
+  if (options.header_only) return;
   const std::size_t pixels = frame.counts.size();
   const Source source{data, std::min(pixels, data.size() / type.bytes),
                       big_endian != (std::endian::native == std::endian::big)};

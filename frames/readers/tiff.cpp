@@ -90,18 +90,19 @@ std::string damage(const Source& source) {
 
 // libtiff keeps every value of a directory, and takes the longer for each tag the more there are. Frames have a few
 // dozen; values that overlap in the file would take many times its size.
-void check_directory(Bytes file) {
+void check_directory(Bytes file, std::uint64_t begin) {
   constexpr std::uint64_t kMostEntries = 512;
   constexpr std::uint64_t kAnyBytes = 65536;
-  const auto directory = tiff_directory(file, first_tiff_directory(file));
+  const auto directory = tiff_directory(file, begin);
   if (!directory) return;  // libtiff says what is wrong with it
   if (directory->entries > kMostEntries || directory->value_bytes > 2 * (kAnyBytes + file.size())) {
     throw LoadError("is a damaged TIFF file: its directory is far larger than that of a frame");
   }
 }
 
-xrd::TiffHandle open(Source& source) {
-  check_directory(source.file);
+// The image whose directory begins there.
+xrd::TiffHandle open(Source& source, std::uint64_t directory) {
+  check_directory(source.file, first_tiff_directory(source.file));
   const xrd::TiffOptions options(TIFFOpenOptionsAlloc());
   if (!options) throw std::bad_alloc();
   TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &source);
@@ -109,6 +110,10 @@ xrd::TiffHandle open(Source& source) {
   xrd::TiffHandle image(TIFFClientOpenExt("frame", "rm", &source, read_bytes, write_nothing, seek, close_nothing,
                                           file_size, nullptr, nullptr, options.get()));
   if (!image) throw LoadError(damage(source));
+  if (directory != first_tiff_directory(source.file)) {
+    check_directory(source.file, directory);
+    if (TIFFSetSubDirectory(image.get(), directory) == 0) throw LoadError(damage(source));
+  }
   return image;
 }
 
@@ -183,7 +188,8 @@ void check_compression(tiff* image) {
       COMPRESSION_PACKBITS, COMPRESSION_LZMA, COMPRESSION_ZSTD};
   const auto compression = tag<std::uint16_t>(image, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
   if (std::ranges::find(kCompressions, compression) == kCompressions.end()) {
-    throw LoadError("has TIFF compression " + std::to_string(compression) + ", which no frame has");
+    throw LoadError("has TIFF compression " + std::to_string(compression) + ", which no frame has",
+                    Problem::kUnsupported);
   }
 }
 
@@ -234,11 +240,17 @@ std::optional<SampleType> sample_type(int bits, int format) {
   return std::nullopt;
 }
 
-// Without going through them all.
-bool has_several_images(Bytes file) {
-  const std::uint64_t first = first_tiff_directory(file);
-  const auto directory = tiff_directory(file, first);
-  return directory && directory->next != 0 && directory->next != first && tiff_directory(file, directory->next);
+// The directory's entries, named as libtiff names them, or by their numbers.
+std::vector<HeaderItem> items_of(tiff* image, Bytes file, std::uint64_t directory) {
+  std::vector<HeaderItem> items;
+  for (auto& [number, text] : tiff_texts(file, directory)) {
+    const TIFFField* const field = TIFFFindField(image, number, TIFF_ANY);
+    const char* const name = field == nullptr ? nullptr : TIFFFieldName(field);
+    // Those that libtiff does not know are named by it, too, but not for people.
+    const bool is_named = name != nullptr && !std::string_view(name).starts_with("Tag ");
+    items.push_back({is_named ? name : std::to_string(number), std::move(text)});
+  }
+  return items;
 }
 
 }  // namespace
@@ -250,7 +262,8 @@ bool is_tiff(Bytes file) {
          text.starts_with("II+\0"sv) || text.starts_with("MM\0+"sv);
 }
 
-std::optional<std::size_t> enough_of_tiff(Bytes front, const LoadOptions& /*options*/) {
+std::optional<std::size_t> enough_of_tiff(Bytes front, const LoadOptions& options) {
+  if (options.image) return std::nullopt;  // of a file that holds several, any length may be needed
   // Where the image's blocks stand farther apart than this, other images are between them.
   constexpr std::uint64_t kAnyBytes = std::uint64_t{1} << 24;
   constexpr std::uint64_t kBytesPerPixel = 3 * sizeof(double);
@@ -279,25 +292,34 @@ std::optional<std::size_t> enough_of_tiff(Bytes front, const LoadOptions& /*opti
 }
 
 Frame load_tiff(Bytes file, const LoadOptions& options) {
+  Frame frame;
+  frame.format = Format::kTiff;
+  const std::vector<std::uint64_t> directories = tiff_directories(file, kMostImages);
+  choose_image(frame, directories.size(), options);
   Source source{file, 0, {}};
-  const xrd::TiffHandle image = open(source);
+  const std::uint64_t directory = directories[options.image.value_or(1) - 1];
+  const xrd::TiffHandle image = open(source, directory);
   const int samples = tag<std::uint16_t>(image.get(), TIFFTAG_SAMPLESPERPIXEL, 1);
   if (samples != 1) {
-    throw LoadError("has " + std::to_string(samples) + " numbers per pixel; frames have one");
+    throw LoadError("has " + std::to_string(samples) + " numbers per pixel; frames have one", Problem::kUnsupported);
   }
   const int bits = tag<std::uint16_t>(image.get(), TIFFTAG_BITSPERSAMPLE, 1);
   const int format = tag<std::uint16_t>(image.get(), TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
   const auto type = sample_type(bits, format);
   if (!type) {
     throw LoadError("has pixels of " + std::to_string(bits) + " bits of TIFF sample format " + std::to_string(format) +
-                    ", which no frame has");
+                        ", which no frame has",
+                    Problem::kUnsupported);
   }
-  Frame frame;
-  frame.format = Format::kTiff;
   set_size(frame, tag<std::uint32_t>(image.get(), TIFFTAG_IMAGEWIDTH, 0),
-           tag<std::uint32_t>(image.get(), TIFFTAG_IMAGELENGTH, 0));
+           tag<std::uint32_t>(image.get(), TIFFTAG_IMAGELENGTH, 0), options);
   frame.header.date = text_tag(image.get(), TIFFTAG_DATETIME);
   frame.header.detector = text_tag(image.get(), TIFFTAG_MODEL);
+  frame.items = items_of(image.get(), file, directory);
+  if (options.header_only) {
+    read_samples(frame, {}, *type, false, options);
+    return frame;
+  }
   const Blocks blocks =
       blocks_of(image.get(), static_cast<std::uint32_t>(frame.width), static_cast<std::uint32_t>(frame.height));
   check_compression(image.get());
@@ -305,7 +327,6 @@ Frame load_tiff(Bytes file, const LoadOptions& options) {
   check_plausible(file, static_cast<std::size_t>(blocks.pixels()) * type->bytes);
   check_cost(image.get(), file, frame.counts.size(), blocks, type->bytes);
   const auto pixels = decode(image.get(), frame, blocks, type->bytes, source, options);
-  if (has_several_images(file)) frame.notes.emplace_back("has several images; this is the first");
   read_samples(frame, pixels, *type, std::endian::native == std::endian::big, options);
   return frame;
 }

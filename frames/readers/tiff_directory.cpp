@@ -1,10 +1,15 @@
 #include "frames/readers/tiff_directory.h"
 
+#include <tiffio.h>
+
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstddef>
+#include <unordered_set>
 
 #include "frames/bytes.h"
+#include "frames/readers/header_items.h"
 
 namespace frames {
 
@@ -48,7 +53,8 @@ std::size_t value_size(std::uint64_t type) {
 constexpr std::uint64_t kEndless = std::uint64_t{1} << 40;
 
 struct Entry {
-  std::uint64_t tag = 0;
+  std::uint16_t tag = 0;
+  std::uint64_t type = 0;
   std::size_t value_size = 0;
   std::uint64_t values = 0;
   std::uint64_t bytes = 0;
@@ -58,13 +64,73 @@ struct Entry {
 // The entry at that place, which is in the file.
 Entry entry_at(Bytes file, const Layout& layout, std::size_t at) {
   Entry entry;
-  entry.tag = number_of(file, at, 2);
-  entry.value_size = value_size(number_of(file, at + 2, 2));
+  entry.tag = static_cast<std::uint16_t>(number_of(file, at, 2));
+  entry.type = number_of(file, at + 2, 2);
+  entry.value_size = value_size(entry.type);
   entry.values = std::min(number_of(file, at + 4, layout.offset), kEndless);
   entry.bytes = std::min(entry.values * entry.value_size, kEndless);
   const std::size_t field = at + 4 + layout.offset;
   entry.begin = entry.bytes <= layout.offset ? field : std::min(number_of(file, field, layout.offset), kEndless);
   return entry;
+}
+
+template <typename Real>
+std::string shortest_text(Real number) {
+  std::array<char, 32> text{};
+  const auto result = std::to_chars(text.data(), text.data() + text.size(), number);
+  return {text.data(), result.ptr};
+}
+
+// The value of a number at that place, which is in the file.
+std::string number_text(Bytes file, const Entry& entry, std::size_t at) {
+  const bool big_endian = is_big_endian(file);
+  switch (entry.type) {
+    case TIFF_SBYTE:
+      return std::to_string(number_at<std::int8_t>(file, at, big_endian));
+    case TIFF_SSHORT:
+      return std::to_string(number_at<std::int16_t>(file, at, big_endian));
+    case TIFF_SLONG:
+      return std::to_string(number_at<std::int32_t>(file, at, big_endian));
+    case TIFF_SLONG8:
+      return std::to_string(number_at<std::int64_t>(file, at, big_endian));
+    case TIFF_RATIONAL:
+      return std::to_string(number_at<std::uint32_t>(file, at, big_endian)) + "/" +
+             std::to_string(number_at<std::uint32_t>(file, at + 4, big_endian));
+    case TIFF_SRATIONAL:
+      return std::to_string(number_at<std::int32_t>(file, at, big_endian)) + "/" +
+             std::to_string(number_at<std::int32_t>(file, at + 4, big_endian));
+    case TIFF_FLOAT:
+      return shortest_text(number_at<float>(file, at, big_endian));
+    case TIFF_DOUBLE:
+      return shortest_text(number_at<double>(file, at, big_endian));
+    default:
+      return std::to_string(number_of(file, at, entry.value_size));
+  }
+}
+
+std::string entry_text(Bytes file, const Entry& entry) {
+  constexpr std::uint64_t kMostNumbers = 16;
+  constexpr std::uint64_t kLongestText = 65536;
+  if (entry.begin > file.size() || entry.bytes > file.size() - entry.begin) return "";
+  const auto begin = static_cast<std::size_t>(entry.begin);
+  if (entry.type == TIFF_ASCII) {
+    const auto length = static_cast<std::size_t>(std::min(entry.bytes, kLongestText));
+    return std::string(trimmed(text_of(file).substr(begin, length)));
+  }
+  std::string text;
+  for (std::uint64_t value = 0; value < std::min(entry.values, kMostNumbers); ++value) {
+    if (value > 0) text += ' ';
+    text += number_text(file, entry, begin + static_cast<std::size_t>(value) * entry.value_size);
+  }
+  return entry.values > kMostNumbers ? text + " ..." : text;
+}
+
+// Whether a directory that begins there lies within the file.
+bool is_directory(Bytes file, std::uint64_t begin) {
+  const Layout& layout = layout_of(file);
+  if (begin > file.size() || file.size() - begin < layout.count + layout.offset) return false;
+  const auto at = static_cast<std::size_t>(begin);
+  return number_of(file, at, layout.count) <= (file.size() - at - layout.count - layout.offset) / layout.entry;
 }
 
 }  // namespace
@@ -76,12 +142,11 @@ std::uint64_t first_tiff_directory(Bytes file) {
 
 std::optional<TiffDirectory> tiff_directory(Bytes file, std::uint64_t begin) {
   const Layout& layout = layout_of(file);
-  if (begin > file.size() || file.size() - begin < layout.count + layout.offset) return std::nullopt;
+  if (!is_directory(file, begin)) return std::nullopt;
   auto at = static_cast<std::size_t>(begin);
   TiffDirectory directory;
   directory.entries = number_of(file, at, layout.count);
   at += layout.count;
-  if (directory.entries > (file.size() - at - layout.offset) / layout.entry) return std::nullopt;
   directory.end = at + directory.entries * layout.entry + layout.offset;
   for (std::uint64_t i = 0; i < directory.entries; ++i, at += layout.entry) {
     const Entry entry = entry_at(file, layout, at);
@@ -90,6 +155,34 @@ std::optional<TiffDirectory> tiff_directory(Bytes file, std::uint64_t begin) {
   }
   directory.next = number_of(file, at, layout.offset);
   return directory;
+}
+
+std::vector<std::uint64_t> tiff_directories(Bytes file, std::size_t most) {
+  const Layout& layout = layout_of(file);
+  std::vector<std::uint64_t> directories{first_tiff_directory(file)};
+  std::unordered_set<std::uint64_t> seen{0, directories[0]};
+  while (directories.size() < most && is_directory(file, directories.back())) {
+    const auto at = static_cast<std::size_t>(directories.back());
+    const auto entries = static_cast<std::size_t>(number_of(file, at, layout.count));
+    const std::uint64_t next = number_of(file, at + layout.count + entries * layout.entry, layout.offset);
+    // A file may lead in a circle, or to what is no directory.
+    if (!seen.insert(next).second || !is_directory(file, next)) break;
+    directories.push_back(next);
+  }
+  return directories;
+}
+
+std::vector<TiffText> tiff_texts(Bytes file, std::uint64_t directory) {
+  const Layout& layout = layout_of(file);
+  std::vector<TiffText> texts;
+  const auto whole = tiff_directory(file, directory);
+  if (!whole) return texts;
+  std::size_t at = static_cast<std::size_t>(directory) + layout.count;
+  for (std::uint64_t i = 0; i < whole->entries; ++i, at += layout.entry) {
+    const Entry entry = entry_at(file, layout, at);
+    texts.push_back({entry.tag, entry_text(file, entry)});
+  }
+  return texts;
 }
 
 std::vector<std::uint64_t> tiff_integers(Bytes file, std::uint64_t directory, std::uint16_t tag) {

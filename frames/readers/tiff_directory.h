@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "frames/readers/readers.h"
@@ -21,6 +22,18 @@ std::uint64_t first_tiff_directory(Bytes file);
 
 // Nothing when the file does not hold the whole directory, with its values or without.
 std::optional<TiffDirectory> tiff_directory(Bytes file, std::uint64_t begin);
+
+// Where the directories begin, in their order: the first, and those behind it that the file has room for.
+std::vector<std::uint64_t> tiff_directories(Bytes file, std::size_t most);
+
+struct TiffText {
+  std::uint16_t tag = 0;
+  std::string text;
+};
+
+// The entries of a directory as text, as far as they are in the file: texts as they are, numbers with blanks between.
+// Lists of numbers, as of the places of strips, end after sixteen.
+std::vector<TiffText> tiff_texts(Bytes file, std::uint64_t directory);
 
 // The integers of the tag, in a directory that the file holds with its values; none when the tag is missing.
 std::vector<std::uint64_t> tiff_integers(Bytes file, std::uint64_t directory, std::uint16_t tag);

@@ -46,7 +46,7 @@ void copy_pixels(const Frame& frame, Mar345Frame& mar) {
   const auto width = static_cast<std::size_t>(frame.width);
   const auto height = static_cast<std::size_t>(frame.height);
   mar.counts.resize(side * side);
-  if (!frame.unknown.empty()) mar.unknown.resize(side * side);
+  if (!frame.mask.empty()) mar.unknown.resize(side * side);
   for (std::size_t y = 0; y < height; ++y) {
     for (std::size_t x = 0; x < width; ++x) {
       const std::size_t pixel = y * width + x;

@@ -27,12 +27,12 @@ struct Tally {
 
 Tally tally_of(const Frame& frame) {
   Tally tally;
-  const bool all_known = frame.unknown.empty();
+  const bool all_known = frame.mask.empty();
   const std::span<const std::uint32_t> counts(frame.counts.data(), frame.counts.size());
   for (std::size_t i = 0; i < counts.size(); ++i) {
     const std::uint32_t count = counts[i];
     if (all_known && count <= kLargest16) continue;
-    if (!all_known && frame.unknown[i]) {
+    if (!all_known && has_no_count(frame.mask[i])) {
       ++tally.unknown;
     } else if (frame.is_signed && count > kLargestSigned) {
       ++tally.negative;
@@ -58,9 +58,9 @@ void copy_as(const Frame& frame, std::size_t first, std::size_t count, Sample* s
   const std::uint32_t* counts = frame.counts.data() + first;
   const bool is_signed = frame.is_signed;
   for (std::size_t i = 0; i < count; ++i) samples[i] = sample_of<Sample>(counts[i], is_signed);
-  if (frame.unknown.empty()) return;
+  if (frame.mask.empty()) return;
   for (std::size_t i = 0; i < count; ++i) {
-    if (frame.unknown[first + i]) samples[i] = std::numeric_limits<Sample>::max();
+    if (has_no_count(frame.mask[first + i])) samples[i] = std::numeric_limits<Sample>::max();
   }
 }
 

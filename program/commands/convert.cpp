@@ -3,28 +3,25 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <set>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "frames/failure.h"
+#include "frames/formats.h"
 #include "frames/new_file.h"
-#include "frames/readers/header_items.h"
 #include "frames/unfinished_file.h"
-#include "frames/writers/writers.h"
-#include "pictures/picture.h"
-#include "pictures/png.h"
+#include "pictures/save.h"
 #include "program/batch.h"
 #include "program/options/input.h"
 #include "program/options/operations.h"
 #include "program/options/picture.h"
+#include "program/options/table.h"
 #include "program/output_names.h"
 #include "program/print.h"
 #include "program/progress.h"
@@ -42,61 +39,26 @@ struct ConvertOptions {
   bool overwrite = false;
   InputOptions reading;
   std::vector<frames::Operation> operations;
-  pictures::PictureOptions picture;
-  frames::WriteOptions writing;
+  pictures::SaveOptions saving;
 };
 
 // ------------------------------------------------------------------------------------------------------------------
 // One frame
 // ------------------------------------------------------------------------------------------------------------------
 
-void write_picture(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream,
-                   frames::Remarks& remarks) {
-  pictures::write_png(pictures::draw_picture(frame, options.picture, remarks), stream);
-}
-
-template <void (*write)(const frames::Frame&, const frames::WriteOptions&, std::FILE*, frames::Remarks&)>
-void write_frame(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream,
-                 frames::Remarks& remarks) {
-  write(frame, options.writing, stream, remarks);
-}
-
-struct Writer {
-  std::string_view format;  // and the ending, behind a dot
-  void (*write)(const frames::Frame& frame, const ConvertOptions& options, std::FILE* stream, frames::Remarks& remarks);
-};
-
-constexpr std::array<Writer, 8> kWriters{{
-    {"png", write_picture},
-    {"edf", write_frame<frames::write_edf>},
-    {"tif", write_frame<frames::write_tiff>},
-    {"img", write_frame<frames::write_adsc>},
-    {"mar", write_frame<frames::write_mar345>},
-    {"pck", write_frame<frames::write_packed>},
-    {"raw", write_frame<frames::write_raw>},
-    {"npy", write_frame<frames::write_npy>},
-}};
-
-std::vector<std::string> format_names() {
-  std::vector<std::string> names;
-  names.reserve(kWriters.size());
-  for (const Writer& writer : kWriters) names.emplace_back(writer.format);
-  return names;
-}
-
-// ".png" also for one in capitals.
-std::string ending_of(const std::string& path) {
-  return frames::lower_case(fs::path(path).extension().string());
-}
-
 // The format that is stated, or else the one that the name's ending tells.
-const Writer& writer_for(const std::string& path, const std::string& format) {
-  const std::string name = format.empty() ? ending_of(path) : "." + format;
-  for (const Writer& writer : kWriters) {
-    if (name == "." + std::string(writer.format)) return writer;
-  }
-  throw frames::Failure(path, "cannot be written: its name must end in one of ." +
-                                  CLI::detail::join(format_names(), ", .") + ", or --to state the format");
+const frames::FileFormat& format_for(const std::string& path, const std::string& stated) {
+  const frames::FileFormat* const format =
+      stated.empty() ? frames::format_of_ending(frames::ending_of(path)) : frames::find_format(stated);
+  if (format != nullptr && format->is_written()) return *format;
+  throw frames::Failure(path, "cannot be written: its name must end in one of " + frames::written_endings() +
+                                  ", or --to state the format");
+}
+
+std::string written_keyword(const std::string& name) {
+  const frames::FileFormat* const format = frames::find_format(name);
+  if (format != nullptr && format->is_written()) return format->keyword;
+  throw frames::InvalidValue(name, "is none of " + frames::joined(frames::writable_formats()));
 }
 
 bool is_frame_itself(const std::string& input, const std::string& output) {
@@ -106,8 +68,9 @@ bool is_frame_itself(const std::string& input, const std::string& output) {
 
 // People try pictures until they like them. A file of another ending may be a frame, whatever it is to become.
 frames::Existing treatment_of_existing(const std::string& output, const ConvertOptions& options) {
-  const std::string ending = ending_of(output);
-  const bool is_picture = ending == ".png" && ending.ends_with(options.output.format);
+  const frames::FileFormat* const ending = frames::format_of_ending(frames::ending_of(output));
+  const bool is_picture = ending != nullptr && ending->abilities.is_picture &&
+                          format_for(output, options.output.format).abilities.is_picture;
   return is_picture || options.overwrite ? frames::Existing::kIsReplaced : frames::Existing::kIsRefused;
 }
 
@@ -118,14 +81,14 @@ struct Job {
 
 frames::Remarks convert(const Job& job, const ConvertOptions& options, const Settings& settings, frames::Names names) {
   const auto& [input, output] = job;
-  const Writer& writer = writer_for(output, options.output.format);
+  const frames::FileFormat& format = format_for(output, options.output.format);
   if (is_frame_itself(input, output)) throw frames::Failure(output, "is the frame itself, which is not overwritten");
   frames::Remarks remarks;
   frames::Frame frame = load_input(input, options.reading, settings, remarks);
   apply_operations(frame, options.operations, input, remarks);
   frames::NewFile file(output, frames::Interrupts::kRemoveFile, treatment_of_existing(output, options));
   try {
-    writer.write(frame, options, file.stream(), remarks);
+    pictures::write_frame(frame, format, options.saving, file.stream(), remarks);
   } catch (const std::runtime_error& failure) {
     throw frames::Failure(output, failure.what());
   }
@@ -180,7 +143,7 @@ Plan plan_for(const std::vector<std::string>& inputs, const ConvertOptions& opti
   std::vector<Job> candidates;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     if (!is_in_shard(i, options.batch.shard)) continue;
-    writer_for(outputs[i], options.output.format);  // before anything is read
+    format_for(outputs[i], options.output.format);  // before anything is read
     const bool is_there = exists(outputs[i]);
     if (is_there && options.skip_existing) {
       ++plan.skipped;
@@ -303,11 +266,12 @@ Action define_convert(CLI::App& command, const Settings& settings) {
       ->type_name("OUT")
       ->required()
       ->group(kGroup);
-  command.add_option("--to", options->output.format, "Format, for folders: " + CLI::detail::join(format_names(), " "))
-      ->type_name("FORMAT")
-      ->check(CLI::IsMember(format_names()))
+  const std::vector<std::string> written = frames::writable_formats();
+  add_option(command, "to", "FORMAT", "For folders: " + CLI::detail::join(written, " "),
+             [options](const std::string& name) { options->output.format = written_keyword(name); })
+      ->check(listed(written))
       ->group(kGroup);
-  command.add_option("--bits", options->writing.bits, "Bits per pixel: 16 or 32, where the format has both")
+  command.add_option("--bits", options->saving.writing.bits, "Bits per pixel: 16 or 32, where the format has both")
       ->type_name("BITS")
       ->check(CLI::IsMember({16, 32}))
       ->group(kGroup);
@@ -319,7 +283,7 @@ Action define_convert(CLI::App& command, const Settings& settings) {
   command.add_flag("--overwrite", options->overwrite, "Replace existing files, not pictures alone")
       ->excludes(skip)
       ->group(kGroup);
-  add_picture_options(command, options->picture);
+  add_picture_options(command, options->saving.picture);
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
   command.footer(

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "frames/failure.h"
+#include "frames/formats.h"
 #include "frames/header_values.h"
 #include "frames/numbers.h"
 #include "frames/statistics.h"
@@ -61,7 +62,7 @@ Json values_of(const std::string& path, const frames::Frame& frame, const frames
   const frames::Statistics statistics = frames::statistics_of(frame);
   Json values;
   values["file"] = text_of(path);
-  values["format"] = frames::format_keyword(frame.format);
+  values["format"] = frames::entry_of(frame.format).keyword;
   values["width"] = frame.width;
   values["height"] = frame.height;
   frames::visit_header(frame.header, ToJson{values});

@@ -16,11 +16,10 @@
 #include "bindings.h"
 #include "errors.h"
 #include "frames/failure.h"
-#include "frames/frame.h"
+#include "frames/formats.h"
 #include "frames/header_values.h"
 #include "frames/new_file.h"
 #include "frames/synthetic_frame.h"
-#include "frames/writers/writers.h"
 #include "library_call.h"
 #include "support/printable.h"
 #include "unlocked.h"
@@ -80,9 +79,9 @@ py::array counts_of(frames::Frame& frame) {
 py::array mask_of(const frames::Frame& frame) {
   const std::size_t pixels = static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height);
   auto mask = zeros<bool>(pixels);
-  if (!frame.unknown.empty()) {
+  if (!frame.mask.empty()) {
     const Unlocked unlocked;
-    std::ranges::copy(frame.unknown, mask.get());
+    std::ranges::transform(frame.mask, mask.get(), frames::has_no_count);
   }
   return owning_image(std::move(mask), frame.width, frame.height);
 }
@@ -91,8 +90,11 @@ frames::LoadOptions options_of(const std::optional<std::string>& format, const s
                                std::optional<int> depth, bool big_endian, std::size_t skip, bool force) {
   frames::LoadOptions options;
   if (format) {
-    options.format = frames::format_of_keyword(*format);
-    if (!options.format) throw py::value_error("there is no format " + xrd::printable(*format));
+    const frames::FileFormat* const stated = frames::find_format(*format);
+    if (stated == nullptr || !stated->is_read()) {
+      throw py::value_error("there is no format " + xrd::printable(*format));
+    }
+    options.format = stated->format;
   }
   if (size) options.size = {size->first, size->second};
   options.depth = depth;
@@ -120,33 +122,18 @@ py::tuple load(const std::string& path, const std::optional<std::string>& format
   const py::array mask = mask_of(frame);
   py::dict header;
   frames::visit_header(frame.header, ToFields{header});
-  return py::make_tuple(counts_of(frame), mask, header, frames::format_keyword(frame.format), notes);
+  return py::make_tuple(counts_of(frame), mask, header, frames::entry_of(frame.format).keyword, notes);
 }
 
 // ------------------------------------------------------------------------------------------------------------------
 // Saving
 // ------------------------------------------------------------------------------------------------------------------
 
-struct Writer {
-  const char* format;
-  void (*write)(const frames::Frame& frame, const frames::WriteOptions& options, std::FILE* stream,
-                frames::Remarks& remarks);
-};
-
-constexpr std::array<Writer, 7> kWriters{{
-    {"edf", frames::write_edf},
-    {"tif", frames::write_tiff},
-    {"img", frames::write_adsc},
-    {"mar", frames::write_mar345},
-    {"pck", frames::write_packed},
-    {"raw", frames::write_raw},
-    {"npy", frames::write_npy},
-}};
-
-const Writer& writer_of(const std::string& format) {
-  const auto* const found = std::ranges::find(kWriters, format, &Writer::format);
-  if (found == kWriters.end()) throw py::value_error("there is no format " + xrd::printable(format));
-  return *found;
+const frames::FileFormat& written_format(const std::string& name) {
+  const frames::FileFormat* const format = frames::find_format(name);
+  if (format == nullptr || format->write == nullptr)
+    throw py::value_error("there is no format " + xrd::printable(name));
+  return *format;
 }
 
 // `write` gets a stream; the file appears under its name when that has succeeded.
@@ -174,7 +161,7 @@ void write_new_file(const std::string& path, Write write) {
 
 py::list save(const std::string& path, const Image& counts, bool is_signed, const std::optional<Array<bool>>& mask,
               const std::string& format, std::optional<int> bits, const py::dict& header) {
-  const Writer& writer = writer_of(format);
+  const frames::FileFormat& file_format = written_format(format);
   const auto [width, height] = size_of(counts);
   const std::size_t pixels = pixels_of(width, height);
   if (pixels == 0) throw py::value_error("the frame has no pixels");
@@ -189,10 +176,12 @@ py::list save(const std::string& path, const Image& counts, bool is_signed, cons
       throw py::value_error("the mask is not of the frame's size");
     }
     const bool* const first = mask->data();
-    if (std::find(first, first + pixels, true) != first + pixels) frame.unknown.assign(first, first + pixels);
+    for (std::size_t pixel = 0; pixel < pixels; ++pixel) {
+      if (first[pixel]) frames::mask_pixel(frame, pixel, frames::kUnknown);
+    }
   }
   frames::Remarks remarks;
-  write_new_file(path, [&](std::FILE* stream) { writer.write(frame, {.bits = bits}, stream, remarks); });
+  write_new_file(path, [&](std::FILE* stream) { file_format.write(frame, {.bits = bits}, stream, remarks); });
   py::list warnings;
   for (const std::string& warning : remarks.warnings) warnings.append(message_of(warning));
   return warnings;
@@ -204,10 +193,22 @@ void sample(const std::string& path, int size, std::uint64_t seed) {
                  [&](std::FILE* stream) { frames::write_mar345(frames::make_synthetic_frame(size, seed), stream); });
 }
 
-std::vector<std::string> writable_formats() {
-  std::vector<std::string> formats(kWriters.size());
-  std::ranges::transform(kWriters, formats.begin(), &Writer::format);
-  return formats;
+// Pictures are no frames.
+std::vector<std::string> array_formats() {
+  std::vector<std::string> keywords;
+  for (const frames::FileFormat& format : frames::formats()) {
+    if (format.write != nullptr) keywords.emplace_back(format.keyword);
+  }
+  return keywords;
+}
+
+// The endings of each of those, the usual one first.
+py::dict written_endings() {
+  py::dict endings;
+  for (const frames::FileFormat& format : frames::formats()) {
+    if (format.write != nullptr) endings[format.keyword] = py::str(std::string(format.endings)).attr("split")();
+  }
+  return endings;
 }
 
 PyObject* frame_error_class = nullptr;
@@ -230,8 +231,9 @@ PYBIND11_MODULE(_core, module) {
   if (frame_error_class == nullptr) throw py::error_already_set();
   module.attr("FrameError") = py::handle(frame_error_class);
   module.attr("version") = XRDIMAGE_VERSION;
-  module.attr("readable_formats") = py::tuple(py::cast(frames::format_keywords()));
-  module.attr("writable_formats") = py::tuple(py::cast(writable_formats()));
+  module.attr("readable_formats") = py::tuple(py::cast(frames::readable_formats()));
+  module.attr("writable_formats") = py::tuple(py::cast(array_formats()));
+  module.attr("written_endings") = written_endings();
   module.def("load", load);
   module.def("save", save, py::arg(), py::arg().noconvert(), py::arg(), py::arg().noconvert(), py::arg(), py::arg(),
              py::arg());

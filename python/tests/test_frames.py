@@ -343,7 +343,7 @@ def test_other_wrong_arguments_of_save() -> None:
     counts = counts_of()
     with pytest.raises(ValueError, match="bits is 16 or 32"):
         xrdimage.save("a.edf", counts, bits=8)
-    with pytest.raises(ValueError, match="the name must end in one of .edf, .tif"):
+    with pytest.raises(ValueError, match="the name must end in one of .tif, .img, .edf"):
         xrdimage.save("a.gif", counts)
     with pytest.raises(ValueError, match="there is no format png"):
         xrdimage.save("a.png", counts, format="png")

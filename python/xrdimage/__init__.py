@@ -204,9 +204,9 @@ def save(
         raise ValueError(f"bits is 16 or 32, not {bits}")
     if format is None:
         format = os.path.splitext(shown)[1][1:].lower()
-        if format not in writable_formats:
-            endings = ", ".join("." + ending for ending in writable_formats)
-            raise ValueError(f"{shown}: the name must end in one of {endings}, or format be stated")
+        if not any(format in endings for endings in _core.written_endings.values()):
+            usual = ", ".join("." + endings[0] for endings in _core.written_endings.values())
+            raise ValueError(f"{shown}: the name must end in one of {usual}, or format be stated")
     fields = asdict(frame.header if header is None else header)
     try:
         remarks = _core.save(

@@ -14,6 +14,7 @@ _Size = Optional[Tuple[int, int]]
 version: str
 readable_formats: Tuple[str, ...]
 writable_formats: Tuple[str, ...]
+written_endings: Dict[str, List[str]]
 
 class FrameError(ValueError):
     """A frame cannot be read, processed or written: what is wrong with it."""

@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <functional>
 
+#include "frames/bytes.h"
 #include "frames/readers/header_items.h"
 #include "tests/environment.h"
 #include "tests/frames/compression.h"
 #include "tests/frames/file_bytes.h"
+#include "tests/frames/mask.h"
 #include "tests/frames/tiff_file.h"
 #include "tests/mar345/mar345_file.h"
 
@@ -197,7 +199,7 @@ TEST(FrameCost, SaintTablesWithMoreEntriesThanPixels) {
               "is damaged: it states more overflows than it has pixels");
     const Frame frame = frames::load_saint(test::bytes_of(file + tables), test::forced());
     EXPECT_EQ(frame.counts[0], 5U);
-    EXPECT_EQ(frame.unknown, (std::vector<bool>{false, true}));
+    EXPECT_EQ(frame.mask, test::unknown({false, true}));
   }
   std::string many = saint("100", "20000000 0 0") + tables;
   expect_cheap(many, "(is damaged: it states more overflows than it has pixels)?");
@@ -272,6 +274,27 @@ TEST(FrameCost, CompressedPackedImagesAreUnpackedToTheirEnd) {
   const Frame frame = load_compressed(file);
   EXPECT_EQ(frame.counts[0], 32768U);
   EXPECT_EQ(frame.counts[frame.counts.size() - 1], 32767U);
+}
+
+// Bytes that are unpacked of the gzip file.
+std::size_t unpacked_bytes(const std::string& file) {
+  const auto enough = [](frames::Bytes front) { return frames::enough_of_file(front, "", {}); };
+  const auto unpacked = frames::unpack(test::bytes_of(file), enough);
+  return unpacked ? unpacked->size() : 0;
+}
+
+TEST(FrameCost, CompressedPackedImagesEndWhereTheirChunksDo) {
+  constexpr std::size_t kRoom = (std::size_t{1} << 18) + 65536;
+  for (const int edge : {1, 30, 700}) {
+    const naive::Pixels pixels(static_cast<std::size_t>(edge) * static_cast<std::size_t>(edge), 5);
+    const std::string file = naive::pack(pixels, edge, edge);
+    const std::size_t most = 2 * std::max<std::size_t>(file.size(), 65536) + kRoom;
+    EXPECT_LE(unpacked_bytes(test::gzip(file + std::string(50000000, '\0'))), most) << edge;
+    EXPECT_LE(unpacked_bytes(test::gzip(file + std::string(50000000, '\xFF'))), most) << edge;
+  }
+  // Zeros are chunks of one pixel, in six bits.
+  const std::string line = "CCP4 packed image, X: 2000, Y: 2000\n";
+  EXPECT_LE(unpacked_bytes(test::gzip(line + std::string(50000000, '\0'))), 2 * (4000000U * 6 / 8) + kRoom);
 }
 
 TEST(FrameCost, ACompressedTiffDirectoryMayStandAnywhere) {

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "frames/bytes.h"
+#include "frames/formats.h"
 #include "tests/environment.h"
 #include "tests/frames/compression.h"
 #include "tests/frames/file_bytes.h"
@@ -108,7 +109,7 @@ void survives(const Sample& sample, const std::string& file) {
     try {
       const Frame frame = sample.load(test::bytes_of(file), options);
       EXPECT_EQ(frame.counts.size(), static_cast<std::size_t>(frame.width) * static_cast<std::size_t>(frame.height));
-      EXPECT_TRUE(frame.unknown.empty() || frame.unknown.size() == frame.counts.size());
+      EXPECT_TRUE(frame.mask.empty() || frame.mask.size() == frame.counts.size());
     } catch (const frames::LoadError& error) {
       EXPECT_STRNE(error.what(), "");
     } catch (const std::bad_alloc&) {
@@ -135,8 +136,8 @@ TEST(FrameDamage, FramesOfEveryFormatComeBackCompressedOrNot) {
       EXPECT_EQ(frame.format, sample.format);
       EXPECT_EQ(frame.width, 104);
       EXPECT_EQ(frame.height, 104);
-      EXPECT_TRUE(frame.counts == expected) << frames::format_name(sample.format);
-      EXPECT_TRUE(frame.unknown.empty());
+      EXPECT_TRUE(frame.counts == expected) << frames::entry_of(sample.format).name;
+      EXPECT_TRUE(frame.mask.empty());
       EXPECT_TRUE(frame.notes.empty());
     }
     for (const std::string& file : {test::gzip(sample.file), test::bzip2(sample.file)}) {
@@ -158,11 +159,12 @@ TEST(FrameDamage, OfGigabytesBehindACompressedFrameSomeAreUnpacked) {
       const LoadOptions options = options_for(sample);
       const std::string path = directory.write("frame", file);
       const auto enough = [&](frames::Bytes front) { return frames::enough_of_file(front, path, options); };
-      EXPECT_LE(frames::read_file(path, enough).size(), 3 * sample.file.size() + (std::size_t{1} << 19))
-          << frames::format_name(sample.format);
+      EXPECT_LE(frames::unpack(frames::read_file(path), enough)->size(),
+                3 * sample.file.size() + (std::size_t{1} << 19))
+          << frames::entry_of(sample.format).name;
       const Frame frame = frames::load_frame(path, options);
       EXPECT_EQ(frame.format, sample.format);
-      EXPECT_TRUE(frame.counts == expected_counts()) << frames::format_name(sample.format);
+      EXPECT_TRUE(frame.counts == expected_counts()) << frames::entry_of(sample.format).name;
       EXPECT_TRUE(frame.notes.empty());
     }
   }
@@ -173,7 +175,7 @@ TEST(FrameDamage, EveryCutIsAnErrorAndIsTakenWithForceOrNotAtAll) {
     for (const std::size_t length : cuts(sample.file.size())) {
       const std::string cut = sample.file.substr(0, length);
       EXPECT_NE(test::load_error([&] { sample.load(test::bytes_of(cut), options_for(sample)); }), "")
-          << frames::format_name(sample.format) << " " << length;
+          << frames::entry_of(sample.format).name << " " << length;
       survives(sample, cut);
     }
   }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/frames/frame_of.h"
+#include "tests/frames/mask.h"
 
 namespace {
 
@@ -21,7 +22,7 @@ TEST(Frame, CountsOfSignedFormatsHaveASign) {
 TEST(Frame, WithoutAMaskAllPixelsAreKnown) {
   frames::Frame frame = test::frame_of(2, 1, {1, 2});
   EXPECT_FALSE(is_unknown(frame, 1));
-  frame.unknown = {false, true};
+  frame.mask = test::unknown({false, true});
   EXPECT_FALSE(is_unknown(frame, 0));
   EXPECT_TRUE(is_unknown(frame, 1));
 }

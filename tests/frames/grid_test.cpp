@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/frames/frame_of.h"
+#include "tests/frames/mask.h"
 
 namespace {
 
@@ -12,7 +13,7 @@ using Counts = std::vector<std::uint32_t>;
 frames::Frame full_frame() {
   frames::Frame frame = test::frame_of(3, 2, {1, 2, 3, 4, 5, 6}, true);
   frame.format = frames::Format::kEdf;
-  frame.unknown = {false, true, false, false, false, false};
+  frame.mask = test::unknown({false, true, false, false, false, false});
   frame.header.wavelength = 1.5;
   frame.notes = {"a note"};
   return frame;
@@ -23,7 +24,7 @@ TEST(BlankFrame, KeepsAllButThePixels) {
   EXPECT_EQ(frame.width, 1);
   EXPECT_EQ(frame.height, 2);
   EXPECT_TRUE(frame.counts == Counts({0, 0}));
-  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.mask.empty());
   EXPECT_TRUE(frame.is_signed);
   EXPECT_EQ(frame.format, frames::Format::kEdf);
   EXPECT_EQ(frame.header.wavelength, 1.5);
@@ -36,14 +37,14 @@ TEST(Rearranged, PixelsComeFromWhereTheyAreSaidToBe) {
   EXPECT_EQ(frame.width, 2);
   EXPECT_EQ(frame.height, 2);
   EXPECT_TRUE(frame.counts == Counts({2, 1, 5, 4}));
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{true, false, false, false}));
+  EXPECT_EQ(frame.mask, test::unknown({true, false, false, false}));
   EXPECT_TRUE(frame.is_signed);
 }
 
 TEST(Rearranged, WhereAllIsKnownItStaysSo) {
   frames::Frame frame = full_frame();
-  frame.unknown.clear();
-  EXPECT_TRUE(frames::rearranged(frame, 1, 1, [](std::size_t, std::size_t) { return std::size_t{5}; }).unknown.empty());
+  frame.mask.clear();
+  EXPECT_TRUE(frames::rearranged(frame, 1, 1, [](std::size_t, std::size_t) { return std::size_t{5}; }).mask.empty());
 }
 
 TEST(ScaledGeometry, CentresOfPixelsHaveWholeCoordinates) {

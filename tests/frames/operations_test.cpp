@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "tests/frames/frame_of.h"
+#include "tests/frames/mask.h"
 
 namespace {
 
@@ -29,30 +30,30 @@ void apply(Frame& frame, const std::string& name, const std::string& value) {
 
 TEST(Operations, FlipExchangesTheSides) {
   Frame frame = frame_of(3, 2, {1, 2, 3, 4, 5, 6});
-  frame.unknown = {true, false, false, false, false, false};
+  frame.mask = test::unknown({true, false, false, false, false, false});
   frame.header.beam_centre = frames::Point{0, 1};
   frames::flip(frame, Flip::kHorizontal);
   EXPECT_EQ(counts_of(frame), (Counts{3, 2, 1, 6, 5, 4}));
-  EXPECT_EQ(frame.unknown, (std::vector{false, false, true, false, false, false}));
+  EXPECT_EQ(frame.mask, test::unknown({false, false, true, false, false, false}));
   EXPECT_EQ(frame.header.beam_centre->x, 2);
   EXPECT_EQ(frame.header.beam_centre->y, 1);
   frames::flip(frame, Flip::kVertical);
   EXPECT_EQ(counts_of(frame), (Counts{6, 5, 4, 3, 2, 1}));
-  EXPECT_EQ(frame.unknown, (std::vector{false, false, false, false, false, true}));
+  EXPECT_EQ(frame.mask, test::unknown({false, false, false, false, false, true}));
   EXPECT_EQ(frame.header.beam_centre->x, 2);
   EXPECT_EQ(frame.header.beam_centre->y, 0);
 }
 
 TEST(Operations, FitCutsAndPads) {
   Frame frame = frame_of(2, 2, {1, 2, 3, 4});
-  frame.unknown = {false, false, true, false};
+  frame.mask = test::unknown({false, false, true, false});
   frames::fit(frame, {3, 1});
   EXPECT_EQ(counts_of(frame), (Counts{1, 2, 0}));
   frame = frame_of(2, 2, {1, 2, 3, 4});
-  frame.unknown = {false, false, true, false};
+  frame.mask = test::unknown({false, false, true, false});
   frames::fit(frame, {1, 3});
   EXPECT_EQ(counts_of(frame), (Counts{1, 3, 0}));
-  EXPECT_EQ(frame.unknown, (std::vector{false, true, false}));
+  EXPECT_EQ(frame.mask, test::unknown({false, true, false}));
   EXPECT_THROW(frames::fit(frame, {65536, 65536}), std::runtime_error);
   EXPECT_EQ(counts_of(frame), (Counts{1, 3, 0}));
 }
@@ -103,11 +104,11 @@ TEST(Smoothing, NegativeCountsKeepTheirSign) {
 
 TEST(Smoothing, UnknownPixelsHaveNoWeight) {
   Frame frame = frame_of(5, 1, {10, 10, 4000000000, 10, 10});
-  frame.unknown = {false, false, true, false, false};
+  frame.mask = test::unknown({false, false, true, false, false});
   frames::smooth(frame, 1, 1);
   EXPECT_EQ(frame.counts[1], 10U);
   EXPECT_EQ(frame.counts[3], 10U);
-  EXPECT_TRUE(frame.unknown[2]);
+  EXPECT_TRUE(is_unknown(frame, 2));
 }
 
 TEST(Smoothing, WidthsAreAboveZeroAndOfTheFramesOrder) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tests/frames/frame_of.h"
+#include "tests/frames/mask.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ frames::Frame row_of(const std::vector<std::uint32_t>& counts) {
 
 TEST(Statistics, UnknownPixelsAreCountedAndLeftOut) {
   frames::Frame frame = row_of({4, 1, 9, 2, 1000});
-  frame.unknown = {false, true, false, false, true};
+  frame.mask = test::unknown({false, true, false, false, true});
   const Statistics result = statistics_of(frame);
   EXPECT_EQ(result.minimum, 2);
   EXPECT_EQ(result.maximum, 9);
@@ -43,7 +44,7 @@ TEST(Statistics, SignedCountsMayBeNegative) {
 
 TEST(Statistics, NothingIsKnownOfUnknownPixelsAlone) {
   frames::Frame frame = row_of({7, 7, 7});
-  frame.unknown = {true, true, true};
+  frame.mask = test::unknown({true, true, true});
   const Statistics result = statistics_of(frame);
   EXPECT_EQ(result.known, 0U);
   EXPECT_EQ(result.unknown, 3U);

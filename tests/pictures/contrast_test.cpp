@@ -7,6 +7,7 @@
 #include <numeric>
 #include <random>
 
+#include "tests/frames/mask.h"
 #include "tests/pictures/frames_and_pixels.h"
 
 namespace {
@@ -35,14 +36,14 @@ TEST(AutomaticRange, IsWhatSortingFinds) {
     for (const int bits : {4, 15, 17, 24, 32}) {
       frames::Frame frame = test::empty_frame(113, 61);
       frame.is_signed = is_signed;
-      frame.unknown.resize(frame.counts.size());
+      frame.mask.resize(frame.counts.size());
       std::vector<std::int64_t> sorted;
       for (std::size_t i = 0; i < frame.counts.size(); ++i) {
         std::uint32_t count = static_cast<std::uint32_t>(random()) >> (32 - bits);
         if (is_signed && random() % 2 == 0) count = 0U - count;
         frame.counts[i] = count;
-        frame.unknown[i] = random() % 5 == 0;
-        if (!frame.unknown[i]) sorted.push_back(is_signed ? static_cast<std::int32_t>(count) : std::int64_t{count});
+        frame.mask[i] = random() % 5 == 0 ? frames::kUnknown : 0;
+        if (!is_unknown(frame, i)) sorted.push_back(is_signed ? static_cast<std::int32_t>(count) : std::int64_t{count});
       }
       std::ranges::sort(sorted);
       const auto rank = [&](double share) {
@@ -59,7 +60,7 @@ TEST(AutomaticRange, IsNeverEmpty) {
   EXPECT_EQ(automatic_range(frame_of(2, 2, {7, 7, 7, 7})).low, 7);
   EXPECT_EQ(automatic_range(frame_of(2, 2, {7, 7, 7, 7})).high, 8);
   frames::Frame frame = frame_of(2, 1, {5, 9});
-  frame.unknown = {true, true};
+  frame.mask = test::unknown({true, true});
   EXPECT_EQ(automatic_range(frame).low, 0);
   EXPECT_EQ(automatic_range(frame).high, 1);
 }
@@ -88,7 +89,7 @@ TEST(Levels, FollowTheLogarithm) {
 
 TEST(Levels, OfUnknownPixelsAreTheirOwn) {
   frames::Frame frame = frame_of(3, 1, {0, 5, 9});
-  frame.unknown = {false, true, false};
+  frame.mask = test::unknown({false, true, false});
   EXPECT_EQ(pictures::levels_of(frame, {0, 9}, Scale::kLinear, 10, 99), (Levels{0, 99, 9}));
 }
 

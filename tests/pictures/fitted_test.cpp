@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/frames/mask.h"
 #include "tests/pictures/frames_and_pixels.h"
 
 namespace {
@@ -26,10 +27,10 @@ TEST(Fitted, TheLastBlocksMayBeSmaller) {
 
 TEST(Fitted, MeansAreOfKnownCounts) {
   frames::Frame frame = frame_of(4, 2, {1, 2, 10, 20, 3, 5, 30, 43});
-  frame.unknown = {false, true, true, true, false, true, true, true};
+  frame.mask = test::unknown({false, true, true, true, false, true, true, true});
   const frames::Frame result = fitted(frame, {2, 2});
   EXPECT_EQ(result.counts[0], 2U);
-  EXPECT_EQ(result.unknown, (std::vector<bool>{false, true}));
+  EXPECT_EQ(result.mask, test::unknown({false, true}));
 }
 
 TEST(Fitted, NegativeCountsHaveNegativeMeans) {
@@ -42,12 +43,12 @@ TEST(Fitted, NegativeCountsHaveNegativeMeans) {
 
 TEST(Fitted, SmallFramesGrowByAWholeFactor) {
   frames::Frame frame = frame_of(2, 1, {1, 2});
-  frame.unknown = {false, true};
+  frame.mask = test::unknown({false, true});
   const frames::Frame result = fitted(frame, {5, 4});
   EXPECT_EQ(result.width, 4);
   EXPECT_EQ(result.height, 2);
   EXPECT_TRUE(result.counts == Counts({1, 1, 2, 2, 1, 1, 2, 2}));
-  EXPECT_EQ(result.unknown, (std::vector<bool>{false, false, true, true, false, false, true, true}));
+  EXPECT_EQ(result.mask, test::unknown({false, false, true, true, false, false, true, true}));
 }
 
 TEST(Fitted, HighPixelsTakeTwiceTheRows) {

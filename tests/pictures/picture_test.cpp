@@ -4,6 +4,7 @@
 
 #include "pictures/bar.h"
 #include "pictures/options.h"
+#include "tests/frames/mask.h"
 #include "tests/pictures/frames_and_pixels.h"
 
 namespace {
@@ -85,7 +86,7 @@ TEST(Picture, CountsHaveTheColoursOfTheirLevels) {
   options.range = pictures::CountRange{0, 252};
   options.colors = ColorMap::kGrey;
   frames::Frame frame = test::frame_of(2, 2, {0, 252, 126, 7});
-  frame.unknown = {false, false, false, true};
+  frame.mask = test::unknown({false, false, false, true});
   Remarks remarks;
   const Picture picture = pictures::draw_picture(frame, options, remarks);
   EXPECT_EQ(picture.width, 2);

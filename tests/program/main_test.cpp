@@ -52,7 +52,7 @@ TEST(Program, UsageNamesTheOptionsThatMustBeGiven) {
 
 TEST(Program, HelpNamesTheFormatsThatCanBeWritten) {
   const test::Workplace place;
-  EXPECT_NE(place.xrdimage("convert --help").out.find("Format, for folders: png edf tif img mar pck raw npy\n"),
+  EXPECT_NE(place.xrdimage("convert --help").out.find("For folders: png tiff adsc edf mar345 packed raw npy\n"),
             std::string::npos);
 }
 

@@ -4,6 +4,7 @@
 
 #include "pictures/png.h"
 #include "tests/environment.h"
+#include "tests/frames/mask.h"
 #include "tests/pictures/frames_and_pixels.h"
 
 namespace {
@@ -127,7 +128,7 @@ TEST(Blocks, AFrameOfFourPixelsIsDrawnInTwoCharacters) {
   options.colors = pictures::ColorMap::kGrey;
   options.range = pictures::CountRange{0, 252};
   frames::Frame frame = test::frame_of(2, 2, {0, 252, 252, 9});
-  frame.unknown = {false, false, false, true};
+  frame.mask = test::unknown({false, false, false, true});
   EXPECT_EQ(drawn(frame, options, {2, 3, 0, 0, TerminalGraphics::kBlocks, true}),
             "\033[38;2;0;0;0m\033[48;2;255;255;255m▀\033[38;2;255;255;255m\033[48;2;255;0;0m▀\033[0m\n");
 }
@@ -136,8 +137,8 @@ TEST(Ascii, LevelsAreLetters) {
   pictures::PictureOptions options;
   options.range = pictures::CountRange{0, 20};
   frames::Frame frame = test::frame_of(12, 1, {0, 3, 5, 7, 9, 11, 13, 15, 17, 19, 20, 0});
-  frame.unknown.assign(12, false);
-  frame.unknown[11] = true;
+  frame.mask.assign(12, 0);
+  frame.mask[11] = frames::kUnknown;
   // A character is as high as two are wide.
   EXPECT_EQ(drawn(frame, options, {24, 3, 0, 0, TerminalGraphics::kAscii, false}), "  ..::--==++**##%%@@@@??\n");
 }

@@ -25,7 +25,7 @@ TEST(Adsc, UnsignedShortsHaveTheLowByteFirst) {
   EXPECT_EQ(frame.height, 2);
   EXPECT_EQ(frame.counts, (Counts{0x0201, 0xFFFF, 0, 0x1234}));
   EXPECT_FALSE(frame.is_signed);
-  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.mask.empty());
   EXPECT_TRUE(frame.notes.empty());
 }
 
@@ -171,7 +171,7 @@ TEST(Adsc, RealFrameHasItsHeadersValues) {
   EXPECT_EQ(frame.width, 512);
   EXPECT_EQ(frame.height, 512);
   EXPECT_FALSE(frame.is_signed);
-  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.mask.empty());
   EXPECT_TRUE(frame.notes.empty());
   const std::string file = test::read_file(path);
   ASSERT_EQ(file.size(), 512U + 2 * 512 * 512);

@@ -5,6 +5,7 @@
 
 #include "tests/environment.h"
 #include "tests/frames/file_bytes.h"
+#include "tests/frames/mask.h"
 #include "xrdimage.h"
 
 namespace {
@@ -51,12 +52,12 @@ TEST(EdfFrame, IntegersOfEveryWidthAreCounts) {
 TEST(EdfFrame, IntegersBeyondTheCountsAreUnknown) {
   Frame frame = load(edf_of_type("Unsigned64", {5, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0}));
   EXPECT_EQ(frame.counts[0], 5U);
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{false, true}));
+  EXPECT_EQ(frame.mask, test::unknown({false, true}));
   // -2^31 fits, 2^31 does not.
   frame = load(edf_of_type("Signed64", {0, 0, 0, 0x80, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0x80, 0, 0, 0, 0}));
   EXPECT_EQ(frame.counts[0], 0x80000000U);
   EXPECT_TRUE(frame.is_signed);
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{false, true}));
+  EXPECT_EQ(frame.mask, test::unknown({false, true}));
 }
 
 TEST(EdfFrame, RealsAreRounded) {
@@ -74,18 +75,18 @@ TEST(EdfFrame, RealsBeyondTheCountsAreUnknown) {
   for (const unsigned char sign : std::to_array<unsigned char>({0x7F, 0xFF})) {
     const Frame frame = load(edf_of_type("Float", {0xF9, 0x02, 0x15, 0x50, 0, 0, 0x80, sign}));
     EXPECT_EQ(frame.is_signed, sign == 0xFF);
-    EXPECT_EQ(frame.unknown, (std::vector<bool>{true, true}));
+    EXPECT_EQ(frame.mask, test::unknown({true, true}));
   }
   // 2^32 rounds to more than the largest count, 2^32 - 256 is one.
   const Frame frame = load(edf_of_type("Float", {0, 0, 0x80, 0x4F, 0xFF, 0xFF, 0x7F, 0x4F}));
   EXPECT_EQ(frame.counts[1], 4294967040U);
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{true, false}));
+  EXPECT_EQ(frame.mask, test::unknown({true, false}));
 }
 
 TEST(EdfFrame, WhatIsNoNumberIsUnknown) {
   const auto frame = load(edf_of_type("Float", {0, 0, 0xC0, 0x7F, 0, 0, 0x20, 0x41}));
   EXPECT_EQ(frame.counts, (Counts{0, 10}));
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{true, false}));
+  EXPECT_EQ(frame.mask, test::unknown({true, false}));
 }
 
 TEST(EdfFrame, ByteOrderIsFollowed) {

@@ -62,7 +62,7 @@ TEST(Mar345Frame, BothLayoutsAndByteOrdersKeepAll16Bits) {
     expected[1] = 20;
     expected[2] = 65535;
     EXPECT_EQ(frame.counts, expected);
-    EXPECT_TRUE(frame.unknown.empty());
+    EXPECT_TRUE(frame.mask.empty());
     EXPECT_TRUE(frame.notes.empty());
   }
 }
@@ -76,7 +76,7 @@ TEST(Mar345Frame, OverflowRecordsReplaceTheirPixels) {
     const frames::Frame frame = load_mar345(bytes_of(file), {});
     EXPECT_EQ(Counts(frame.counts.begin() + 4, frame.counts.begin() + 10),
               (Counts{65400, 70000, 300000, 2147483647, 5, 65400}));
-    EXPECT_TRUE(frame.unknown.empty());
+    EXPECT_TRUE(frame.mask.empty());
   }
 }
 
@@ -87,9 +87,9 @@ TEST(Mar345Frame, NegativeValuesAreUnknown) {
     const frames::Frame frame = load_mar345(bytes_of(file), {});
     EXPECT_EQ(frame.counts[5], 256001U);
     EXPECT_EQ(frame.counts[6], 80000U);
-    std::vector<bool> unknown(frame.counts.size());
-    unknown[5] = true;
-    EXPECT_EQ(frame.unknown, unknown);
+    std::vector<std::uint8_t> unknown(frame.counts.size());
+    unknown[5] = frames::kUnknown;
+    EXPECT_EQ(frame.mask, unknown);
   }
 }
 
@@ -214,7 +214,7 @@ TEST(Mar345Frame, RealFrameHasItsHeadersStatistics) {
   EXPECT_EQ(frame.format, frames::Format::kMar345);
   ASSERT_EQ(frame.width, 2300);
   ASSERT_EQ(frame.height, 2300);
-  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.mask.empty());
   EXPECT_TRUE(frame.notes.empty());
 
   // INTENSITY MIN 7  MAX 67080  AVE 117.3, of the pixels that the round plate has.
@@ -269,7 +269,7 @@ TEST(Mar345Frame, CountsOfAllBitsWithoutARecordAreKept) {
   for (const Layout layout : kLayouts) {
     const frames::Frame frame = load_mar345(bytes_of(frame_of(layout, {{50, 70000}}).bytes()), {});
     EXPECT_EQ(frame.counts[2], 65535U);
-    EXPECT_TRUE(frame.unknown.empty());
+    EXPECT_TRUE(frame.mask.empty());
   }
 }
 

@@ -53,7 +53,7 @@ TEST(MarCcdFrame, CountsReach65535) {
     EXPECT_EQ(frame.width, 2);
     EXPECT_EQ(frame.height, 2);
     EXPECT_EQ(frame.counts, (Counts{0, 32767, 32768, 65535}));
-    EXPECT_TRUE(frame.unknown.empty());
+    EXPECT_TRUE(frame.mask.empty());
     EXPECT_FALSE(frame.is_signed);
   }
 }
@@ -141,7 +141,7 @@ TEST(MarCcdFrame, CountsAtTheSaturationAreKept) {
   test::put(file, 1128, test::number_bytes(32768, 4, false));
   const Frame frame = load_mar_ccd(bytes_of(file), {});
   EXPECT_EQ(frame.counts, (Counts{0, 32767, 32768, 65535}));
-  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.mask.empty());
   EXPECT_EQ(frame.header.saturation, 32768);
 }
 

@@ -39,7 +39,7 @@ TEST(PackedFrame, CountsAreUnsignedWhereverTheHeaderLineStands) {
     EXPECT_EQ(frame.height, 2);
     EXPECT_EQ(frame.counts, kSmall);
     EXPECT_TRUE(frame.notes.empty());
-    EXPECT_TRUE(frame.unknown.empty());
+    EXPECT_TRUE(frame.mask.empty());
     EXPECT_FALSE(frame.is_signed);
   }
 }

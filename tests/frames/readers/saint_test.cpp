@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/frames/file_bytes.h"
+#include "tests/frames/mask.h"
 
 namespace {
 
@@ -38,7 +39,7 @@ TEST(SaintFrame, WordsAreCounts) {
   EXPECT_EQ(frame.height, 2);
   EXPECT_EQ(frame.counts, (Counts{0x0201, 0, 0xFFFE, 9}));
   EXPECT_FALSE(frame.is_signed);
-  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.mask.empty());
   EXPECT_TRUE(frame.notes.empty());
 }
 
@@ -67,7 +68,7 @@ TEST(SaintFrame, TextTableHoldsTheOverflows) {
                            "   100000" + "      1" + "      256" + "      3";
   const auto frame = load(file);
   EXPECT_EQ(frame.counts, (Counts{1, 100000, 3, 256}));
-  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.mask.empty());
 }
 
 TEST(SaintFrame, TextTableServesWordsToo) {
@@ -78,9 +79,9 @@ TEST(SaintFrame, TextTableServesWordsToo) {
 
 TEST(SaintFrame, OverflowsMissingInTheTableAreUnknown) {
   const auto bytes = load(format_86("1", "0") + test::from_bytes({255, 1, 2, 3}));
-  EXPECT_EQ(bytes.unknown, (std::vector<bool>{true, false, false, false}));
+  EXPECT_EQ(bytes.mask, test::unknown({true, false, false, false}));
   const auto words = load(format_86("2", "0") + test::from_bytes({1, 0, 2, 0, 0xFF, 0xFF, 255, 0}));
-  EXPECT_EQ(words.unknown, (std::vector<bool>{false, false, true, false}));
+  EXPECT_EQ(words.mask, test::unknown({false, false, true, false}));
 }
 
 TEST(SaintFrame, DamagedTextTablesAreDamage) {
@@ -92,7 +93,7 @@ TEST(SaintFrame, DamagedTextTablesAreDamage) {
     const std::string file = format_86("1", "1") + pixels + entry;
     EXPECT_NE(test::load_error(frames::load_saint, file), "") << entry;
     const auto frame = load(file, force);
-    EXPECT_EQ(frame.unknown, (std::vector<bool>{true, false, false, false})) << entry;
+    EXPECT_EQ(frame.mask, test::unknown({true, false, false, false})) << entry;
     EXPECT_EQ(frame.notes.size(), 1U) << entry;
   }
   EXPECT_EQ(load(format_86("1", "2") + pixels + "      300      4" + "      300      5", force).notes.size(), 1U);
@@ -105,7 +106,7 @@ TEST(SaintFrame, BinaryTablesHoldTheOverflows) {
                            test::padded(test::from_bytes({0xA0, 0x86, 0x01, 0x00}), 16, '\0');
   const auto frame = load(file);
   EXPECT_EQ(frame.counts, (Counts{300, 0, 100000, 254}));
-  EXPECT_TRUE(frame.unknown.empty());
+  EXPECT_TRUE(frame.mask.empty());
 }
 
 TEST(SaintFrame, BinaryTablesFollowTheirByteOrders) {
@@ -125,12 +126,12 @@ TEST(SaintFrame, BaselineIsAddedToAllButUnderflows) {
 
 TEST(SaintFrame, CountsThatABaselineTakesBeyondNumbersAreUnknown) {
   const auto below = load(format_100("1 1", "0 0 0", record("NEXP", "1 0 -3 0 1")) + test::from_bytes({1, 2, 3, 4}));
-  EXPECT_EQ(below.unknown, (std::vector<bool>{true, true, false, false}));
+  EXPECT_EQ(below.mask, test::unknown({true, true, false, false}));
   EXPECT_EQ(below.counts[2], 0U);
   EXPECT_EQ(below.counts[3], 1U);
   const auto above = load(format_100("2 1", "0 0 2") + test::from_bytes({0xFF, 0xFF, 0xFF, 0xFF, 3, 0, 4, 0}) +
                           test::padded(test::from_bytes({0xC0, 0xFF, 0xFF, 0xFF, 0xBF, 0xFF, 0xFF, 0xFF}), 16, '\0'));
-  EXPECT_EQ(above.unknown, (std::vector<bool>{true, false, false, false}));
+  EXPECT_EQ(above.mask, test::unknown({true, false, false, false}));
   EXPECT_EQ(above.counts[1], 0xFFFFFFFF);
 }
 
@@ -154,7 +155,7 @@ TEST(SaintFrame, CutBinaryTablesAreDamage) {
   force.force = true;
   const auto frame = load(file, force);
   EXPECT_EQ(frame.counts[0], 300U);
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{false, false, true, false}));
+  EXPECT_EQ(frame.mask, test::unknown({false, false, true, false}));
 }
 
 TEST(SaintFrame, EveryCutIsDamage) {

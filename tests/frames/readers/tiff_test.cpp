@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "tests/environment.h"
+#include "tests/frames/mask.h"
 #include "tests/frames/tiff_file.h"
 
 namespace {
@@ -47,7 +48,7 @@ TEST(TiffFrame, UnsignedPixelsKeepTheirCounts) {
     const Frame frame = load(row_of({1, 65536, 2147483648, 4294967295}, 32, 1, big_endian));
     EXPECT_EQ(frame.counts, (Counts{1, 65536, 2147483648, 4294967295}));
     EXPECT_FALSE(frame.is_signed);
-    EXPECT_TRUE(frame.unknown.empty());
+    EXPECT_TRUE(frame.mask.empty());
     EXPECT_EQ(frame.format, frames::Format::kTiff);
   }
 }
@@ -75,7 +76,7 @@ TEST(TiffFrame, RealPixelsAreRounded) {
     const Frame frame = load(row_of({real(0.4F), real(0.5F), real(70000.6F), real(3e9F)}, 32, 3, big_endian));
     EXPECT_EQ(frame.counts, (Counts{0, 1, 70001, 3000000000}));
     EXPECT_FALSE(frame.is_signed);
-    EXPECT_TRUE(frame.unknown.empty());
+    EXPECT_TRUE(frame.mask.empty());
   }
   EXPECT_EQ(load(row_of({std::bit_cast<std::uint64_t>(123456.7)}, 64, 3, false)).counts, Counts{123457});
 }
@@ -85,7 +86,7 @@ TEST(TiffFrame, RealPixelsThatAreNoCountAreUnknown) {
   const float no_number = std::numeric_limits<float>::quiet_NaN();
   const Frame frame = load(row_of({real(5), real(no_number), real(infinity), real(5e9F)}, 32, 3, false));
   EXPECT_EQ(frame.counts[0], 5U);
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{false, true, true, true}));
+  EXPECT_EQ(frame.mask, test::unknown({false, true, true, true}));
 }
 
 TEST(TiffFrame, ANegativeRealPixelMakesAllSigned) {
@@ -93,7 +94,7 @@ TEST(TiffFrame, ANegativeRealPixelMakesAllSigned) {
   EXPECT_TRUE(frame.is_signed);
   EXPECT_EQ(frame.counts[1], 0xFFFFFFFEU);
   EXPECT_EQ(frame.counts[2], 7U);
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{true, false, false}));
+  EXPECT_EQ(frame.mask, test::unknown({true, false, false}));
 }
 
 TEST(TiffFrame, StripsFollowOneAnother) {

@@ -1,4 +1,5 @@
 // ADSC-style files, byte by byte and as others read them.
+#include "tests/frames/mask.h"
 #include "tests/frames/writers/written.h"
 #include "xrdimage.h"
 
@@ -133,7 +134,7 @@ TEST(AdscWriter, OblongPixelsAreAWarningAndKeepTheBeamCentre) {
 
 TEST(AdscWriter, WhatDoesNotFitIsClippedWithAWarning) {
   frames::Frame frame = test::frame_of(4, 1, {65536, 0xFFFFFFFF, 3, 4}, true);
-  frame.unknown = {false, false, false, true};
+  frame.mask = test::unknown({false, false, false, true});
   const Written narrow = adsc(frame);
   EXPECT_EQ(narrow.bytes.substr(512), test::as_little16({65535, 0, 3, 65535}));
   EXPECT_EQ(narrow.warnings,

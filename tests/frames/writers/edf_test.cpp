@@ -1,4 +1,5 @@
 // EDF files, byte by byte and as others read them.
+#include "tests/frames/mask.h"
 #include "tests/frames/writers/written.h"
 #include "xrdimage.h"
 
@@ -81,7 +82,7 @@ TEST(EdfWriter, LoaderGivesTheSameFrame) {
       EXPECT_EQ(again.width, size.width);
       EXPECT_EQ(again.height, size.height);
       EXPECT_EQ(test::counts_of(again), test::counts_of(frame));
-      EXPECT_TRUE(again.unknown.empty());
+      EXPECT_TRUE(again.mask.empty());
       test::expect_same_header(again.header, frame.header);
       EXPECT_EQ(file.warnings, Warnings());
     }
@@ -123,7 +124,7 @@ TEST(EdfWriter, WhatDoesNotFit16BitsIsWrittenWith32) {
 
 TEST(EdfWriter, UnknownPixelsAreTheLargestNumber) {
   frames::Frame frame = test::frame_of(2, 1, {1, 7});
-  frame.unknown = {true, false};
+  frame.mask = test::unknown({true, false});
   const Written file = edf(frame);
   EXPECT_EQ(file.warnings, Warnings{"1 pixels of unknown count were written as 4294967295"});
   EXPECT_EQ(test::counts_of(loaded(file)), (Counts{0xFFFFFFFF, 7}));

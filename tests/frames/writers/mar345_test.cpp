@@ -100,7 +100,7 @@ TEST(Mar345Writer, LargeAndUnknownCountsHaveRecords) {
   frame.counts[6] = 65536;
   frame.counts[50] = 0x7FFFFFFF;
   frame.counts[98] = 3;
-  frames::mark_unknown(frame, 98);
+  frames::mask_pixel(frame, 98, frames::kUnknown);
   const Written file = mar345(frame);
   EXPECT_EQ(file.bytes.substr(8, 4), test::little32(3));
   EXPECT_EQ(file.bytes.substr(4096, 64),
@@ -109,7 +109,7 @@ TEST(Mar345Writer, LargeAndUnknownCountsHaveRecords) {
   EXPECT_EQ(file.warnings, Warnings());
   const frames::Frame again = loaded(file);
   EXPECT_EQ(test::counts_with(again, 0), test::counts_with(frame, 0));
-  EXPECT_EQ(again.unknown, frame.unknown);
+  EXPECT_EQ(again.mask, frame.mask);
 }
 
 TEST(Mar345Writer, IntensitiesAreThoseOfLargeCountsToo) {
@@ -119,7 +119,7 @@ TEST(Mar345Writer, IntensitiesAreThoseOfLargeCountsToo) {
   frame.counts[3] = 100000;
   frame.counts[4] = 300000;
   frame.counts[5] = 900000;
-  frames::mark_unknown(frame, 5);
+  frames::mask_pixel(frame, 5, frames::kUnknown);
   // Mean 700005 / 4; the squares sum up to 190000000025.
   const std::vector<std::string> lines = header_lines(mar345(frame).bytes);
   EXPECT_EQ(std::ranges::count(lines, "INTENSITY      MIN 5  MAX 300000  AVE 175001.2  SIG 129902.13"), 1);
@@ -130,13 +130,13 @@ TEST(Mar345Writer, LoaderGivesTheSameFrame) {
   for (const int side : {10, 11, 333}) {
     frames::Frame frame = test::random_frame({side, side}, 300000, false, true);
     frame.counts[0] = 65535;
-    frame.unknown[0] = false;
+    frame.mask[0] = 0;
     const Written file = mar345(frame);
     const frames::Frame again = loaded(file);
     EXPECT_EQ(again.width, side);
     EXPECT_EQ(again.height, side);
     EXPECT_EQ(test::counts_with(again, 0), test::counts_with(frame, 0));
-    EXPECT_EQ(again.unknown, frame.unknown);
+    EXPECT_EQ(again.mask, frame.mask);
     EXPECT_EQ(file.warnings, Warnings());
   }
 }
@@ -145,7 +145,7 @@ TEST(Mar345Writer, LibraryMarksUnknownAndSaturatedPixels) {
   frames::Frame frame = small_frame();
   frame.counts[1] = 255999;
   frame.counts[2] = 256000;
-  frames::mark_unknown(frame, 3);
+  frames::mask_pixel(frame, 3, frames::kUnknown);
   const test::TemporaryDirectory directory;
   unsigned* daten = nullptr;
   int width = 0;
@@ -163,7 +163,7 @@ TEST(Mar345Writer, FrameIsPaddedToASquare) {
   for (const test::Size size : {test::Size{12, 3}, test::Size{3, 12}}) {
     frames::Frame frame = test::random_frame(size, 300000, false, true);
     frame.counts[0] = 7;
-    frame.unknown[0] = false;
+    frame.mask[0] = 0;
     const Written file = mar345(frame);
     EXPECT_EQ(file.warnings, Warnings{"is padded with 0 from " + std::to_string(size.width) + " x " +
                                       std::to_string(size.height) + " to 12 x 12 pixels, as mar345 frames are square"});
@@ -176,8 +176,8 @@ TEST(Mar345Writer, FrameIsPaddedToASquare) {
         const std::size_t source =
             static_cast<std::size_t>(size.width) * static_cast<unsigned>(y) + static_cast<unsigned>(x);
         const bool inside = x < size.width && y < size.height;
-        const bool unknown = inside && frame.unknown[source];
-        EXPECT_EQ(again.unknown[pixel], unknown);
+        const bool unknown = inside && is_unknown(frame, source);
+        EXPECT_EQ(is_unknown(again, pixel), unknown);
         EXPECT_EQ(unknown ? 0 : again.counts[pixel], inside && !unknown ? frame.counts[source] : 0) << x << " " << y;
       }
     }
@@ -214,7 +214,7 @@ TEST(Mar345Writer, CountsThatRecordsCannotHoldAreClipped) {
   EXPECT_EQ(file.warnings, Warnings{"1 pixels above 2147483647 were written as 2147483647"});
   const frames::Frame again = loaded(file);
   EXPECT_EQ(again.counts[7], 2147483647U);
-  EXPECT_TRUE(again.unknown.empty());
+  EXPECT_TRUE(again.mask.empty());
 }
 
 TEST(Mar345Writer, FirstPixelCanHaveNoRecord) {
@@ -224,7 +224,7 @@ TEST(Mar345Writer, FirstPixelCanHaveNoRecord) {
   EXPECT_EQ(large.warnings,
             Warnings{"the first pixel's count of 70000 was written as 65535, as it can have no overflow record"});
   EXPECT_EQ(loaded(large).counts[0], 65535U);
-  frames::mark_unknown(frame, 0);
+  frames::mask_pixel(frame, 0, frames::kUnknown);
   const Written unknown = mar345(frame);
   EXPECT_EQ(unknown.warnings, Warnings{"1 pixels of unknown count were written as 65535"});
   EXPECT_EQ(loaded(unknown).counts[0], 65535U);

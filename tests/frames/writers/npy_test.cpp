@@ -1,4 +1,5 @@
 // NumPy arrays, byte by byte and as NumPy reads them.
+#include "tests/frames/mask.h"
 #include "tests/frames/writers/written.h"
 
 namespace {
@@ -49,7 +50,7 @@ TEST(NpyWriter, WhatDoesNotFit16BitsIsWrittenWith32) {
 
 TEST(NpyWriter, UnknownPixelsAreTheLargestNumber) {
   frames::Frame frame = test::frame_of(2, 1, {1, 7});
-  frame.unknown = {true, false};
+  frame.mask = test::unknown({true, false});
   EXPECT_EQ(npy(frame).warnings, Warnings{"1 pixels of unknown count were written as 4294967295"});
 }
 

@@ -1,6 +1,7 @@
 // Packed files, byte by byte and as the library and the loader read them.
 #include <stdexcept>
 
+#include "tests/frames/mask.h"
 #include "tests/frames/writers/written.h"
 #include "xrdimage.h"
 
@@ -52,7 +53,7 @@ TEST(PackedWriter, SingleColumnsOfMoreThanTwoPixelsAreRefused) {
 
 TEST(PackedWriter, WhatDoesNotFitIsClippedWithAWarning) {
   frames::Frame frame = test::frame_of(2, 2, {65536, 0xFFFFFFFF, 3, 4}, true);
-  frame.unknown = {false, false, false, true};
+  frame.mask = test::unknown({false, false, false, true});
   const Written file = packed(frame);
   EXPECT_EQ(test::counts_of(frames::load_packed(test::bytes_of(file.bytes), {})), (Counts{65535, 0, 3, 65535}));
   EXPECT_EQ(file.warnings,

@@ -1,4 +1,5 @@
 // Raw dumps, byte by byte and as others read them.
+#include "tests/frames/mask.h"
 #include "tests/frames/writers/written.h"
 
 namespace {
@@ -31,7 +32,7 @@ TEST(RawWriter, LoaderGivesTheSameFrame) {
 
 TEST(RawWriter, WhatDoesNotFitIsClippedWithAWarning) {
   frames::Frame frame = test::frame_of(4, 1, {65536, 0xFFFFFFFF, 3, 4}, true);
-  frame.unknown = {false, false, false, true};
+  frame.mask = test::unknown({false, false, false, true});
   const Written narrow = raw(frame);
   EXPECT_EQ(narrow.bytes, test::as_little16({65535, 0, 3, 65535}));
   EXPECT_EQ(narrow.warnings,

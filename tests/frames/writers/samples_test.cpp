@@ -1,6 +1,7 @@
 // Counts become samples of each type.
 #include "frames/writers/samples.h"
 
+#include "tests/frames/mask.h"
 #include "tests/frames/writers/written.h"
 
 namespace {
@@ -67,21 +68,21 @@ TEST(Samples, SixteenBitsThatDoNotFitAreRefusedWithAWarning) {
 
 TEST(Samples, UnknownPixelsAreNeitherTooLargeNorNegative) {
   frames::Frame frame = frame_of(3, 1, {70000, kMinus1, 5}, true);
-  frame.unknown = {true, true, false};
+  frame.mask = test::unknown({true, true, false});
   const Choice narrow = fitting(frame, 16);
   EXPECT_EQ(narrow.type, kUnsigned16);
   EXPECT_EQ(narrow.warnings, Warnings{"2 pixels of unknown count were written as 65535"});
   EXPECT_EQ(fitting(frame).warnings, Warnings{"2 pixels of unknown count were written as 4294967295"});
   EXPECT_EQ(unsigned_of(frame).warnings, Warnings{"2 pixels of unknown count were written as 65535"});
   EXPECT_EQ(frames::negative_pixels(frame), 0U);
-  frame.unknown = {true, false, false};
+  frame.mask = test::unknown({true, false, false});
   EXPECT_EQ(fitting(frame).warnings, Warnings{"1 pixels of unknown count were written as 2147483647"});
   EXPECT_EQ(frames::negative_pixels(frame), 1U);
 }
 
 TEST(Samples, AMaskWithoutUnknownPixelsChangesNothing) {
   frames::Frame frame = frame_of(3, 1, {70000, kMinus1, 5}, true);
-  frame.unknown = {false, false, false};
+  frame.mask = test::unknown({false, false, false});
   EXPECT_EQ(unsigned_of(frame).warnings, (Warnings{"1 pixels above 65535 were written as 65535; --bits 32 keeps them",
                                                    "1 negative counts were written as 0"}));
   EXPECT_EQ(samples(frame, kUnsigned16), test::as_little16({65535, 0, 5}));
@@ -110,7 +111,7 @@ TEST(Samples, CountsBecomeTheNearestNumberOfTheType) {
 
 TEST(Samples, UnknownPixelsBecomeTheLargestNumberOfTheType) {
   frames::Frame frame = frame_of(3, 1, {1, 2, 3});
-  frame.unknown = {false, true, false};
+  frame.mask = test::unknown({false, true, false});
   EXPECT_EQ(samples(frame, kUnsigned16), test::as_little16({1, 65535, 3}));
   EXPECT_EQ(samples(frame, kUnsigned32), test::as_little32({1, 0xFFFFFFFF, 3}));
   EXPECT_EQ(samples(frame, kSigned32), test::as_little32({1, 0x7FFFFFFF, 3}));

@@ -40,8 +40,8 @@ inline frames::Frame random_frame(Size size, std::uint32_t largest, bool is_sign
     if (is_signed && random() % 3 == 0) count = 0 - count;
   }
   frames::Frame frame = frame_of(size.width, size.height, counts, is_signed);
-  if (has_unknown) frame.unknown.resize(pixels);
-  std::generate(frame.unknown.begin(), frame.unknown.end(), [&] { return random() % 5 == 0; });
+  if (has_unknown) frame.mask.resize(pixels);
+  for (std::uint8_t& mask : frame.mask) mask = random() % 5 == 0 ? frames::kUnknown : 0;
   return frame;
 }
 
@@ -87,14 +87,14 @@ inline Counts counts_of(const frames::Frame& frame) {
 // The counts, with `unknown` in the place of those that are unknown.
 inline Counts counts_with(const frames::Frame& frame, std::uint32_t unknown) {
   Counts counts = counts_of(frame);
-  for (std::size_t i = 0; i < frame.unknown.size(); ++i) {
-    if (frame.unknown[i]) counts[i] = unknown;
+  for (std::size_t i = 0; i < frame.mask.size(); ++i) {
+    if (is_unknown(frame, i)) counts[i] = unknown;
   }
   return counts;
 }
 
 inline std::size_t unknown_pixels(const frames::Frame& frame) {
-  return static_cast<std::size_t>(std::ranges::count(frame.unknown, true));
+  return static_cast<std::size_t>(std::ranges::count_if(frame.mask, frames::has_no_count));
 }
 
 inline std::string as_little16(const Counts& counts) {

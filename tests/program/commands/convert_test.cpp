@@ -103,7 +103,7 @@ TEST_F(Convert, UnknownEndingsAreRefusedBeforeAnythingIsRead) {
     const Result result = place_.xrdimage(std::string("convert missing.mar2300 -o ") + name);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, std::string("xrdimage: ") + name +
-                              ": cannot be written: its name must end in one of .png, .edf, .tif, .img, .mar, .pck, "
+                              ": cannot be written: its name must end in one of .png, .tif, .img, .edf, .mar, .pck, "
                               ".raw, .npy, or --to state the format\n");
   }
 }

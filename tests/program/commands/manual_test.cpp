@@ -43,7 +43,7 @@ TEST(Manual, BashCompletesSubcommandsOptionsAndWords) {
   EXPECT_EQ(bash_offers(place, "xrdimage con"), "convert\n");
   EXPECT_EQ(bash_offers(place, "xrdimage convert --skip"), "--skip-existing --skip\n");
   EXPECT_EQ(bash_offers(place, "xrdimage convert --colors v"), "viridis\n");
-  EXPECT_EQ(bash_offers(place, "xrdimage convert --to \"\""), "png edf tif img mar pck raw npy\n");
+  EXPECT_EQ(bash_offers(place, "xrdimage convert --to \"\""), "png tiff adsc edf mar345 packed raw npy\n");
   // Names of files are left to the shell, which knows how to quote them.
   EXPECT_EQ(bash_offers(place, "xrdimage info fra"), "\n");
   EXPECT_NE(place.run("\"$xrdimage\" completion bash").out.find("complete -o default -F _xrdimage xrdimage\n"),

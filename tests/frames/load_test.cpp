@@ -1,5 +1,6 @@
 #include "tests/environment.h"
 #include "tests/frames/compression.h"
+#include "tests/frames/mask.h"
 #include "tests/frames/tiff_file.h"
 #include "tests/mar345/mar345_file.h"
 
@@ -97,15 +98,6 @@ TEST(Detect, WhatIsNoFrameIsAnError) {
   EXPECT_EQ(error_of("empty.gz", gzip("")), "is empty");
 }
 
-TEST(Detect, EveryFormatHasAName) {
-  for (const Format format : {Format::kMar345, Format::kMarCcd, Format::kTiff, Format::kAdsc, Format::kEdf,
-                              Format::kSaint, Format::kPacked, Format::kRaw}) {
-    EXPECT_NE(std::string(frames::format_name(format)), "");
-  }
-  EXPECT_STREQ(frames::format_name(Format::kMar345), "mar345 image plate");
-  EXPECT_STREQ(frames::format_name(Format::kTiff), "TIFF");
-}
-
 TEST(Detect, DamageIsANoteWhenTheUserWantsTheFrame) {
   Frame frame;
   EXPECT_EQ(test::load_error([&] { report_damage(frame, {}, "is bad"); }), "is bad");
@@ -122,15 +114,16 @@ TEST(Detect, SizesThatCannotBeAreErrors) {
                                       {268435457LL, 1LL},
                                       {16385LL, 16384LL},
                                       {4294967296LL, 4294967296LL}}) {
-    EXPECT_NE(test::load_error([&, w = width, h = height] { set_size(frame, w, h); }), "") << width << " " << height;
+    EXPECT_NE(test::load_error([&, w = width, h = height] { set_size(frame, w, h, {}); }), "")
+        << width << " " << height;
   }
-  set_size(frame, 3, 2);
+  set_size(frame, 3, 2, {});
   EXPECT_EQ(frame.width, 3);
   EXPECT_EQ(frame.height, 2);
   EXPECT_EQ(frame.counts, Counts(6));
-  EXPECT_TRUE(frame.unknown.empty());
-  mark_unknown(frame, 4);
-  EXPECT_EQ(frame.unknown, (std::vector<bool>{false, false, false, false, true, false}));
+  EXPECT_TRUE(frame.mask.empty());
+  frames::mask_pixel(frame, 4, frames::kUnknown);
+  EXPECT_EQ(frame.mask, test::unknown({false, false, false, false, true, false}));
 }
 
 }  // namespace

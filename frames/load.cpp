@@ -1,0 +1,144 @@
+// Files become frames: which format a file has, and what is the same for all of them.
+#include <cmath>
+#include <new>
+#include <stdexcept>
+#include <utility>
+
+#include "frames/bytes.h"
+#include "frames/formats.h"
+#include "frames/header_values.h"
+#include "frames/readers/header_items.h"
+#include "support/c_locale.h"
+
+namespace frames {
+
+namespace {
+
+const FileFormat* format_by_content(Bytes file) {
+  for (const FileFormat& format : formats()) {
+    if (format.is_format != nullptr && format.is_format(file)) return &format;
+  }
+  return nullptr;
+}
+
+// The content decides. A name does where the content says nothing: raw pixels, or frames that are damaged at the front.
+const FileFormat& format_of(Bytes file, const std::string& name, const LoadOptions& options) {
+  if (options.format) return entry_of(*options.format);
+  if (const FileFormat* const format = format_by_content(file)) return *format;
+  if (options.size) return entry_of(Format::kRaw);  // who states a size means raw pixels
+  if (const FileFormat* const format = format_of_name(name); format != nullptr && format->is_read()) return *format;
+  throw LoadError("is of no known format; --size WxH takes it as raw pixels, --format states the format",
+                  Problem::kUnknownFormat);
+}
+
+// What a header tells may fit no number once it has the right unit.
+struct DropInfinite {
+  void operator()(const char* /*name*/, std::optional<double>& number) const {
+    if (number && !std::isfinite(*number)) number.reset();
+  }
+  void operator()(const char* /*name*/, std::optional<std::string>& /*text*/) const {}
+  void operator()(const char* /*x_name*/, const char* /*y_name*/, std::optional<Point>& point) const {
+    if (point && !(std::isfinite(point->x) && std::isfinite(point->y))) point.reset();
+  }
+};
+
+template <typename Value>
+void take_value(std::optional<Value>& value, const std::optional<Value>& stated) {
+  if (stated) value = stated;
+}
+
+// How much of the compressed file is unpacked.
+Enough enough_for(const std::string& name, const LoadOptions& options) {
+  return [&](Bytes front) { return enough_of_file(front, name, options); };
+}
+
+Frame load_unpacked(Bytes file, const std::string& name, const LoadOptions& options) {
+  if (file.empty()) throw LoadError("is empty");
+  const FileFormat& format = format_of(file, name, options);
+  if (!format.is_read()) {
+    throw LoadError("cannot be read as " + std::string(format.keyword) + ", which is only written",
+                    Problem::kUnsupported);
+  }
+  Frame frame = format.load(file, options);
+  if (frame.images == 0) choose_image(frame, 1, options);
+  visit_header(frame.header, DropInfinite{});
+  take_stated(frame.header, options.stated);
+  return frame;
+}
+
+Frame load_content(Bytes content, const std::string& name, const LoadOptions& options) {
+  std::vector<std::string> damage;
+  const auto unpacked = unpack(content, enough_for(name, options), options.force ? &damage : nullptr);
+  Frame frame = load_unpacked(unpacked ? Bytes(*unpacked) : content, name, options);
+  frame.notes.insert(frame.notes.begin(), damage.begin(), damage.end());
+  return frame;
+}
+
+// Runs `load` in the C locale, as texts of headers and of errors are; a lack of memory is an error like others.
+template <typename Load>
+auto guarded(Load load) {
+  const xrd::CLocale locale;
+  try {
+    return load();
+  } catch (const std::bad_alloc&) {
+    throw NoMemoryError();
+  } catch (const std::length_error&) {  // more than an array could ever hold, which 32 bits make few
+    throw NoMemoryError();
+  }
+}
+
+Format detect(Bytes content, const std::string& name) {
+  // Marks stand at the front of a file. A packed image may follow anything, but in no file that is not known by then.
+  static constexpr std::size_t kFront = std::size_t{1} << 20;
+  const Enough front_is_enough = [](Bytes /*front*/) { return std::optional<std::size_t>(kFront); };
+  std::vector<std::string> damage;
+  const auto unpacked = unpack(content, front_is_enough, &damage);
+  const Bytes file = unpacked ? Bytes(*unpacked) : content;
+  if (file.empty()) throw LoadError("is empty");
+  return format_of(file, name, {}).format;
+}
+
+}  // namespace
+
+void take_stated(Header& header, const Header& stated) {
+  take_value(header.wavelength, stated.wavelength);
+  take_value(header.distance, stated.distance);
+  take_value(header.pixel_size, stated.pixel_size);
+  take_value(header.beam_centre, stated.beam_centre);
+}
+
+std::optional<std::size_t> enough_of_file(Bytes front, const std::string& name, const LoadOptions& options) {
+  // Which of the formats with a header in braces it is shows when the header is there.
+  const std::string_view text = text_of(front);
+  if (begins_with_brace(text) && HeaderItems(text).is_open()) return std::nullopt;
+  const FileFormat* format = nullptr;
+  try {
+    format = &format_of(front, name, options);
+  } catch (const LoadError&) {
+    return std::nullopt;  // so far
+  }
+  if (!format->is_read()) return front.size();
+  try {
+    return format->enough(front, options);
+  } catch (const LoadError&) {
+    return front.size();  // the loader refuses it likewise
+  }
+}
+
+Format detect_format(const std::string& path) {
+  return guarded([&] { return detect(read_file(path), path); });
+}
+
+Format detect_format(Bytes content, const std::string& name) {
+  return guarded([&] { return detect(content, name); });
+}
+
+Frame load_frame(const std::string& path, const LoadOptions& options) {
+  return guarded([&] { return load_content(read_file(path), path, options); });
+}
+
+Frame load_frame(Bytes content, const std::string& name, const LoadOptions& options) {
+  return guarded([&] { return load_content(content, name, options); });
+}
+
+}  // namespace frames
