@@ -3,10 +3,10 @@
 #include <cstdint>
 #include <string>
 
-#include "formats/mar_ccd_header.h"
 #include "frames/bytes.h"
 #include "frames/readers/header_items.h"
 #include "frames/readers/readers.h"
+#include "support/marccd_header.h"
 
 namespace frames {
 

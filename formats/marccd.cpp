@@ -6,9 +6,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "formats/mar_ccd_header.h"
 #include "formats/tiff_strips.h"
 #include "support/format_text.h"
+#include "support/marccd_header.h"
 #include "support/message.h"
 #include "support/reading.h"
 #include "xrdimage.h"
