@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "support/conversation.h"
 #include "support/files.h"
 #include "support/message.h"
 #include "xrdimage.h"
@@ -87,7 +88,7 @@ std::array<MapColour, kMapColours> classic_colour_map() {
 extern "C" void write_colormap(const char* path) {
   const xrd::FileHandle stream = xrd::open_file(path, "w");
   if (!stream) {
-    std::printf("# " XRD_RED_ERROR " opening %s", path);
+    xrd::print("# " XRD_RED_ERROR " opening %s", path);
     return;
   }
   for (const auto& [red, green, blue] : xrd::classic_colour_map()) {

@@ -5,6 +5,7 @@
 #include <span>
 
 #include "processing/short_array.h"
+#include "support/conversation.h"
 #include "support/files.h"
 #include "support/image_size.h"
 #include "support/message.h"
@@ -18,9 +19,9 @@ void write_dump(const char* path, Write write) {
   if (const xrd::FileHandle stream = xrd::open_file(path, "wb")) {
     write(stream.get());
   } else {
-    std::printf("# " XRD_RED_ERROR " opening %s", path);
+    xrd::print("# " XRD_RED_ERROR " opening %s", path);
   }
-  std::printf("# %s written\n", path);  // after a failure too: hosts know the pair of messages
+  xrd::print("# %s written\n", path);  // after a failure too: hosts know the pair of messages
 }
 
 }  // namespace

@@ -1,11 +1,10 @@
 // Shows an image through the outside programs zimg, a converter, and xv, a viewer.
-#include <cstdio>
-#include <cstdlib>
 #include <new>
 #include <string>
 
 #include "processing/extremes.h"
 #include "support/arithmetic.h"
+#include "support/conversation.h"
 #include "support/image_size.h"
 #include "support/message.h"
 #include "support/shell.h"
@@ -27,22 +26,22 @@ int show(const std::string& name, unsigned int* image, int width, int height, in
                               std::to_string(height) + "x" + std::to_string(width) + " --absolute=0-" +
                               std::to_string(static_cast<int>(xrd::signed_quotient(largest, divisor))) + " -o " +
                               picture + " " + xrd::shell_word(raw_name) + "; xv " + picture;
-  std::printf("%s\n", command.c_str());
-  std::fflush(stdout);                  // the line stands before what the programs print
-  return std::system(command.c_str());  // NOLINT(cert-env33-c): hosts rely on the command
+  xrd::print("%s\n", command.c_str());
+  xrd::flush_printed();                      // the line stands before what the programs print
+  return xrd::run_command(command.c_str());  // hosts rely on the command
 }
 
 }  // namespace
 
 extern "C" int view(const char* name, unsigned int* Daten, int x, int y, int divisor) {
   if (!xrd::allocatable_pixels(x, y)) {
-    std::printf("# " XRD_RED_ERROR " cannot show %d x %d pixels\n", x, y);
+    xrd::print("# " XRD_RED_ERROR " cannot show %d x %d pixels\n", x, y);
     return -1;
   }
   try {
     return show(name, Daten, x, y, divisor);
   } catch (const std::bad_alloc&) {
-    std::printf("# " XRD_RED_ERROR " no memory to show %s\n", name);
+    xrd::print("# " XRD_RED_ERROR " no memory to show %s\n", name);
     return -1;
   }
 }

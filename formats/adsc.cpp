@@ -6,6 +6,7 @@
 #include <span>
 #include <utility>
 
+#include "support/conversation.h"
 #include "support/files.h"
 #include "support/header_keys.h"
 #include "support/image_size.h"
@@ -80,11 +81,11 @@ void print_summary(const Values& values, const Summary& summary) {
     std::snprintf(date.data(), date.size(), "%.9s %.9s %.9s %.9s %.9s", words[0].data(), words[1].data(),
                   words[2].data(), words[3].data(), words[4].data());
   }
-  std::printf("# detector=%d type=%s adc=%s bin=%s saturation=%d\n", summary.detector_serial, summary.type, summary.adc,
-              summary.bin, summary.saturation);
+  xrd::print("# detector=%d type=%s adc=%s bin=%s saturation=%d\n", summary.detector_serial, summary.type, summary.adc,
+             summary.bin, summary.saturation);
   xrd::print_numbers("# Dim=%d, x=%d y=%d, Beam_x=%3.1f, Beam_y=%3.1f pixelsize=%6.5f\n", summary.dimensions,
                      values.width, values.height, summary.beam_x, summary.beam_y, summary.pixel_size);
-  std::printf("# Date=%s\n", date.data());
+  xrd::print("# Date=%s\n", date.data());
   // What the line calls the end is the oscillation range; hosts know it so.
   xrd::print_numbers("# Lambda=%5.4f, Axis=%s start=%4.3f, end=%4.3f, time=%g\n", *values.wavelength, summary.axis,
                      *values.osc_start, *values.osc_range, *values.time);
@@ -104,7 +105,7 @@ extern "C" int read_bnl(const char* filename, int /*reserved*/, unsigned int** d
   *distance = *wavelength = *osc_start = *osc_range = *time = -1.0;
   xrd::FileHandle stream = xrd::open_file(filename, "r");
   if (!stream) {
-    std::printf("# " XRD_PLAIN_ERROR " reading File %s\n", filename);
+    xrd::print("# " XRD_PLAIN_ERROR " reading File %s\n", filename);
     return 0;
   }
   Values values{*width, *height, distance, wavelength, osc_start, osc_range, time};
@@ -115,8 +116,8 @@ extern "C" int read_bnl(const char* filename, int /*reserved*/, unsigned int** d
   const auto pixels = xrd::allocatable_pixels(values.width, values.height);
   auto image = pixels ? xrd::allocate_unset<unsigned int>(*pixels) : nullptr;
   if (!image) {
-    std::printf("# " XRD_PLAIN_ERROR " reading File %s: cannot allocate %d x %d pixels\n", filename, values.width,
-                values.height);
+    xrd::print("# " XRD_PLAIN_ERROR " reading File %s: cannot allocate %d x %d pixels\n", filename, values.width,
+               values.height);
     return 0;
   }
   // The samples stay side by side: they fill the array's first half, two to a word.
@@ -124,13 +125,13 @@ extern "C" int read_bnl(const char* filename, int /*reserved*/, unsigned int** d
       xrd::read_zero_padded(std::span(image.get(), *pixels), *pixels * sizeof(std::uint16_t), stream.get());
   stream.reset();
   if (std::strcmp(summary.byte_order, "big_endian") == 0) {
-    std::printf("# Byte_order is OK. No convertion needed\n");
+    xrd::print("# Byte_order is OK. No convertion needed\n");
   } else {
-    std::printf("# Byte_order convertion needed....");
+    xrd::print("# Byte_order convertion needed....");
     convert_byte_order(image.get(), (bytes + 3) / 4);  // all others are 0
-    std::printf("# done\n");
+    xrd::print("# done\n");
   }
-  std::printf("# %d %d * %d bereitgestellt\n", values.width, values.height, 4);
+  xrd::print("# %d %d * %d bereitgestellt\n", values.width, values.height, 4);
   *width = values.width;
   *height = values.height;
   *daten = image.release();

@@ -7,6 +7,7 @@
 #include <span>
 #include <string_view>
 
+#include "support/conversation.h"
 #include "support/files.h"
 #include "support/format_text.h"
 #include "support/header_keys.h"
@@ -28,10 +29,10 @@ bool bits_from_data_type(std::string_view data_type, int* bits) {
   } else if (data_type == "UnsignedShort") {
     *bits = 16;
   } else {
-    std::printf("# Datatype %s nicht bekannt. Bitte mit -b <bits> starten\n", data_type.data());
+    xrd::print("# Datatype %s nicht bekannt. Bitte mit -b <bits> starten\n", data_type.data());
     return false;
   }
-  std::printf("# %s found -> %dbit\n", data_type.data(), *bits);
+  xrd::print("# %s found -> %dbit\n", data_type.data(), *bits);
   return true;
 }
 
@@ -45,12 +46,12 @@ std::size_t read_samples(std::span<unsigned int> image, int bits, std::FILE* str
 void write_edf(const char* filename, const unsigned int* data, int width, int height, const char* data_type, int bits) {
   const std::size_t pixels = xrd::caller_pixels(width, height, sizeof *data);
   if (width < 0 || height < 0 || (pixels == 0 && width != 0 && height != 0)) {
-    std::printf("# " XRD_PLAIN_ERROR " opening %s: cannot write %d x %d pixels\n", filename, width, height);
+    xrd::print("# " XRD_PLAIN_ERROR " opening %s: cannot write %d x %d pixels\n", filename, width, height);
     return;
   }
   const xrd::FileHandle stream = xrd::open_file(filename, "wb");
   if (!stream) {
-    std::printf("# " XRD_PLAIN_ERROR " opening %s\n", filename);
+    xrd::print("# " XRD_PLAIN_ERROR " opening %s\n", filename);
     return;
   }
   std::FILE* file = stream.get();
@@ -95,8 +96,8 @@ extern "C" int read_edf_header(FILE* stream, int* width, int* height, int* bits)
   xrd::format_text(day, date_words[0].data());
   xrd::format_text(time_of_day, date_words[1].data());
   xrd::format_text(rest, date_words[2].data());
-  std::printf("\n# Scanned: %s %s %s\n", day.data(), time_of_day.data(), rest.data());
-  std::printf("# ByteOrder: %s, BitsPerSample: %d, Binning: %d\n\n", byte_order.data(), *bits, binning);
+  xrd::print("\n# Scanned: %s %s %s\n", day.data(), time_of_day.data(), rest.data());
+  xrd::print("# ByteOrder: %s, BitsPerSample: %d, Binning: %d\n\n", byte_order.data(), *bits, binning);
   return 0;
 }
 
@@ -104,7 +105,7 @@ extern "C" int read_edf(const char* filename, unsigned int** daten, int* bits, i
   *width = 0;
   const xrd::FileHandle stream = xrd::open_file(filename, "r");
   if (!stream) {
-    std::printf("# " XRD_PLAIN_ERROR " READING %s\n", filename);
+    xrd::print("# " XRD_PLAIN_ERROR " READING %s\n", filename);
     return 0;
   }
   xrd::DetectorSize size{0, *height};
@@ -118,15 +119,14 @@ extern "C" int read_edf(const char* filename, unsigned int** daten, int* bits, i
   auto* const allocate = is_large ? xrd::allocate_unset<unsigned int> : xrd::allocate_zeroed<unsigned int>;
   auto image = pixels ? allocate(*pixels) : nullptr;
   if (!image) {
-    std::printf("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width,
-                size.height);
+    xrd::print("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width, size.height);
     return 0;
   }
   const std::size_t bytes = *pixels * sizeof(unsigned int);
   xrd::print_allocated(bytes);
   const std::size_t read = read_samples({image.get(), *pixels}, *bits, stream.get());
   if (is_large) std::memset(reinterpret_cast<unsigned char*>(image.get()) + read, 0, bytes - read);
-  std::printf("# %d x %d %dbit char read\n", size.width, size.height, *bits);
+  xrd::print("# %d x %d %dbit char read\n", size.width, size.height, *bits);
   *width = size.width;
   *height = size.height;
   *daten = image.release();

@@ -1,10 +1,9 @@
 // Image type detection: what `file` says of a path, or the path itself, decides.
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <new>
 #include <string>
 
+#include "support/conversation.h"
 #include "support/message.h"
 #include "support/shell.h"
 #include "xrdimage.h"
@@ -37,9 +36,9 @@ int probe_image_type(const char* filename) {
   std::string command;
   for (const Probe& probe : kProbes) {
     command.assign("file ").append(path).append(" | grep ").append(probe.word).append(" >/dev/null");
-    if (std::system(command.c_str()) == 0) return probe.type;  // NOLINT(cert-env33-c): hosts rely on the command
+    if (xrd::run_command(command.c_str()) == 0) return probe.type;  // hosts rely on the command
   }
-  std::printf("# " XRD_RED_ERROR " %s returned -1\n", command.c_str());
+  xrd::print("# " XRD_RED_ERROR " %s returned -1\n", command.c_str());
   return IMAGE_TYPE_UNKNOWN;
 }
 
@@ -49,7 +48,7 @@ extern "C" int get_image_type(const char* filename) {
   try {
     return probe_image_type(filename);
   } catch (const std::bad_alloc&) {
-    std::printf("# " XRD_RED_ERROR " no memory to look at %s\n", filename);
+    xrd::print("# " XRD_RED_ERROR " no memory to look at %s\n", filename);
     return IMAGE_TYPE_UNKNOWN;
   }
 }

@@ -1,24 +1,23 @@
 // MarCCD frames: TIFF files with a binary header of 3072 bytes behind the first 1024.
-#include <tiffio.h>
-
 #include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "formats/tiff_strips.h"
+#include "support/conversation.h"
+#include "support/files.h"
 #include "support/format_text.h"
 #include "support/marccd_header.h"
 #include "support/message.h"
 #include "support/reading.h"
+#include "support/tiff.h"
 #include "xrdimage.h"
 
 namespace {
 
 namespace mar_ccd = xrd::mar_ccd;
-
-// The host's distance setting when the host has not set it.
-constexpr double kDistanceNotSet = -999.0;
 
 // What the library takes from the binary header, which it knows in the processor's byte order only.
 class MarCcdHeader {
@@ -28,7 +27,7 @@ class MarCcdHeader {
     std::array<char, mar_ccd::kHeaderBegin> skipped;  // NOLINT: read and discarded
     xrd::read_bytes(skipped.data(), skipped.size(), stream);
     if (xrd::read_bytes(bytes_.data(), bytes_.size(), stream) == bytes_.size()) return true;
-    std::puts("Not read correctly! Abandoning.");
+    xrd::print_line("Not read correctly! Abandoning.");
     return false;
   }
 
@@ -54,11 +53,11 @@ class MarCcdHeader {
 enum class HeaderState { kNotOpened, kIncomplete, kRead };
 
 HeaderState read_header(MarCcdHeader& header, const char* filename) {
-  std::FILE* stream = std::fopen(filename, "r");
-  if (stream == nullptr) return HeaderState::kNotOpened;
-  if (!header.read(stream)) return HeaderState::kIncomplete;
-  std::fclose(stream);
-  return HeaderState::kRead;
+  xrd::FileHandle stream = xrd::open_file(filename, "r");
+  if (!stream) return HeaderState::kNotOpened;
+  if (header.read(stream.get())) return HeaderState::kRead;
+  xrd::leave_open(std::move(stream));
+  return HeaderState::kIncomplete;
 }
 
 // Whole degrees, millimetres and seconds: hosts rely on the fractions being dropped in the header's summary.
@@ -82,7 +81,7 @@ unsigned mark_overflows(xrd::TiffImage& image) {
 extern "C" int read_mar_ccd_header(const char* filename, ImageInfo* info) {
   MarCcdHeader header;
   const HeaderState state = read_header(header, filename);
-  if (state == HeaderState::kNotOpened) std::printf("# " XRD_RED_ERROR " reading %s\n", filename);
+  if (state == HeaderState::kNotOpened) xrd::print("# " XRD_RED_ERROR " reading %s\n", filename);
   if (state != HeaderState::kRead) return 0;
   xrd::format_text(info->file_name, filename);
   info->start_angle = whole_units(header.start_angle_thousandths());
@@ -98,8 +97,8 @@ extern "C" int read_mar_ccd_header(const char* filename, ImageInfo* info) {
 extern "C" int read_mar_ccd(const char* filename, ImageData* data, double* distance) {
   MarCcdHeader header;
   if (read_header(header, filename) != HeaderState::kRead) return 0;
-  TIFFSetWarningHandler(nullptr);  // for the rest of the process
-  if (*distance == kDistanceNotSet) *distance = header.distance_thousandths() * 0.001;
+  xrd::silence_tiff_warnings();
+  if (*distance == mar_ccd::kDistanceNotSet) *distance = header.distance_thousandths() * 0.001;
   data->overflows = header.overflow_count();
 
   auto image = xrd::read_tiff_image(

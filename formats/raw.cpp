@@ -3,6 +3,8 @@
 #include <bit>
 #include <cstdio>
 
+#include "support/conversation.h"
+#include "support/files.h"
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
@@ -12,16 +14,16 @@
 
 extern "C" int read_raw(const char* filename, unsigned int** daten, int* width, int* height) {
   // Hosts rely on the stream staying open for the life of the process.
-  std::FILE* stream = std::fopen(filename, "r");
+  std::FILE* stream = xrd::leave_open(xrd::open_file(filename, "r"));
   if (stream == nullptr) {
-    std::printf("# " XRD_RED_ERROR " READING %s\n", filename);
+    xrd::print("# " XRD_RED_ERROR " READING %s\n", filename);
     return 0;
   }
   const xrd::DetectorSize size = xrd::ask_detector_size({1200, 1200});
   const auto pixels = xrd::allocatable_pixels(size.width, size.height);
   auto image = pixels ? xrd::allocate_unset<unsigned int>(*pixels) : nullptr;
   if (!image) {
-    std::printf("# " XRD_RED_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width, size.height);
+    xrd::print("# " XRD_RED_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, size.width, size.height);
     return 0;
   }
   xrd::print_allocated(*pixels * sizeof(unsigned int));

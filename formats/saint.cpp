@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <iterator>
 
+#include "support/conversation.h"
+#include "support/files.h"
 #include "support/header_keys.h"
 #include "support/image_size.h"
 #include "support/memory.h"
@@ -52,9 +54,9 @@ extern "C" int read_saint_header(FILE* stream, int* ncols, int* nrows) {
 
 extern "C" int read_saint(const char* filename, unsigned int** daten, int* width, int* height) {
   // Hosts rely on the stream staying open for the life of the process.
-  std::FILE* stream = std::fopen(filename, "r");
+  std::FILE* stream = xrd::leave_open(xrd::open_file(filename, "r"));
   if (stream == nullptr) {
-    std::printf("# " XRD_PLAIN_ERROR " READING %s\n", filename);
+    xrd::print("# " XRD_PLAIN_ERROR " READING %s\n", filename);
     return 0;
   }
   int ncols = *width;
@@ -64,7 +66,7 @@ extern "C" int read_saint(const char* filename, unsigned int** daten, int* width
   const auto pixels = xrd::allocatable_pixels(ncols, nrows);
   auto image = pixels ? xrd::allocate_unset<unsigned int>(*pixels) : nullptr;
   if (!image) {
-    std::printf("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, ncols, nrows);
+    xrd::print("# " XRD_PLAIN_ERROR " READING %s: cannot allocate %d x %d pixels\n", filename, ncols, nrows);
     return 0;
   }
   xrd::print_allocated(*pixels * sizeof(unsigned int));

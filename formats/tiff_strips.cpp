@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "support/assertion.h"
+#include "support/conversation.h"
 #include "support/files.h"
 #include "support/image_size.h"
 
@@ -19,18 +20,6 @@ namespace {
 constexpr std::uint64_t kMaxStripBytes = std::uint64_t{kMaxPixels} * 8;
 
 }  // namespace
-
-void TiffOptionsFreer::operator()(TIFFOpenOptions* options) const noexcept {
-  TIFFOpenOptionsFree(options);
-}
-
-void TiffCloser::operator()(tiff* image) const noexcept {
-  TIFFClose(image);
-}
-
-TiffHandle open_tiff(const char* path) {
-  return TiffHandle(TIFFOpen(path, "r"));
-}
 
 std::optional<std::size_t> TiffSize::pixels() const {
   constexpr std::uint32_t kLargest = std::numeric_limits<int>::max();
@@ -75,7 +64,7 @@ MallocArray<std::int16_t> read_strips(tiff* image, std::size_t pixels) {
 std::optional<TiffImage> read_tiff_image(const char* path, const char* error, const TiffAssertion& no_memory) {
   const TiffHandle tiff = open_tiff(path);
   if (!tiff) {
-    std::printf("# %s reading file %s\n", error, path);
+    print("# %s reading file %s\n", error, path);
     return std::nullopt;
   }
   TiffImage image;
@@ -88,8 +77,7 @@ std::optional<TiffImage> read_tiff_image(const char* path, const char* error, co
   }
   if (pixels) image.samples = read_strips(tiff.get(), image.count);
   if (!image.samples) {
-    std::printf("# %s reading file %s: cannot allocate %u x %u pixels\n", error, path, image.size.width,
-                image.size.height);
+    print("# %s reading file %s: cannot allocate %u x %u pixels\n", error, path, image.size.width, image.size.height);
     return std::nullopt;
   }
   return image;

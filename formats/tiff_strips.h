@@ -3,28 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <optional>
 
 #include "support/memory.h"
-
-struct tiff;  // libtiff's TIFF
-struct TIFFOpenOptions;
+#include "support/tiff.h"
 
 namespace xrd {
-
-struct TiffOptionsFreer {
-  void operator()(TIFFOpenOptions* options) const noexcept;
-};
-using TiffOptions = std::unique_ptr<TIFFOpenOptions, TiffOptionsFreer>;
-
-struct TiffCloser {
-  void operator()(tiff* image) const noexcept;
-};
-using TiffHandle = std::unique_ptr<tiff, TiffCloser>;
-
-// Null when libtiff cannot open the file; it prints its own message then.
-TiffHandle open_tiff(const char* path);
 
 struct TiffSize {
   std::uint32_t width = 0;

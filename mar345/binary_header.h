@@ -9,8 +9,9 @@
 namespace xrd::mar345 {
 
 inline constexpr std::int32_t kNewLayoutMark = 1234;
-inline constexpr int kNewHeaderBytes = 4096;                           // the text header included
-inline constexpr std::size_t kTextBegin = 128;                         // of the text header
+inline constexpr int kNewHeaderBytes = 4096;    // the text header included
+inline constexpr std::size_t kTextBegin = 128;  // of the text header
+inline constexpr std::size_t kTextBytes = kNewHeaderBytes - kTextBegin;
 inline constexpr std::size_t kRecordBytes = 2 * sizeof(std::int32_t);  // position, value
 
 using Words = std::array<std::int32_t, 10>;

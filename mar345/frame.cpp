@@ -9,6 +9,8 @@
 #include "mar345/binary_header.h"
 #include "pack/decoder.h"
 #include "support/assertion.h"
+#include "support/conversation.h"
+#include "support/files.h"
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/pixels.h"
@@ -48,13 +50,13 @@ struct Layout {
 };
 
 void print_cannot_allocate(const Size& size, const char* path) {
-  std::printf("ERROR> Cannot allocate %d x %d pixels for %s\n", size.width, size.height, path);
+  xrd::print("ERROR> Cannot allocate %d x %d pixels for %s\n", size.width, size.height, path);
 }
 
 // Decodes the packed image of the file into `image`, as much of it as fits. Returns how many pixels that are.
 std::size_t read_packed(std::span<short> image, const char* path, xrd::Held held) {
   const auto pixels = xrd::unpack_file(path, image, held);
-  if (!pixels) std::printf("ERROR> %s does not exist.", path);
+  if (!pixels) xrd::print("ERROR> %s does not exist.", path);
   return pixels.value_or(0);
 }
 
@@ -103,8 +105,8 @@ void merge_overflows(const SignedImage& image, int* record, std::FILE* stream, c
   for (int read = 0; read < layout.overflow_count; ++read) {
     if (!records.next(record)) {
       // The number printed is one more than the missing record's; hosts know it so.
-      std::printf("WARNING> cannot read overflow pixel # %lld!\n", read + 2LL);
-      std::printf("         Overflow pixel will be ignored\n");
+      xrd::print("WARNING> cannot read overflow pixel # %lld!\n", read + 2LL);
+      xrd::print("         Overflow pixel will be ignored\n");
       return;
     }
     if (layout.swapped) swapword(record, kRecordBytes);
@@ -131,11 +133,11 @@ extern "C" int gethead(int* new_layout, FILE* stream, int* size, int* swapped, i
   namespace mar345 = xrd::mar345;
   mar345::Words words{};
   if (xrd::read_bytes(words.data(), sizeof words, stream) < sizeof words) {
-    std::printf("ERROR> Cannot read header\n");
+    xrd::print("ERROR> Cannot read header\n");
   }
   *swapped = mar345::is_swapped(words) ? 1 : 0;
   if (*swapped != 0) swapword(words.data(), sizeof words);
-  if (!mar345::is_sane(words)) std::printf("ERROR> Something wrong with header: \n");
+  if (!mar345::is_sane(words)) xrd::print("ERROR> Something wrong with header: \n");
 
   *new_layout = mar345::is_new_layout(words) ? 1 : 0;
   *overflow_count = mar345::overflow_count(words);
@@ -160,7 +162,7 @@ extern "C" void int_getpck(int* image, int* record, short /*unused1*/, int /*unu
 
 extern "C" int new_read_pck(const char* path, unsigned int** Daten, int* x, int* y) {
   // Hosts rely on the stream staying open for the life of the process.
-  std::FILE* stream = std::fopen(path, "r");
+  std::FILE* stream = xrd::leave_open(xrd::open_file(path, "r"));
   if (stream == nullptr) return 0;
   int new_layout = 0;
   int size = 0;

@@ -6,6 +6,7 @@
 #include "mar345/binary_header.h"
 #include "support/arithmetic.h"
 #include "support/c_locale.h"
+#include "support/conversation.h"
 #include "support/files.h"
 #include "support/format_text.h"
 #include "support/print_numbers.h"
@@ -16,8 +17,8 @@
 namespace {
 
 using xrd::mar345::kTextBegin;
+using xrd::mar345::kTextBytes;
 constexpr std::size_t kHeaderBytes = xrd::mar345::kNewHeaderBytes;
-constexpr std::size_t kTextBytes = kHeaderBytes - kTextBegin;
 
 using HeaderText = std::array<char, kTextBytes + 1>;  // ends with a NUL, and may hold others before
 using Word = std::array<char, kTextBytes + 1>;        // as long as the text can make it
@@ -100,26 +101,26 @@ extern "C" int read_marheader(Mar345Header* header, const char* path) {
 
 extern "C" int print_marheader(const Mar345Header* header) {
   const Mar345Header& h = *header;
-  std::printf("Program %.256s\n", h.program);
-  std::printf("Date %.256s\n", h.date);
-  std::printf("Format %.256s\n", h.format);
-  std::printf("%d high, Pixelsize %d x %d nm\n", h.high, h.pixel_length, h.pixel_height);
-  std::printf("Offset Roff %d Toff %d\n", h.roff, h.toff);
-  std::printf("Gaps %d %d %d %d %d %d %d %d\n", h.gap[0], h.gap[1], h.gap[2], h.gap[3], h.gap[4], h.gap[5], h.gap[6],
-              h.gap[7]);
-  std::printf("ADC A %d B %d add_a %d add_b %d\n", h.adc_a, h.adc_b, h.add_a, h.add_b);
+  xrd::print("Program %.256s\n", h.program);
+  xrd::print("Date %.256s\n", h.date);
+  xrd::print("Format %.256s\n", h.format);
+  xrd::print("%d high, Pixelsize %d x %d nm\n", h.high, h.pixel_length, h.pixel_height);
+  xrd::print("Offset Roff %d Toff %d\n", h.roff, h.toff);
+  xrd::print("Gaps %d %d %d %d %d %d %d %d\n", h.gap[0], h.gap[1], h.gap[2], h.gap[3], h.gap[4], h.gap[5], h.gap[6],
+             h.gap[7]);
+  xrd::print("ADC A %d B %d add_a %d add_b %d\n", h.adc_a, h.adc_b, h.add_a, h.add_b);
   xrd::print_numbers("Mult %g Gain %g\n", h.multiplier, h.gain);
   xrd::print_numbers("Lambda %g Distance %g Resolution %g\n", h.wavelength, h.distance, h.resolution);
   xrd::print_numbers("Phi   %g - %g (%g)\n", h.phi_start, h.phi_end, h.phi_osc);
   xrd::print_numbers("Omega %g - %g (%g)\n", h.omega_start, h.omega_end, h.omega_osc);
   xrd::print_numbers("Chi %g 2Theta %g\n", h.chi, h.twotheta);
   xrd::print_numbers("Center %g %g\n", h.center_x, h.center_y);
-  std::printf("Mode %.256s\n", h.mode);
+  xrd::print("Mode %.256s\n", h.mode);
   xrd::print_numbers("Time %g\n", h.time);
   xrd::print_numbers("Counts %d -> %d (nmeas %d) min %g max %g avr %g sig %g\n", h.counts_start, h.counts_end, h.nmeas,
                      h.intensity_min, h.intensity_max, h.intensity_avg, h.intensity_sig);
   xrd::print_numbers("Int %d -> %d mittl %g sig %g\n", h.int_start, h.int_end, h.int_mean, h.int_sig);
-  std::printf("Histogram %d %d %d\n", h.histogram[0], h.histogram[1], h.histogram[2]);
+  xrd::print("Histogram %d %d %d\n", h.histogram[0], h.histogram[1], h.histogram[2]);
   xrd::print_numbers("Setting %g kV %g mA %.256s Collimator %g x %g\n", h.kv, h.ma, h.source, h.collimator_width,
                      h.collimator_height);
   return xrd::print_numbers("Slit_1 %g x %g Slit_2 %g x %g Beamstop %g Xtal %g trans %g %g\n", h.slit1_x, h.slit1_y,

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "support/conversation.h"
 #include "support/processor.h"
 #include "xrdimage.h"
 
@@ -127,21 +128,21 @@ extern "C" short packi32(int value) {
 }
 
 extern "C" int unpack_i32(short code) {
-  std::printf("unpacking %d ", code);
+  xrd::print("unpacking %d ", code);
   if (code >= 16384) {
-    std::printf(" 1 ");
+    xrd::print(" 1 ");
     return 2 * code - 32768;
   }
   if (code >= 0 || code == -32767) return code;
   if (code == -32768) {
-    std::printf(" 4 ");
+    xrd::print(" 4 ");
     return 131068;
   }
   if (code < -16384) {
-    std::printf(" 2 ");
+    xrd::print(" 2 ");
     return 4 * code + 131072;
   }
-  std::printf(" 3 ");
+  xrd::print(" 3 ");
   return 8 * code + 131072;
 }
 

@@ -1,9 +1,10 @@
 // XDS correction images, read from streams that the host opens.
 #include <cstddef>
 #include <cstdio>
-#include <cstdlib>
 #include <string_view>
 
+#include "support/conversation.h"
+#include "support/files.h"
 #include "support/image_size.h"
 #include "support/reading.h"
 #include "xrdimage.h"
@@ -17,7 +18,7 @@ constexpr int kCorrectionValues = 1187;
 int read_values(void* buffer, std::size_t count, std::FILE* stream, const char* file) {
   const std::size_t values = xrd::read_bytes(buffer, kValueBytes * count, stream) / kValueBytes;
   if (values != count) {
-    std::printf("ERROR> Wrong number of bytes in %s: %d \n", file, static_cast<int>(values));
+    xrd::print("ERROR> Wrong number of bytes in %s: %d \n", file, static_cast<int>(values));
   }
   return static_cast<int>(values);
 }
@@ -46,7 +47,7 @@ extern "C" int getmod(void* buffer, FILE* stream, int x, int y) {
 
 extern "C" int fileclose(const char* name, FILE* modpix, FILE* bkgpix, FILE* other) {
   std::FILE* const selected = is_modpix(name) ? modpix : is_bkgpix(name) ? bkgpix : other;
-  return selected == nullptr ? EOF : std::fclose(selected);
+  return selected == nullptr ? EOF : xrd::close_stream(selected);
 }
 
 extern "C" void filerewind(const char* name, FILE* modpix, FILE* bkgpix, FILE* other) {
@@ -60,5 +61,5 @@ extern "C" void filerewind(const char* name, FILE* modpix, FILE* bkgpix, FILE* o
 }
 
 extern "C" int filedelete() {
-  return std::system("/bin/rm tmp.image");  // NOLINT(cert-env33-c): hosts rely on the command
+  return xrd::run_command("/bin/rm tmp.image");  // hosts rely on the command
 }

@@ -10,6 +10,7 @@
 #include "pack/packed_format.h"
 #include "pack/prediction.h"
 #include "support/c_locale.h"
+#include "support/conversation.h"
 #include "support/files.h"
 #include "support/image_size.h"
 #include "support/reading.h"
@@ -132,7 +133,7 @@ std::optional<std::size_t> unpack_file(const char* path, std::span<short> img, H
 }  // namespace xrd
 
 extern "C" int readpack_word_c(short* img, const char* filename) {
-  if (!xrd::unpack_file(filename, xrd::unbounded(img))) std::printf("# %s does not exist.", filename);
+  if (!xrd::unpack_file(filename, xrd::unbounded(img))) xrd::print("# %s does not exist.", filename);
   return 0;
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "pack/decoder.h"
+#include "support/conversation.h"
 #include "support/files.h"
 #include "support/memory.h"
 #include "support/message.h"
@@ -30,21 +31,21 @@ extern "C" int read_pck(const char* filename, unsigned int** Daten, int* x, int*
   xrd::FileHandle stream = xrd::open_file(filename, "r");
   if (!stream) {
     // The colour sequence is malformed; hosts know the message so.
-    std::printf("# \033[0mERROR\033s [0m opening %s\n", filename);
+    xrd::print("# \033[0mERROR\033s [0m opening %s\n", filename);
     return 0;
   }
   const PackedFileHeader header = read_header(stream.get());
   stream.reset();
   if (header.width != kEdge || header.height != kEdge) {
-    std::printf("# " XRD_RED_WARNING " Dimension %dx%d auf %dx%d gesetzt\n", header.width, header.height, kEdge, kEdge);
+    xrd::print("# " XRD_RED_WARNING " Dimension %dx%d auf %dx%d gesetzt\n", header.width, header.height, kEdge, kEdge);
   }
   auto image = xrd::allocate_zeroed<unsigned int>(kPixels);
   const auto words = xrd::allocate_zeroed<short>(kPixels);
   if (!image || !words) {
-    std::printf("# " XRD_RED_ERROR " opening %s: cannot allocate %d x %d pixels\n", filename, kEdge, kEdge);
+    xrd::print("# " XRD_RED_ERROR " opening %s: cannot allocate %d x %d pixels\n", filename, kEdge, kEdge);
     return 0;
   }
-  if (!xrd::unpack_file(filename, {words.get(), kPixels})) std::printf("# %s does not exist.", filename);
+  if (!xrd::unpack_file(filename, {words.get(), kPixels})) xrd::print("# %s does not exist.", filename);
   // Hosts rely on the sign extension: values from 32768 on become large numbers.
   std::copy_n(words.get(), kPixels, image.get());
   *x = kEdge;
@@ -56,7 +57,7 @@ extern "C" int read_pck(const char* filename, unsigned int** Daten, int* x, int*
 extern "C" int tomar(const char* filename, short* img, int /*unused*/, PackedFileHeader header) {
   const xrd::FileHandle stream = xrd::open_file(filename, "w");
   if (!stream) {
-    std::printf("# " XRD_RED_ERROR " opening %s", filename);
+    xrd::print("# " XRD_RED_ERROR " opening %s", filename);
     return 0;
   }
   std::fwrite(&header, 1, sizeof header, stream.get());

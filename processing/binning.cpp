@@ -10,6 +10,7 @@
 #include "processing/extremes.h"
 #include "processing/grid.h"
 #include "support/arithmetic.h"
+#include "support/conversation.h"
 #include "support/image_size.h"
 #include "support/message.h"
 #include "support/processor.h"
@@ -132,7 +133,7 @@ xrd::MallocArray<Pixel> allocate_binned(int width, int height, int factor, int n
   const auto pixels =
       width < 0 || height < 0 || factor < 1 ? std::nullopt : xrd::allocatable_pixels(new_width, new_height);
   auto binned = pixels ? xrd::allocate_zeroed<Pixel>(*pixels) : nullptr;
-  if (!binned) std::printf("# " XRD_RED_ERROR ": cannot bin %dx%d pixels by %d\n", width, height, factor);
+  if (!binned) xrd::print("# " XRD_RED_ERROR ": cannot bin %dx%d pixels by %d\n", width, height, factor);
   return binned;
 }
 

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "processing/grid.h"
+#include "support/conversation.h"
 #include "support/image_size.h"
 #include "support/message.h"
 #include "xrdimage.h"
@@ -15,7 +16,7 @@ namespace {
 
 void warn_of_stripping(const char* dimension, int old_size, int new_size) {
   if (old_size > new_size) {
-    std::printf("# " XRD_RED_WARNING ": IMAGE %s too large, stripping %d\n", dimension, old_size - new_size);
+    xrd::print("# " XRD_RED_WARNING ": IMAGE %s too large, stripping %d\n", dimension, old_size - new_size);
   }
 }
 
@@ -26,8 +27,8 @@ MallocArray<Pixel> allocate_fitted(const GridRef<Pixel>& image, int new_width, i
   const bool possible = pixels && *image.width >= 0 && *image.height >= 0;
   auto fitted = possible ? allocate_unset<Pixel>(*pixels) : nullptr;
   if (!fitted) {
-    std::printf("# " XRD_RED_ERROR ": cannot fit %dx%d pixels to %dx%d\n", *image.width, *image.height, new_width,
-                new_height);
+    xrd::print("# " XRD_RED_ERROR ": cannot fit %dx%d pixels to %dx%d\n", *image.width, *image.height, new_width,
+               new_height);
   }
   return fitted;
 }
@@ -62,7 +63,7 @@ bool fit(const GridRef<Pixel>& image, int new_width, int new_height) {
 
 bool fit_grid(const GridRef<unsigned int>& image, int new_width, int new_height) {
   // The line ends with the new width again; hosts know it so.
-  std::printf("# fitting dimension from %dx%d to %dx%d\n", *image.width, *image.height, new_width, new_width);
+  xrd::print("# fitting dimension from %dx%d to %dx%d\n", *image.width, *image.height, new_width, new_width);
   if (!fit(image, new_width, new_height)) return false;
   print_allocated(caller_pixels(new_width, new_height, sizeof(unsigned int)) * sizeof(unsigned int));
   return true;

@@ -12,6 +12,7 @@
 #include "processing/grid.h"
 #include "support/arithmetic.h"
 #include "support/assertion.h"
+#include "support/conversation.h"
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
@@ -240,7 +241,7 @@ bool transform_columns(fftw_real* kernel, const KernelRows& rows, int x, int y) 
 MallocArray<fftw_real> allocate_kernel(int x, int y) {
   const auto values = transform_values(x, y);
   if (!values) {
-    std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
+    xrd::print("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return nullptr;
   }
   auto kernel = xrd::allocate_zeroed<fftw_real>(*values);
@@ -320,7 +321,7 @@ void convolve(Pixel* image, int x, int y, const KernelRows& kernel) {
     return true;
   };
   if (work == nullptr || !kernel.ready() || !fill_work() || !convolve_values(work, kernel, x, y)) {
-    std::printf("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
+    xrd::print("# " XRD_RED_ERROR ": cannot smooth %dx%d pixels\n", x, y);
     return;
   }
   const double scale = 1.0 / (x * y);

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "processing/local_mean.h"
+#include "support/conversation.h"
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
@@ -212,6 +213,6 @@ bool average_windows(unsigned int* image, int width, int height, int radius) {
 
 extern "C" void mittle_Daten(unsigned int* Daten, int width, int height, int radius) {
   if (!xrd::average_windows(Daten, width, height, radius)) {
-    std::printf("# " XRD_RED_ERROR ": cannot average %dx%d pixels\n", width, height);
+    xrd::print("# " XRD_RED_ERROR ": cannot average %dx%d pixels\n", width, height);
   }
 }

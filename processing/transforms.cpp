@@ -14,6 +14,7 @@
 #include "processing/short_array.h"
 #include "processing/transforms.h"
 #include "support/arithmetic.h"
+#include "support/conversation.h"
 #include "support/image_size.h"
 #include "support/memory.h"
 #include "support/message.h"
@@ -110,12 +111,12 @@ void take_logarithm(std::span<unsigned int> pixels, int scale, int min, int max)
 }  // namespace xrd
 
 extern "C" void invert_data(unsigned int* Daten, int n) {
-  std::puts("# Inverting Data...");
+  xrd::print_line("# Inverting Data...");
   xrd::invert({Daten, xrd::caller_pixels(n)});
 }
 
 extern "C" int logarith_data(unsigned int* Daten, int n, int logscale, int min, int max) {
-  std::printf("# logscaling Data with logscale %d...\n", logscale);
+  xrd::print("# logscaling Data with logscale %d...\n", logscale);
   xrd::take_logarithm({Daten, xrd::caller_pixels(n)}, logscale, min, max);
   return 0;
 }
@@ -140,14 +141,14 @@ ShortArray make_short_array(int n, int maximum) {
   int shift = 0;
   while (maximum >> shift > 65535) {
     ++shift;
-    std::puts("# " XRD_RED_WARNING " Die Intensit\xE4ten werden halbiert, damit sie in 16bit passen");
+    xrd::print_line("# " XRD_RED_WARNING " Die Intensit\xE4ten werden halbiert, damit sie in 16bit passen");
   }
-  std::fprintf(stderr, "(to_short) shift = %d\n", shift);
+  xrd::print_error("(to_short) shift = %d\n", shift);
 
   const auto pixels = xrd::allocatable_pixels(n, 1);
   auto words = pixels ? xrd::allocate_unset<unsigned short>(*pixels) : nullptr;
   if (!words) {
-    std::printf("# " XRD_RED_ERROR " cannot allocate %d pixels\n", n);
+    xrd::print("# " XRD_RED_ERROR " cannot allocate %d pixels\n", n);
     return {};
   }
   xrd::print_allocated(*pixels * sizeof(unsigned short), "Daten_ushort");

@@ -16,9 +16,13 @@ struct FileCloser {
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
 // Null when the file cannot be opened.
-inline FileHandle open_file(const char* path, const char* mode) {
-  return FileHandle(std::fopen(path, mode));
-}
+FileHandle open_file(const char* path, const char* mode);
+
+// For functions that leave a stream open for the life of the process, on which hosts rely.
+std::FILE* leave_open(FileHandle stream);
+
+// Closes a stream that a caller opened. Returns what std::fclose does.
+int close_stream(std::FILE* stream);
 
 // The size of a regular file; 0 for what is none, whose size nobody knows.
 inline std::uint64_t file_bytes(int descriptor) {

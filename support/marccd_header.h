@@ -4,13 +4,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace xrd::mar_ccd {
 
 inline constexpr std::size_t kHeaderBegin = 1024;
 inline constexpr std::size_t kHeaderEnd = 4096;
 
-inline constexpr std::size_t kName = 1028;           // text
+inline constexpr std::size_t kName = 1028;           // text: the format's name and what follows
 inline constexpr std::size_t kByteOrder = 1052;      // the mark below when the first byte is the high one
 inline constexpr std::size_t kSaturation = 1128;     // counts
 inline constexpr std::size_t kOverflowCount = 1160;  // pixels
@@ -26,5 +27,9 @@ inline constexpr std::size_t kWavelength = 1932;     // 1/100000 angstrom
 inline constexpr std::size_t kAcquired = 2368;       // text: MMDDhhmmYYYY.ss
 
 inline constexpr std::uint32_t kBigEndianMark = 4321;
+inline constexpr std::string_view kFormatName = "MMX";
+
+// The caller's distance for read_mar_ccd that the header's one is to replace.
+inline constexpr double kDistanceNotSet = -999.0;
 
 }  // namespace xrd::mar_ccd

@@ -2,7 +2,8 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdio>
+
+#include "support/conversation.h"
 
 #define XRD_RED_ERROR "\033[31;1mERROR\033[0m"
 #define XRD_PLAIN_ERROR "\033[0mERROR\033[0m"
@@ -17,7 +18,7 @@ constexpr unsigned kibibytes(std::size_t bytes) {
 
 // Tells how large the new pixel array is; `array` is its name for the user.
 inline void print_allocated(std::size_t bytes, const char* array = "Daten") {
-  std::printf("# %u kB f\xFCr %s bereitgestellt\n", kibibytes(bytes), array);
+  print("# %u kB f\xFCr %s bereitgestellt\n", kibibytes(bytes), array);
 }
 
 }  // namespace xrd

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "support/c_locale.h"
+#include "support/conversation.h"
 
 namespace xrd {
 
@@ -18,7 +19,7 @@ int print_numbers(const char* format, ...) {
     std::vsnprintf(text.data(), text.size(), format, values);
   }
   va_end(values);
-  return std::printf("%s", text.data());
+  return print("%s", text.data());
 }
 
 }  // namespace xrd

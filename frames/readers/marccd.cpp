@@ -14,7 +14,6 @@ namespace {
 
 namespace mar_ccd = xrd::mar_ccd;
 
-constexpr std::string_view kFormatName = "MMX";
 constexpr std::size_t kTimestampLength = 15;
 
 std::optional<std::string> date_of(std::string_view stamp) {
@@ -107,7 +106,8 @@ Header read_header(Bytes file) {
 }  // namespace
 
 bool is_mar_ccd(Bytes file) {
-  return is_tiff(file) && file.size() > mar_ccd::kName && text_of(file).substr(mar_ccd::kName).starts_with(kFormatName);
+  return is_tiff(file) && file.size() > mar_ccd::kName &&
+         text_of(file).substr(mar_ccd::kName).starts_with(mar_ccd::kFormatName);
 }
 
 Frame load_mar_ccd(Bytes file, const LoadOptions& options) {

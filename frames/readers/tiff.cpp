@@ -4,20 +4,18 @@
 #include <algorithm>
 #include <array>
 #include <bit>
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <string>
 #include <utility>
 
-#include "formats/tiff_strips.h"
 #include "frames/readers/readers.h"
 #include "frames/readers/samples.h"
 #include "frames/readers/tiff_directory.h"
 #include "support/image_size.h"
+#include "support/tiff.h"
 
 namespace frames {
 
@@ -27,65 +25,39 @@ namespace {
 // The file's bytes as libtiff wants them
 // ------------------------------------------------------------------------------------------------------------------
 
-struct Source {
-  Bytes file;
-  std::uint64_t position = 0;
-  std::string error;  // the first that libtiff reported
+class Source : public xrd::TiffBytes {
+ public:
+  explicit Source(Bytes file) : file_(file) {}
+
+  Bytes file() const { return file_; }
+
+  std::size_t read(void* target, std::size_t size) override {
+    if (position_ >= file_.size()) return 0;
+    const auto begin = static_cast<std::size_t>(position_);
+    const std::size_t count = std::min(size, file_.size() - begin);
+    std::memcpy(target, file_.data() + begin, count);
+    position_ += count;
+    return count;
+  }
+
+  std::size_t write(const void* /*bytes*/, std::size_t /*size*/) override { return 0; }
+
+  std::uint64_t seek(std::uint64_t offset, int whence) override {
+    if (whence == SEEK_CUR) offset += position_;  // sums wrap back
+    if (whence == SEEK_END) offset += file_.size();
+    position_ = offset;
+    return offset;
+  }
+
+  std::uint64_t size() override { return file_.size(); }
+
+ private:
+  Bytes file_;
+  std::uint64_t position_ = 0;
 };
 
-Source& source_of(thandle_t handle) {
-  return *static_cast<Source*>(handle);
-}
-
-tmsize_t read_bytes(thandle_t handle, void* target, tmsize_t size) {
-  Source& source = source_of(handle);
-  if (size <= 0 || source.position >= source.file.size()) return 0;
-  const auto begin = static_cast<std::size_t>(source.position);
-  const std::size_t count = std::min(static_cast<std::size_t>(size), source.file.size() - begin);
-  std::memcpy(target, source.file.data() + begin, count);
-  source.position += count;
-  return static_cast<tmsize_t>(count);
-}
-
-tmsize_t write_nothing(thandle_t /*handle*/, void* /*bytes*/, tmsize_t /*size*/) {
-  return 0;
-}
-
-toff_t seek(thandle_t handle, toff_t offset, int whence) {
-  Source& source = source_of(handle);
-  // Offsets may be negative numbers that wrapped; sums wrap back.
-  if (whence == SEEK_CUR) offset += source.position;
-  if (whence == SEEK_END) offset += source.file.size();
-  source.position = offset;
-  return offset;
-}
-
-int close_nothing(thandle_t /*handle*/) {
-  return 0;
-}
-
-toff_t file_size(thandle_t handle) {
-  return source_of(handle).file.size();
-}
-
-int keep_error(tiff* /*image*/, void* user_data, const char* /*module*/, const char* format, va_list values) {
-  auto& source = *static_cast<Source*>(user_data);
-  if (source.error.empty()) {
-    std::array<char, 300> text{};
-    std::vsnprintf(text.data(), text.size(), format, values);
-    source.error = text.data();
-    std::ranges::replace(source.error, '\n', ' ');
-  }
-  return 1;
-}
-
-int ignore_warning(tiff* /*image*/, void* /*user_data*/, const char* /*module*/, const char* /*format*/,
-                   va_list /*values*/) {
-  return 1;
-}
-
 std::string damage(const Source& source) {
-  return source.error.empty() ? "is a damaged TIFF file" : "is a damaged TIFF file: " + source.error;
+  return source.error().empty() ? "is a damaged TIFF file" : "is a damaged TIFF file: " + source.error();
 }
 
 // libtiff keeps every value of a directory, and takes the longer for each tag the more there are. Frames have a few
@@ -102,16 +74,11 @@ void check_directory(Bytes file, std::uint64_t begin) {
 
 // The image whose directory begins there.
 xrd::TiffHandle open(Source& source, std::uint64_t directory) {
-  check_directory(source.file, first_tiff_directory(source.file));
-  const xrd::TiffOptions options(TIFFOpenOptionsAlloc());
-  if (!options) throw std::bad_alloc();
-  TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &source);
-  TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignore_warning, nullptr);
-  xrd::TiffHandle image(TIFFClientOpenExt("frame", "rm", &source, read_bytes, write_nothing, seek, close_nothing,
-                                          file_size, nullptr, nullptr, options.get()));
+  check_directory(source.file(), first_tiff_directory(source.file()));
+  xrd::TiffHandle image = xrd::open_tiff(source, "rm");
   if (!image) throw LoadError(damage(source));
-  if (directory != first_tiff_directory(source.file)) {
-    check_directory(source.file, directory);
+  if (directory != first_tiff_directory(source.file())) {
+    check_directory(source.file(), directory);
     if (TIFFSetSubDirectory(image.get(), directory) == 0) throw LoadError(damage(source));
   }
   return image;
@@ -296,7 +263,7 @@ Frame load_tiff(Bytes file, const LoadOptions& options) {
   frame.format = Format::kTiff;
   const std::vector<std::uint64_t> directories = tiff_directories(file, kMostImages);
   choose_image(frame, directories.size(), options);
-  Source source{file, 0, {}};
+  Source source(file);
   const std::uint64_t directory = directories[options.image.value_or(1) - 1];
   const xrd::TiffHandle image = open(source, directory);
   const int samples = tag<std::uint16_t>(image.get(), TIFFTAG_SAMPLESPERPIXEL, 1);

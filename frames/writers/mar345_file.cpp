@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "mar345/binary_header.h"
 #include "xrdimage.h"
 
 namespace frames {
@@ -17,10 +18,10 @@ static_assert(std::endian::native == std::endian::little, "words are written in 
 
 namespace {
 
-constexpr std::size_t kBinaryBytes = 128;
-constexpr std::size_t kTextBytes = 3968;
+namespace mar345 = xrd::mar345;
+
 constexpr std::size_t kLineBytes = 64;
-constexpr std::size_t kRecordWords = 2;
+constexpr std::size_t kRecordWords = mar345::kRecordBytes / sizeof(std::int32_t);
 constexpr std::size_t kBlockWords = 16;  // overflow records fill whole blocks of eight
 constexpr std::uint32_t kLargestWord = 65535;
 constexpr std::int32_t kUnknownRecord = -1;
@@ -42,7 +43,7 @@ class HeaderText {
 
   // Filled up with blanks to the header's size.
   std::string finish() && {
-    text_.resize(kTextBytes, ' ');
+    text_.resize(mar345::kTextBytes, ' ');
     return std::move(text_);
   }
 
@@ -216,7 +217,7 @@ void write_words(const std::vector<Word>& words, std::FILE* stream) {
 }
 
 std::vector<std::int32_t> binary_header(const Mar345Frame& frame, std::size_t overflows) {
-  std::vector<std::int32_t> words{1234,  // marks the layout and tells the byte order
+  std::vector<std::int32_t> words{mar345::kNewLayoutMark,  // tells the byte order, too
                                   frame.size,
                                   static_cast<std::int32_t>(overflows),
                                   1,  // packed
@@ -228,7 +229,7 @@ std::vector<std::int32_t> binary_header(const Mar345Frame& frame, std::size_t ov
                                   scaled(frame.distance, 1e3),
                                   scaled(frame.phi_start, 1e3),
                                   scaled(frame.phi_end, 1e3)};
-  words.resize(kBinaryBytes / sizeof(std::int32_t));
+  words.resize(mar345::kTextBegin / sizeof(std::int32_t));
   return words;
 }
 

@@ -2,24 +2,20 @@
 #include <tiffio.h>
 
 #include <algorithm>
-#include <array>
 #include <cctype>
 #include <cmath>
-#include <cstdarg>
 #include <cstdint>
 #include <cstdio>
-#include <memory>
-#include <new>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "formats/tiff_strips.h"
 #include "frames/writers/header_text.h"
 #include "frames/writers/samples.h"
-#include "support/c_locale.h"
+#include "support/tiff.h"
 
 namespace frames {
 
@@ -29,75 +25,31 @@ namespace {
 // The stream as libtiff wants it
 // ------------------------------------------------------------------------------------------------------------------
 
-struct Target {
-  std::FILE* stream = nullptr;
-  std::string error;  // the first that libtiff reported
-};
+class Target : public xrd::TiffBytes {
+ public:
+  explicit Target(std::FILE* stream) : stream_(stream) {}
 
-std::FILE* stream_of(thandle_t handle) {
-  return static_cast<Target*>(handle)->stream;
-}
+  std::size_t read(void* bytes, std::size_t size) override { return std::fread(bytes, 1, size, stream_); }
+  std::size_t write(const void* bytes, std::size_t size) override { return std::fwrite(bytes, 1, size, stream_); }
 
-tmsize_t read_bytes(thandle_t handle, void* bytes, tmsize_t size) {
-  return static_cast<tmsize_t>(std::fread(bytes, 1, static_cast<std::size_t>(size), stream_of(handle)));
-}
-
-tmsize_t write_bytes(thandle_t handle, void* bytes, tmsize_t size) {
-  return static_cast<tmsize_t>(std::fwrite(bytes, 1, static_cast<std::size_t>(size), stream_of(handle)));
-}
-
-toff_t seek(thandle_t handle, toff_t offset, int whence) {
-  if (fseeko(stream_of(handle), static_cast<off_t>(offset), whence) != 0) return static_cast<toff_t>(-1);
-  return static_cast<toff_t>(ftello(stream_of(handle)));
-}
-
-// The stream is the caller's.
-int close_nothing(thandle_t /*handle*/) {
-  return 0;
-}
-
-toff_t file_size(thandle_t handle) {
-  const off_t position = ftello(stream_of(handle));
-  const toff_t size = seek(handle, 0, SEEK_END);
-  seek(handle, static_cast<toff_t>(position), SEEK_SET);
-  return size;
-}
-
-int keep_error(tiff* /*image*/, void* user_data, const char* /*module*/, const char* format, va_list values) {
-  auto& target = *static_cast<Target*>(user_data);
-  if (target.error.empty()) {
-    const xrd::CLocale locale;
-    std::array<char, 300> text{};
-    std::vsnprintf(text.data(), text.size(), format, values);
-    target.error = text.data();
-    std::ranges::replace(target.error, '\n', ' ');
+  std::uint64_t seek(std::uint64_t offset, int whence) override {
+    if (fseeko(stream_, static_cast<off_t>(offset), whence) != 0) return std::numeric_limits<std::uint64_t>::max();
+    return static_cast<std::uint64_t>(ftello(stream_));
   }
-  return 1;
-}
 
-int ignore_warning(tiff* /*image*/, void* /*user_data*/, const char* /*module*/, const char* /*format*/,
-                   va_list /*values*/) {
-  return 1;
-}
+  std::uint64_t size() override {
+    const off_t position = ftello(stream_);
+    const std::uint64_t end = seek(0, SEEK_END);
+    seek(static_cast<std::uint64_t>(position), SEEK_SET);
+    return end;
+  }
 
-struct Closer {
-  void operator()(tiff* image) const { TIFFClose(image); }
+ private:
+  std::FILE* stream_;  // the caller's
 };
-using Image = std::unique_ptr<tiff, Closer>;
 
 void require(bool done, const Target& target) {
-  if (!done) throw std::runtime_error("cannot be written as TIFF: " + target.error);
-}
-
-Image open(Target& target) {
-  const xrd::TiffOptions options(TIFFOpenOptionsAlloc());
-  if (!options) throw std::bad_alloc();
-  TIFFOpenOptionsSetErrorHandlerExtR(options.get(), keep_error, &target);
-  TIFFOpenOptionsSetWarningHandlerExtR(options.get(), ignore_warning, nullptr);
-  Image image(TIFFClientOpenExt("frame", "wm", &target, read_bytes, write_bytes, seek, close_nothing, file_size,
-                                nullptr, nullptr, options.get()));
-  require(image != nullptr, target);
-  return image;
+  if (!done) throw std::runtime_error("cannot be written as TIFF: " + target.error());
 }
 
 // ------------------------------------------------------------------------------------------------------------------
@@ -183,8 +135,9 @@ void write_tiff(const Frame& frame, const WriteOptions& options, std::FILE* stre
   const std::size_t row_bytes = width * type.bytes;
   const std::size_t strip_rows = std::clamp(kStripBytes / row_bytes, std::size_t{1}, height);
 
-  Target target{stream, {}};
-  const Image image = open(target);
+  Target target(stream);
+  const xrd::TiffHandle image = xrd::open_tiff(target, "wm");
+  require(image != nullptr, target);
   set_layout(image.get(), frame, type, static_cast<std::uint32_t>(strip_rows));
   set_header_values(image.get(), frame.header);
   std::vector<unsigned char> samples(strip_rows * row_bytes);

@@ -1,18 +1,15 @@
 #include "program/classic/classic.h"
 
-#include <tiffio.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdarg>
 #include <cstdio>
 #include <limits>
 
 #include "frames/failure.h"
 #include "program/classic/library_output.h"
-#include "program/print.h"
 #include "support/files.h"
+#include "support/marccd_header.h"
 #include "xrdimage.h"
 
 namespace program {
@@ -35,7 +32,7 @@ xrd::LibraryReport call_library(const ClassicRequest& request, const std::functi
   if (const auto& size = request.options.size) {
     answer = std::to_string(size->width) + " " + std::to_string(size->height) + "\n";
   }
-  xrd::LibraryReport report = run_library(request.settings, {.answer = answer}, call);
+  xrd::LibraryReport report = run_library(request.settings, answer, call);
   if (!report.errors.empty()) throw frames::Failure(request.path, xrd::joined_errors(report, request.path));
   for (const std::string& warning : report.warnings) request.remarks.warnings.push_back(warning);
   return report;
@@ -68,10 +65,9 @@ void read_mar345(const ClassicRequest& request, Result& result) {
 }
 
 void read_mar_ccd_frame(const ClassicRequest& request, Result& result) {
-  constexpr double kDistanceNotSet = -999.0;
   ImageInfo info{};
   ImageData data{};
-  double distance = kDistanceNotSet;
+  double distance = xrd::mar_ccd::kDistanceNotSet;
   call_library(request, [&] {
     read_mar_ccd_header(request.path.c_str(), &info);
     read_mar_ccd(request.path.c_str(), &data, &distance);
@@ -169,17 +165,17 @@ constexpr std::array<Type, 10> kTypes{{
 // MarCCD frames are TIFF files with a binary header behind the first 1024 bytes, which names itself. The library has no
 // type of their own for them: hosts look.
 bool has_mar_ccd_header(const std::string& path) {
-  constexpr long kHeaderName = 1024 + 4;
-  std::array<char, 3> name{};
+  std::array<char, xrd::mar_ccd::kFormatName.size()> name{};
   const xrd::FileHandle stream = xrd::open_file(path.c_str(), "r");
-  return stream && std::fseek(stream.get(), kHeaderName, SEEK_SET) == 0 &&
-         std::fread(name.data(), name.size(), 1, stream.get()) == 1 && std::string_view(name.data(), 3) == "MMX";
+  return stream && std::fseek(stream.get(), xrd::mar_ccd::kName, SEEK_SET) == 0 &&
+         std::fread(name.data(), name.size(), 1, stream.get()) == 1 &&
+         std::string_view(name.data(), name.size()) == xrd::mar_ccd::kFormatName;
 }
 
 Format detect(const ClassicRequest& request) {
   if (request.options.format) return *request.options.format;
   int code = IMAGE_TYPE_UNKNOWN;
-  run_library(request.settings, {}, [&] { code = get_image_type(request.path.c_str()); });
+  run_library(request.settings, std::nullopt, [&] { code = get_image_type(request.path.c_str()); });
   const auto* const type = std::ranges::find(kTypes, code, &Type::code);
   if (type == kTypes.end())
     throw frames::Failure(request.path, "is of no type that the library knows (--format states one)");
@@ -191,19 +187,9 @@ Format detect(const ClassicRequest& request) {
   return *type->format;
 }
 
-// libtiff says on standard error what is wrong with a file; the library has no more to tell than that something is. The
-// module is a function's name or the file's; null for none.
-void print_tiff_message(const char* module, const char* format, va_list values) {
-  std::array<char, 500> text{};
-  std::vsnprintf(text.data(), text.size(), format, values);
-  std::fputs(warning_line(module == nullptr ? "libtiff" : module, text.data()).c_str(), stderr);
-}
-
 }  // namespace
 
 Frame read_classic(const ClassicRequest& request) {
-  TIFFSetErrorHandler(print_tiff_message);
-  TIFFSetWarningHandler(print_tiff_message);
   const Format format = detect(request);
   Result result;
   std::ranges::find(kReaders, format, &Reader::format)->read(request, result);

@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -11,7 +13,8 @@
 #include "frames/failure.h"
 #include "program/classic/memory_file.h"
 #include "program/print.h"
-#include "support/files.h"
+#include "support/conversation.h"
+#include "support/reading.h"
 
 namespace program {
 
@@ -20,82 +23,82 @@ namespace {
 // Standard output goes to a memory file, until the end of this object's life.
 class DivertedOutput {
  public:
-  explicit DivertedOutput(bool errors_too) : saved_stderr_(stderr) {
-    std::fflush(stdout);
-    saved_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+  DivertedOutput() : saved_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)) {
     if (saved_ < 0 || dup2(file_.descriptor(), STDOUT_FILENO) < 0)
       throw frames::Failure("standard output", std::strerror(errno));
-    // The stream and not its descriptor: child processes go on writing to standard error.
-    if (errors_too) stderr = stdout;
   }
   DivertedOutput(const DivertedOutput&) = delete;
   DivertedOutput& operator=(const DivertedOutput&) = delete;
   ~DivertedOutput() {
-    std::fflush(stdout);
-    stderr = saved_stderr_;
     dup2(saved_, STDOUT_FILENO);
     close(saved_);
   }
 
-  std::string printed() const {
-    std::fflush(stdout);
-    return file_.contents();
-  }
+  std::string contents() const { return file_.contents(); }
 
  private:
   MemoryFile file_;
-  std::FILE* saved_stderr_;
-  int saved_ = -1;
+  int saved_;
 };
 
-// Standard input is a stream that knows when the library reads from it. Then either the given answer is at hand, or
-// the user is shown the question, which is the unfinished last line of the diverted output, and answers it.
-class DivertedInput {
+// Gathers what the call prints, and what the programs that it runs write to standard output. A question is answered by
+// what is at hand, or by the user.
+class Gathering : public xrd::Conversation {
  public:
-  DivertedInput(const DivertedOutput& output, std::optional<std::string> answer)
-      : output_(output),
-        answer_(std::move(answer)),
-        saved_(stdin),
-        stream_(fopencookie(this, "r", {read_line, nullptr, nullptr, nullptr})) {
-    if (!stream_) throw frames::Failure("standard input", std::strerror(errno));
-    stdin = stream_.get();
+  explicit Gathering(std::optional<std::string> answer) : answer_(std::move(answer)) {}
+
+  const std::string& printed() const { return printed_; }
+
+  void print(xrd::Channel /*channel*/, std::string_view text) override { printed_.append(text); }
+
+  bool ask(std::string_view question, std::span<char> answer) override {
+    printed_.append(question);
+    if (!answer_) return ask_user(question, answer);
+    const std::size_t size = answer_->copy(answer.data(), answer.size() - 1);
+    answer[size] = '\0';
+    return true;
   }
-  DivertedInput(const DivertedInput&) = delete;
-  DivertedInput& operator=(const DivertedInput&) = delete;
-  ~DivertedInput() { stdin = saved_; }
+
+  int run(const char* command) override {
+    const DivertedOutput output;
+    const int status = Conversation::run(command);
+    printed_.append(output.contents());
+    return status;
+  }
+
+  // The library has no more to say of a TIFF file than that something is wrong.
+  void hear_libtiff(const char* module, const char* text) override {
+    std::fputs(warning_line(module == nullptr ? "libtiff" : module, text).c_str(), stderr);
+  }
 
  private:
-  static ssize_t read_line(void* self, char* buffer, std::size_t size) {
-    return static_cast<DivertedInput*>(self)->read(buffer, size);
-  }
-
-  ssize_t read(char* buffer, std::size_t size) const {
-    if (answer_) return static_cast<ssize_t>(answer_->copy(buffer, size));
-    const std::string printed = output_.printed();
-    const xrd::LibraryReport last = xrd::parse_library_output(printed.substr(printed.rfind('\n') + 1));
-    for (const std::string& question : last.lines) std::fputs(xrd::printable(question).c_str(), stderr);
+  static bool ask_user(std::string_view question, std::span<char> answer) {
+    for (const std::string& line : xrd::parse_library_output(question).lines) {
+      std::fputs(xrd::printable(line).c_str(), stderr);
+    }
     std::fflush(stderr);
-    // One line and no more: the next ones may answer the next questions.
-    if (std::fgets(buffer, static_cast<int>(size), saved_) == nullptr) return 0;
-    return static_cast<ssize_t>(std::strlen(buffer));
+    // One line and no more, however long: the next ones may answer the next questions.
+    std::array<char, 4096> line{};
+    if (!xrd::read_line(line, stdin)) return false;
+    const std::string_view text(line.data());
+    answer[text.copy(answer.data(), answer.size() - 1)] = '\0';
+    return true;
   }
 
-  const DivertedOutput& output_;
   std::optional<std::string> answer_;
-  std::FILE* saved_;
-  xrd::FileHandle stream_;
+  std::string printed_;
 };
 
 }  // namespace
 
-xrd::LibraryReport run_library(const Settings& settings, const LibraryCall& options,
+xrd::LibraryReport run_library(const Settings& settings, const std::optional<std::string>& answer,
                                const std::function<void()>& call) {
+  std::fflush(stdout);  // the program's lines stand before what libtiff and other programs say meanwhile
   std::string printed;
   {
-    const DivertedOutput output(options.divert_errors);
-    const DivertedInput input(output, options.answer);
+    const Gathering conversation(answer);
     call();
-    printed = output.printed();
+    printed = conversation.printed();
   }
   xrd::LibraryReport report = xrd::parse_library_output(printed);
   if (settings.verbose) {

@@ -61,7 +61,7 @@ void view_classic(const std::string& path, frames::Frame& frame, std::optional<i
   check_writable(name + ".raw");
   add_companions_to_path();
   int status = 0;
-  const xrd::LibraryReport report = run_library(settings, {.divert_errors = true}, [&] {
+  const xrd::LibraryReport report = run_library(settings, std::nullopt, [&] {
     status = view(name.c_str(), frame.counts.data(), frame.width, frame.height, used_divisor);
   });
   if (!report.errors.empty()) throw frames::Failure(path, xrd::joined_errors(report, path));

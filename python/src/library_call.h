@@ -5,9 +5,12 @@
 
 #include <cstdio>
 #include <optional>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "support/conversation.h"
 #include "support/library_report.h"
 #include "support/prompt.h"
 #include "unlocked.h"
@@ -16,31 +19,33 @@ namespace python {
 
 namespace py = pybind11;
 
-// While it lives, what the library prints in this thread is gathered here instead, in this extension module only: the
-// linker puts the functions of library_call.cpp in the place of the standard library's (see CMakeLists.txt). The
-// process' standard output, which belongs to Python, is left alone, and so are other threads.
-class LibraryCall {
+// While it lives, what flat functions print in this thread is gathered here. The process' standard output, which
+// belongs to Python, is left alone, and so are other threads.
+class LibraryCall : public xrd::Conversation {
  public:
   // `answer` is what a function that asks for an image's size is told; without one it takes its default.
-  explicit LibraryCall(std::optional<xrd::DetectorSize> answer = std::nullopt);
+  explicit LibraryCall(std::optional<xrd::DetectorSize> answer = std::nullopt) : answer_(answer) {}
   LibraryCall(const LibraryCall&) = delete;
   LibraryCall& operator=(const LibraryCall&) = delete;
-  // Closes the streams that the call opened and left open: Python's processes live long.
-  ~LibraryCall();
+  // Closes the streams that the call leaves open: Python's processes live long.
+  ~LibraryCall() override;
 
-  // The call of this thread; null when there is none.
-  static LibraryCall* current();
+  void print(xrd::Channel /*channel*/, std::string_view text) override { printed.append(text); }
+  bool ask(std::string_view question, std::span<char> answer) override;
+  void hear_libtiff(const char* module, const char* text) override;
+  [[noreturn]] void fail_assertion() override;
+  void hear_open_error(int error) override { open_error = error; }
+  void hear_left_open(std::FILE* stream) override { left_open.push_back(stream); }
+  void hear_closed(std::FILE* stream) override { closed = stream; }
 
   std::string printed;
   std::vector<std::string> tiff_messages;  // libtiff's errors and warnings
-  bool has_tiff_warnings = true;
-  int open_error = 0;            // why the last file could not be opened
-  std::vector<std::FILE*> open;  // streams that the call opened
-  std::FILE* closed = nullptr;   // the last stream that it closed
-  std::optional<xrd::DetectorSize> answer;
+  int open_error = 0;                      // why the last file could not be opened
+  std::vector<std::FILE*> left_open;
+  std::FILE* closed = nullptr;  // the last of Python's streams that it closed
 
  private:
-  LibraryCall* outer_;
+  std::optional<xrd::DetectorSize> answer_;
 };
 
 // Raises Python's OSError, or the class under it that suits the error.

@@ -20,17 +20,6 @@ def test_version_is_the_projects() -> None:
     assert stated is not None and xrdimage.__version__ == stated.group(1)
 
 
-def test_module_prints_by_nothing_that_is_not_gathered() -> None:
-    # What passes through after all, to files: fwrite, vfprintf.
-    listing = subprocess.run(
-        ["nm", "--dynamic", "--undefined-only", _core.__file__], check=True, capture_output=True, text=True
-    ).stdout
-    names = {line.split()[-1].split("@")[0] for line in listing.splitlines()}
-    ungathered = {"printf", "__printf_chk", "puts", "putchar", "putc", "fputc", "fputs", "perror", "vprintf", "write"}
-    assert names & {"fwrite", "fopen"}
-    assert not names & (ungathered | {f"{name}_unlocked" for name in ungathered} | {"__vprintf_chk", "_IO_putc"})
-
-
 def test_module_shows_nothing_but_its_start() -> None:
     listing = subprocess.run(
         ["nm", "--dynamic", "--defined-only", _core.__file__], check=True, capture_output=True, text=True

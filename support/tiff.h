@@ -1,0 +1,52 @@
+// libtiff with files and with bytes from elsewhere, and what it says of them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+struct tiff;  // libtiff's TIFF
+
+namespace xrd {
+
+struct TiffCloser {
+  void operator()(tiff* image) const noexcept;
+};
+using TiffHandle = std::unique_ptr<tiff, TiffCloser>;
+
+// For flat functions. Null when libtiff cannot open the file; libtiff prints its own messages, or tells them to the
+// conversation.
+TiffHandle open_tiff(const char* path);
+
+// For the rest of the process, or of the conversation.
+void silence_tiff_warnings();
+
+// A file as libtiff takes it, wherever its bytes are. Keeps the first error that libtiff reports of it.
+class TiffBytes {
+ public:
+  TiffBytes() = default;
+  TiffBytes(const TiffBytes&) = delete;
+  TiffBytes& operator=(const TiffBytes&) = delete;
+  virtual ~TiffBytes() = default;
+
+  // Return how many bytes were read or written.
+  virtual std::size_t read(void* target, std::size_t size) = 0;
+  virtual std::size_t write(const void* source, std::size_t size) = 0;
+  // Returns the new position, or the largest number; `whence` is that of fseek. Offsets may be negative numbers that
+  // wrapped.
+  virtual std::uint64_t seek(std::uint64_t offset, int whence) = 0;
+  virtual std::uint64_t size() = 0;
+
+  // In one line; empty without an error.
+  const std::string& error() const { return error_; }
+  void set_error(const char* text);
+
+ private:
+  std::string error_;
+};
+
+// Null when libtiff cannot open it. The bytes outlive the handle. Throws std::bad_alloc.
+TiffHandle open_tiff(TiffBytes& bytes, const char* mode);
+
+}  // namespace xrd
