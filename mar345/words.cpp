@@ -84,21 +84,10 @@ XRD_INLINE void swap_words(unsigned char* bytes, int words) {
   }
 }
 
-#if defined(XRD_AVX2)
-XRD_AVX2 void swap_words_avx2(unsigned char* bytes, int words) {
-  swap_words(bytes, words);
-}
-#endif
-
 }  // namespace
 
 extern "C" void swapword(void* data, int nbytes) {
-  auto* bytes = static_cast<unsigned char*>(data);
-  const int words = nbytes / 4;
-#if defined(XRD_AVX2)
-  if (xrd::has_avx2()) return swap_words_avx2(bytes, words);
-#endif
-  swap_words(bytes, words);
+  xrd::ForProcessor<swap_words>::call(static_cast<unsigned char*>(data), nbytes / 4);
 }
 
 extern "C" void swapbytes(short* data, int nbytes) {

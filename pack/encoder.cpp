@@ -87,20 +87,6 @@ XRD_INLINE void subtract_predictions(const short* pixels, std::ptrdiff_t width, 
   for (std::size_t i = 0; i < count; ++i) differences[i] = pixels[i] - xrd::predict(pixels + i, width);
 }
 
-#if defined(XRD_AVX2)
-XRD_AVX2 void subtract_predictions_avx2(const short* pixels, std::ptrdiff_t width, std::size_t count,
-                                        std::int32_t* differences) {
-  subtract_predictions(pixels, width, count, differences);
-}
-#endif
-
-void form_differences(const short* pixels, std::ptrdiff_t width, std::size_t count, std::int32_t* differences) {
-#if defined(XRD_AVX2)
-  if (xrd::has_avx2()) return subtract_predictions_avx2(pixels, width, count, differences);
-#endif
-  subtract_predictions(pixels, width, count, differences);
-}
-
 // Bits on their way to bytes, lowest first. Writes whole words, so that bytes behind the last bit lose what they held.
 class BitWriter {
  public:
@@ -284,31 +270,22 @@ class Stretch {
   std::int32_t* differences() { return differences_.data(); }
 
   void pack(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
-#if defined(XRD_AVX2)
-    if (xrd::has_avx2()) return pack_avx2(writer, count, output);
-#endif
-    pack_chunks(writer, count, output);
+    xrd::ForProcessor<pack_chunks>::call(*this, writer, count, output);
   }
 
  private:
-#if defined(XRD_AVX2)
-  XRD_AVX2 void pack_avx2(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
-    pack_chunks(writer, count, output);
-  }
-#endif
-
-  XRD_INLINE void pack_chunks(ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
-    fill_tables(differences_.data(), count, tables_);
+  static XRD_INLINE void pack_chunks(Stretch& stretch, ChunkWriter& writer, std::size_t count, GatheredOutput& output) {
+    fill_tables(stretch.differences_.data(), count, stretch.tables_);
     BitWriter end = writer.end();
     for (std::size_t cursor = 0; cursor < count;) {
-      const unsigned doublings = choose(cursor, count - 1 - cursor);
+      const unsigned doublings = stretch.choose(cursor, count - 1 - cursor);
       const unsigned length = 1U << doublings;
-      const unsigned field_bits = tables_.widths[doublings][cursor];
+      const unsigned field_bits = stretch.tables_.widths[doublings][cursor];
       writer.append(end, length, field_bits, output, [&](BitWriter& bits) {
         if (field_bits <= 8) {
-          append_narrow(bits, tables_.low_bytes.data() + cursor, length, field_bits);
+          append_narrow(bits, stretch.tables_.low_bytes.data() + cursor, length, field_bits);
         } else {
-          append_singly(bits, differences_.data() + cursor, length, field_bits);
+          append_singly(bits, stretch.differences_.data() + cursor, length, field_bits);
         }
       });
       cursor += length;
@@ -361,7 +338,7 @@ extern "C" int32_t* diff_words(short* img, int x, int y, int32_t* diffs, int32_t
     *next++ = img[index] - img[index - 1];
   }
   if (const std::size_t end = last_of(pixels); index < end) {
-    form_differences(img + index, static_cast<std::ptrdiff_t>(width), end - index, next);
+    xrd::ForProcessor<subtract_predictions>::call(img + index, static_cast<std::ptrdiff_t>(width), end - index, next);
     next += end - index;
   }
   // A single row takes its last step past the image, where files have one difference more, which decoders ignore. The

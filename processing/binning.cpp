@@ -57,30 +57,10 @@ XRD_INLINE bool sum_row(const unsigned int* __restrict first, std::size_t width,
 
 using SumRow = bool (*)(const unsigned int*, std::size_t, std::size_t, unsigned int*);
 
-template <std::size_t factor>
-bool sum_row_portable(const unsigned int* first, std::size_t width, std::size_t blocks, unsigned int* sums) {
-  return sum_row<factor>(first, width, blocks, sums);
-}
-
-#if defined(XRD_AVX2)
-template <std::size_t factor>
-XRD_AVX2 bool sum_row_avx2(const unsigned int* first, std::size_t width, std::size_t blocks, unsigned int* sums) {
-  return sum_row<factor>(first, width, blocks, sums);
-}
-#endif
-
-template <std::size_t factor>
-SumRow choose_sum_row() {
-#if defined(XRD_AVX2)
-  if (xrd::has_avx2()) return sum_row_avx2<factor>;
-#endif
-  return sum_row_portable<factor>;
-}
-
 // Null for factors that have no loop of their own.
 SumRow sum_row_of(int factor) {
-  if (factor == 2) return choose_sum_row<2>();
-  if (factor == 4) return choose_sum_row<4>();
+  if (factor == 2) return xrd::ForProcessor<sum_row<2>>::call;
+  if (factor == 4) return xrd::ForProcessor<sum_row<4>>::call;
   return nullptr;
 }
 
@@ -94,20 +74,6 @@ XRD_INLINE void average_pairs(const unsigned short* __restrict first, std::size_
     const float rounded = static_cast<float>(sum) * 0.5F + kRounding - kRounding;
     means[block] = static_cast<unsigned short>(static_cast<int>(rounded));
   }
-}
-
-#if defined(XRD_AVX2)
-XRD_AVX2 void average_pairs_avx2(const unsigned short* first, std::size_t width, std::size_t blocks,
-                                 unsigned short* means) {
-  average_pairs(first, width, blocks, means);
-}
-#endif
-
-void average_pairs_of_row(const unsigned short* first, std::size_t width, std::size_t blocks, unsigned short* means) {
-#if defined(XRD_AVX2)
-  if (xrd::has_avx2()) return average_pairs_avx2(first, width, blocks, means);
-#endif
-  average_pairs(first, width, blocks, means);
 }
 
 // The mean along the block's diagonal, rounded half to even, as its low 16 bits. Each diagonal pixel counts `factor`
@@ -187,7 +153,7 @@ extern "C" int short_binning(unsigned short** Daten_ushort, int factor, int* wid
   for (std::size_t by = 0; by < block_rows; ++by) {
     const unsigned short* first = *Daten_ushort + by * edge * columns;
     if (factor == 2) {
-      average_pairs_of_row(first, columns, block_columns, binned.get() + by * new_columns);
+      xrd::ForProcessor<average_pairs>::call(first, columns, block_columns, binned.get() + by * new_columns);
       continue;
     }
     for (std::size_t bx = 0; bx < block_columns; ++bx, first += edge) {

@@ -19,19 +19,10 @@ XRD_INLINE Extremes extremes_of(const unsigned int* image, std::size_t pixels, u
   return {largest, smallest};
 }
 
-#if defined(XRD_AVX2)
-XRD_AVX2 Extremes extremes_avx2(const unsigned int* image, std::size_t pixels, unsigned int ceiling) {
-  return extremes_of(image, pixels, ceiling);
-}
-#endif
-
 }  // namespace
 
 Extremes find_extremes(const unsigned int* image, std::size_t pixels, unsigned int ceiling) {
-#if defined(XRD_AVX2)
-  if (has_avx2()) return extremes_avx2(image, pixels, ceiling);
-#endif
-  return extremes_of(image, pixels, ceiling);
+  return ForProcessor<extremes_of>::call(image, pixels, ceiling);
 }
 
 }  // namespace xrd

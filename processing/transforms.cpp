@@ -56,19 +56,6 @@ XRD_INLINE bool cut_products(const unsigned int* __restrict pixels, double facto
   return doubts == 0;
 }
 
-#if defined(XRD_AVX2)
-XRD_AVX2 bool cut_products_avx2(const unsigned int* pixels, double factor, std::int32_t* products) {
-  return cut_products(pixels, factor, products);
-}
-#endif
-
-bool cut_products_of(const unsigned int* pixels, double factor, std::int32_t* products) {
-#if defined(XRD_AVX2)
-  if (xrd::has_avx2()) return cut_products_avx2(pixels, factor, products);
-#endif
-  return cut_products(pixels, factor, products);
-}
-
 // Multiplies pixels of at most `largest` by target / largest.
 void scale_pixels(std::span<unsigned int> pixels, int target, unsigned int largest) {
   constexpr int kTargetLimit = 1 << 30;  // products fit 32 bits, whatever their rounding
@@ -81,7 +68,7 @@ void scale_pixels(std::span<unsigned int> pixels, int target, unsigned int large
   for (std::size_t first = 0; first < pixels.size(); first += kProducts) {
     const auto block = pixels.subspan(first, std::min(kProducts, pixels.size() - first));
     if (fits && block.size() == kProducts &&
-        cut_products_of(block.data(), static_cast<double>(factor), products.data())) {
+        xrd::ForProcessor<cut_products>::call(block.data(), static_cast<double>(factor), products.data())) {
       std::memcpy(block.data(), products.data(), sizeof products);
     } else {
       for (unsigned int& pixel : block) pixel = exact(pixel);
@@ -162,19 +149,10 @@ XRD_INLINE void narrow(const unsigned int* __restrict pixels, std::size_t count,
   for (std::size_t i = 0; i < count; ++i) words[i] = static_cast<unsigned short>(pixels[i] >> shift);
 }
 
-#if defined(XRD_AVX2)
-XRD_AVX2 void narrow_avx2(const unsigned int* pixels, std::size_t count, int shift, unsigned short* words) {
-  narrow(pixels, count, shift, words);
-}
-#endif
-
 }  // namespace
 
 void narrow_pixels(std::span<const unsigned int> pixels, int shift, unsigned short* words) {
-#if defined(XRD_AVX2)
-  if (has_avx2()) return narrow_avx2(pixels.data(), pixels.size(), shift, words);
-#endif
-  narrow(pixels.data(), pixels.size(), shift, words);
+  ForProcessor<narrow>::call(pixels.data(), pixels.size(), shift, words);
 }
 
 }  // namespace xrd
