@@ -1,4 +1,7 @@
 // Image type detection: what `file` says of a path, or the path itself, decides.
+//
+// The readers beside it return what their hosts have always had. What the files say is for the loaders in
+// frames/readers/, which are parsers of their own on purpose.
 #include <array>
 #include <new>
 #include <string>

@@ -1,6 +1,7 @@
-// The loaders of the single formats, each given the whole file, already decompressed; see frame.h. They
-// are no wrappers of the library's flat readers, whose results differ: those keep what their callers rely on, these
-// give the true counts of every variant of a format.
+// The loaders of the single formats, each given the whole file, already decompressed; see frame.h.
+//
+// formats/ has another parser for most of them, on purpose: flat functions return what their hosts have always had,
+// loaders what the file says. Both take layouts and constants from one place (support/, mar345/, pack/).
 #pragma once
 
 #include <cstddef>

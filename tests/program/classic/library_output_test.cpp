@@ -1,9 +1,13 @@
 #include "program/classic/library_output.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <cstdio>
 #include <stdexcept>
 
+#include "support/conversation.h"
+#include "support/tiff.h"
 #include "tests/environment.h"
 
 namespace {
@@ -70,7 +74,7 @@ TEST(LibraryOutput, LinesAreKeptFromStandardOutput) {
   LibraryReport report;
   const test::Output output = test::capture([&] {
     std::printf("before\n");
-    report = program::run_library({}, {}, [] { std::printf("library\n"); });
+    report = program::run_library({}, {}, [] { xrd::print("library\n"); });
     std::printf("after\n");
   });
   EXPECT_EQ(output.out, "before\nafter\n");
@@ -80,25 +84,50 @@ TEST(LibraryOutput, LinesAreKeptFromStandardOutput) {
 
 TEST(LibraryOutput, VerboseShowsTheLinesWithoutColours) {
   const test::Output output = test::capture(
-      [] { program::run_library({.verbose = true}, {}, [] { std::printf("# " RED_WARNING " f\xFCr\n"); }); });
+      [] { program::run_library({.verbose = true}, {}, [] { xrd::print("# " RED_WARNING " f\xFCr\n"); }); });
   EXPECT_EQ(output.out, "# WARNING f\u00FCr\n");
 }
 
-TEST(LibraryOutput, LinesOnStandardErrorAreDivertedWhenAsked) {
+TEST(LibraryOutput, LinesOnStandardErrorAreKeptToo) {
   LibraryReport report;
-  const auto print = [] { std::fprintf(stderr, "(to_short) shift = 0\n"); };
-  EXPECT_EQ(test::capture([&] { program::run_library({}, {}, print); }).err, "(to_short) shift = 0\n");
-  const test::Output output = test::capture([&] { report = program::run_library({}, {.divert_errors = true}, print); });
+  const auto print = [] { xrd::print_error("(to_short) shift = 0\n"); };
+  const test::Output output = test::capture([&] { report = program::run_library({}, {}, print); });
   EXPECT_EQ(output.err, "");
   EXPECT_EQ(output.out, "");
   EXPECT_EQ(report.lines, Texts{"(to_short) shift = 0"});
 }
 
+TEST(LibraryOutput, WhatProgramsWriteStandsBetweenTheLibrarysLines) {
+  LibraryReport report;
+  int status = 0;
+  const test::Output output = test::capture([&] {
+    report = program::run_library({}, {}, [&] {
+      xrd::print("before\n");
+      status = xrd::run_command("echo program; echo complaint >&2; exit 3");
+      xrd::print("after\n");
+    });
+  });
+  EXPECT_EQ(report.lines, (Texts{"before", "program", "after"}));
+  EXPECT_EQ(status >> 8, 3);
+  EXPECT_EQ(output.out, "");
+  EXPECT_EQ(output.err, "complaint\n");
+}
+
+TEST(LibraryOutput, EarlierLinesStandBeforeWhatLibtiffSays) {
+  const test::TemporaryDirectory directory;
+  const std::string path = directory.write("frame.tif", "");
+  const test::Output output = test::capture([&] {
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    std::printf("earlier\n");
+    program::run_library({}, {}, [&] { xrd::open_tiff(path.c_str()); });
+  });
+  EXPECT_EQ(output.out, "earlier\nxrdimage: " + path + ": warning: Cannot read TIFF header\n");
+}
+
 std::string ask() {
-  std::printf("# earlier line\n# Question> ");
-  std::fflush(stdout);
+  xrd::print("# earlier line\n");
   std::array<char, 256> line{};
-  return std::fgets(line.data(), static_cast<int>(line.size()), stdin) == nullptr ? "(none)" : line.data();
+  return xrd::ask("# Question> ", line) ? line.data() : "(none)";
 }
 
 TEST(LibraryOutput, QuestionsReachTheUserAndAnswersTheLibrary) {
@@ -119,9 +148,8 @@ TEST(LibraryOutput, QuestionsSteerNoTerminal) {
   test::with_input("first\n", [&] {
     output = test::capture([&] {
       program::run_library({}, {}, [] {
-        std::printf("# \033[2J\x9B f\xFCr\u202E> ");
-        std::fflush(stdout);
-        std::getchar();
+        std::array<char, 256> line{};
+        xrd::ask("# \033[2J\x9B f\xFCr\u202E> ", line);
       });
     });
   });
@@ -130,34 +158,46 @@ TEST(LibraryOutput, QuestionsSteerNoTerminal) {
 
 TEST(LibraryOutput, VerboseLinesSteerNoTerminal) {
   const test::Output output = test::capture(
-      [] { program::run_library({.verbose = true}, {}, [] { std::printf("# \033[2J\x9B\u009B\u202Ef\xFCr\n"); }); });
+      [] { program::run_library({.verbose = true}, {}, [] { xrd::print("# \033[2J\x9B\u009B\u202Ef\xFCr\n"); }); });
   EXPECT_EQ(output.out, "# ?[2J???f\u00FCr\n");
 }
 
 TEST(LibraryOutput, AGivenAnswerSparesTheQuestion) {
   Texts answers;
   const test::Output output =
-      test::capture([&] { program::run_library({}, {.answer = "7 9\n"}, [&] { answers.push_back(ask()); }); });
+      test::capture([&] { program::run_library({}, "7 9\n", [&] { answers.push_back(ask()); }); });
   EXPECT_EQ(answers, Texts{"7 9\n"});
   EXPECT_EQ(output.err, "");
 }
 
-TEST(LibraryOutput, StreamsAreRestoredWhenTheCallThrows) {
-  std::FILE* const input = stdin;
-  std::FILE* const errors = stderr;
+TEST(LibraryOutput, LongAnswersAreOneLineAndCut) {
+  Texts answers;
+  test::with_input(std::string(300, '1') + "\nsecond\n", [&] {
+    test::capture([&] {
+      for (int i = 0; i < 2; ++i) program::run_library({}, {}, [&] { answers.push_back(ask()); });
+    });
+  });
+  EXPECT_EQ(answers, (Texts{std::string(255, '1'), "second\n"}));
+}
+
+TEST(LibraryOutput, StreamsAreTheProcessAgainWhenTheCallThrows) {
   const test::Output output = test::capture([] {
-    EXPECT_THROW(program::run_library({}, {.divert_errors = true}, [] { throw std::runtime_error("stop"); }),
-                 std::runtime_error);
-    std::printf("afterwards");
+    EXPECT_THROW(program::run_library({}, {}, [] { throw std::runtime_error("stop"); }), std::runtime_error);
+    xrd::print("afterwards");
+    xrd::print_error("and this");
   });
   EXPECT_EQ(output.out, "afterwards");
-  EXPECT_EQ(stdin, input);
-  EXPECT_EQ(stderr, errors);
+  EXPECT_EQ(output.err, "and this");
 }
 
 TEST(LibraryOutput, NoDescriptorIsLeftOpen) {
   const std::size_t before = test::open_descriptors();
-  for (int i = 0; i < 3; ++i) program::run_library({}, {}, [] { std::printf("line\n"); });
+  for (int i = 0; i < 3; ++i) {
+    program::run_library({}, {}, [] {
+      xrd::print("line\n");
+      xrd::run_command("true");
+    });
+  }
   EXPECT_EQ(test::open_descriptors(), before);
 }
 
