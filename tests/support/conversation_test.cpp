@@ -10,7 +10,9 @@
 #include "support/assertion.h"
 #include "support/files.h"
 #include "support/prompt.h"
+#include "support/tiff.h"
 #include "tests/environment.h"
+#include "tests/formats/tiff_builder.h"
 #include "xrdimage.h"
 
 namespace {
@@ -210,6 +212,29 @@ TEST(Conversation, HearsWhatLibtiffSaysOfItsFiles) {
     EXPECT_EQ(listener.libtiff[0], path + ": Cannot read TIFF header");
     EXPECT_EQ(listener.out, "# \033[0mERROR\033[0m reading file " + path + "\n");
   });
+}
+
+TEST(Conversation, LibtiffsWarningsAreSilencedToItsEndAndNotForTheProcess) {
+  constexpr unsigned kTagOfNobody = 65000;
+  const test::TemporaryDirectory directory;
+  const std::string path =
+      directory.write("frame.tif", test::TiffBuilder(1, 1).tag(kTagOfNobody, 1).strip("ab").bytes());
+  const auto warnings_to = [&](const Listener& listener) {
+    const std::size_t before = listener.libtiff.size();
+    xrd::open_tiff(path.c_str());
+    return listener.libtiff.size() - before;
+  };
+  expect_silence([&] {
+    {
+      const Listener listener;
+      EXPECT_EQ(warnings_to(listener), 1U);
+      xrd::silence_tiff_warnings();
+      EXPECT_EQ(warnings_to(listener), 0U);
+    }
+    const Listener next;
+    EXPECT_EQ(warnings_to(next), 1U);
+  });
+  EXPECT_NE(test::capture([&] { xrd::open_tiff(path.c_str()); }).err.find("65000"), std::string::npos);
 }
 
 TEST(Conversation, AnAssertionMayThrow) {
