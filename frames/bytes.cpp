@@ -222,10 +222,8 @@ std::vector<unsigned char> decompress(Bytes file, const Enough& enough, std::vec
 
 }  // namespace
 
-std::vector<unsigned char> read_file(const std::string& path) {
-  const xrd::FileHandle stream = xrd::open_file(path.c_str(), "rb");
-  if (!stream) throw LoadError(std::strerror(errno), Problem::kSystem);
-  return read_all(stream.get());
+std::vector<unsigned char> read_file(std::FILE* stream) {
+  return read_all(stream);
 }
 
 std::optional<std::vector<unsigned char>> unpack(Bytes file, const Enough& enough, std::vector<std::string>* damage) {

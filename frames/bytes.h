@@ -4,6 +4,7 @@
 #include <bit>
 #include <concepts>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <functional>
 #include <optional>
@@ -17,8 +18,8 @@ namespace frames {
 // Told the front of a file, after how many bytes nothing more of it matters; nothing while the front does not say.
 using Enough = std::function<std::optional<std::size_t>(Bytes front)>;
 
-// The whole file. LoadError when it cannot be read.
-std::vector<unsigned char> read_file(const std::string& path);
+// What the file holds from here on. LoadError when it cannot be read.
+std::vector<unsigned char> read_file(std::FILE* stream);
 
 // The content of a file that is compressed by gzip or bzip2, as far as `enough` says; nothing for another file.
 // LoadError when it is damaged, and when it goes on without saying.

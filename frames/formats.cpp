@@ -12,6 +12,7 @@ namespace {
 constexpr Abilities kEverything{.header = true, .negative_counts = true, .large_counts = true};
 constexpr Abilities kUnsigned{.header = true, .large_counts = true};
 constexpr Abilities kPixels{.large_counts = true};
+constexpr Abilities kPlate{.header = true, .large_counts = true, .most_bits = 16};  // records hold large counts
 
 // MarCCD frames are TIFF files too, and mar345 frames hold a packed image: the more special format is asked first.
 constexpr std::array<FileFormat, 10> kFormats{{
@@ -22,9 +23,17 @@ constexpr std::array<FileFormat, 10> kFormats{{
     {Format::kEdf, "edf", "EDF", "edf", kEverything, is_edf, load_edf, enough_of_edf, write_edf},
     {Format::kSaint, "saint", "SAINT", "sfrm", kUnsigned, is_saint, load_saint, enough_of_saint, nullptr},
     {Format::kMar345, "mar345", "mar345 image plate",
-     "mar mar1200 mar1600 mar1800 mar2000 mar2300 mar2400 mar3000 mar3450 mar345", kUnsigned, is_mar345, load_mar345,
+     "mar mar1200 mar1600 mar1800 mar2000 mar2300 mar2400 mar3000 mar3450 mar345", kPlate, is_mar345, load_mar345,
      enough_of_mar345, write_mar345},
-    {Format::kPacked, "packed", "CCP4-packed image", "pck", {}, is_packed, load_packed, enough_of_packed, write_packed},
+    {Format::kPacked,
+     "packed",
+     "CCP4-packed image",
+     "pck",
+     {.most_bits = 16},
+     is_packed,
+     load_packed,
+     enough_of_packed,
+     write_packed},
     {Format::kRaw, "raw", "raw pixels", "raw bin", kPixels, nullptr, load_raw, enough_of_raw, write_raw},
     {Format::kNpy,
      "npy",
@@ -111,17 +120,18 @@ std::vector<std::string> writable_formats() {
   return keywords_of([](const FileFormat& format) { return format.is_written(); });
 }
 
-std::string written_endings() {
-  std::string endings;
+std::vector<std::string> written_endings() {
+  std::vector<std::string> endings;
   for (const FileFormat& format : kFormats) {
-    if (format.is_written()) endings += (endings.empty() ? "." : ", .") + std::string(usual_ending(format));
+    if (format.is_written()) endings.push_back("." + std::string(usual_ending(format)));
   }
   return endings;
 }
 
 std::string name_without_ending(const std::string& name) {
   std::string_view plain = uncompressed_name(name);
-  if (format_of_name(plain) != nullptr) plain.remove_suffix(ending_of(plain).size() + 1);
+  const FileFormat* const format = format_of_name(plain);
+  if (format != nullptr && format->is_read()) plain.remove_suffix(ending_of(plain).size() + 1);
   // What is left must be no folder: "...edf" is not to lead to the one above.
   const bool is_name = !plain.empty() && plain != "." && plain != "..";
   return is_name ? std::string(plain) : name;

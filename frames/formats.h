@@ -20,6 +20,7 @@ struct Abilities {
   bool negative_counts = false;  // as they are; otherwise they become 0
   bool large_counts = false;     // above 65535
   bool is_picture = false;       // colours instead of counts
+  int most_bits = 32;            // of a pixel; 16 where there is no choice
 };
 
 struct FileFormat {
@@ -62,8 +63,8 @@ std::string ending_of(std::string_view path);
 std::vector<std::string> readable_formats();
 std::vector<std::string> writable_formats();
 
-// ".tif, .img": the usual endings of what is written.
-std::string written_endings();
+// The usual endings of what is written, with their dots: ".tif".
+std::vector<std::string> written_endings();
 
 // The name of a frame's file without the ending of its format, and that of a compressed file: "a" of "a.mar2300.gz",
 // but all of "a.0001", where the ending is the frame's number.

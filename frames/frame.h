@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <optional>
 #include <span>
 #include <stdexcept>
@@ -150,5 +151,8 @@ Frame load_frame(Bytes content, const std::string& name, const LoadOptions& opti
 // The format that a frame would be read as. Throws LoadError.
 Format detect_format(const std::string& path);
 Format detect_format(Bytes content, const std::string& name);
+
+// The same of a file that is open; of the path only the name counts.
+Frame load_frame(std::FILE* stream, const std::string& path, const LoadOptions& options = {});
 
 }  // namespace frames

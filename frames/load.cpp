@@ -1,5 +1,7 @@
 // Files become frames: which format a file has, and what is the same for all of them.
+#include <cerrno>
 #include <cmath>
+#include <cstring>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -9,6 +11,7 @@
 #include "frames/header_values.h"
 #include "frames/readers/header_items.h"
 #include "support/c_locale.h"
+#include "support/files.h"
 
 namespace frames {
 
@@ -87,6 +90,13 @@ auto guarded(Load load) {
   }
 }
 
+xrd::FileHandle open_frame(const std::string& path) {
+  const xrd::CLocale locale;
+  xrd::FileHandle stream = xrd::open_file(path.c_str(), "rb");
+  if (!stream) throw LoadError(std::strerror(errno), Problem::kSystem);
+  return stream;
+}
+
 Format detect(Bytes content, const std::string& name) {
   // Marks stand at the front of a file. A packed image may follow anything, but in no file that is not known by then.
   static constexpr std::size_t kFront = std::size_t{1} << 20;
@@ -126,7 +136,8 @@ std::optional<std::size_t> enough_of_file(Bytes front, const std::string& name, 
 }
 
 Format detect_format(const std::string& path) {
-  return guarded([&] { return detect(read_file(path), path); });
+  const xrd::FileHandle stream = open_frame(path);
+  return guarded([&] { return detect(read_file(stream.get()), path); });
 }
 
 Format detect_format(Bytes content, const std::string& name) {
@@ -134,7 +145,11 @@ Format detect_format(Bytes content, const std::string& name) {
 }
 
 Frame load_frame(const std::string& path, const LoadOptions& options) {
-  return guarded([&] { return load_content(read_file(path), path, options); });
+  return load_frame(open_frame(path).get(), path, options);
+}
+
+Frame load_frame(std::FILE* stream, const std::string& path, const LoadOptions& options) {
+  return guarded([&] { return load_content(read_file(stream), path, options); });
 }
 
 Frame load_frame(Bytes content, const std::string& name, const LoadOptions& options) {

@@ -4,41 +4,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <climits>
-#include <csignal>
 #include <cstring>
 
 #include "frames/failure.h"
 #include "frames/permissions.h"
-#include "support/interrupts.h"
 
 namespace frames {
 
 namespace {
 
 constexpr mode_t kAnyPermissions = 0666;
-
-// The file that an interrupt takes away: in memory that a signal handler may read.
-std::array<char, NAME_MAX + 1> interrupted_file{};
-volatile std::sig_atomic_t interrupted_folder = -1;  // none
-
-void remove_and_end(int signal) {
-  if (interrupted_folder >= 0) unlinkat(interrupted_folder, interrupted_file.data(), 0);
-  std::signal(signal, SIG_DFL);
-  raise(signal);
-}
-
-void remove_on_interrupt(int folder, const std::string& name) {
-  interrupted_file.back() = '\0';
-  std::strncpy(interrupted_file.data(), name.c_str(), interrupted_file.size() - 1);
-  interrupted_folder = folder;
-  for (const int signal : xrd::kInterrupts) {
-    // One that was ignored, as under nohup, stays ignored.
-    if (std::signal(signal, remove_and_end) == SIG_IGN) std::signal(signal, SIG_IGN);
-  }
-}
 
 // File systems that cannot do that keep files as safe as they can.
 bool sync(int descriptor) {
@@ -79,8 +55,8 @@ void sync_folder(const xrd::Descriptor& folder, const std::string& path) {
   }
 }
 
-NewFile::NewFile(const std::string& path, Interrupts interrupts, Existing existing)
-    : interrupts_(interrupts), existing_(existing), path_(path), place_(output_place(path)) {
+NewFile::NewFile(const std::string& path, Existing existing)
+    : existing_(existing), path_(path), place_(output_place(path)) {
   const std::optional<struct stat> replaced = replaceable_file(place_, path_);
   if (replaced && existing_ == Existing::kIsRefused) refuse_existing();
   remove_left_files(place_.folder.number());
@@ -98,11 +74,8 @@ NewFile::~NewFile() {
 }
 
 void NewFile::make(mode_t permissions) {
-  // Interrupts wait until it is known which file they are to take away.
-  const xrd::BlockedSignals blocked(xrd::signal_set(xrd::kInterrupts));
   unfinished_ = make_unfinished_file(place_.folder.number(), permissions);
   if (!unfinished_.descriptor) throw Failure(path_, std::strerror(errno), errno);
-  if (interrupts_ == Interrupts::kRemoveFile) remove_on_interrupt(place_.folder.number(), unfinished_.name);
 }
 
 // With a descriptor of its own: that of the unfinished file holds the lock until all is done.
@@ -115,12 +88,6 @@ bool NewFile::open_stream() {
 
 void NewFile::discard() const {
   unlinkat(place_.folder.number(), unfinished_.name.c_str(), 0);
-  forget();
-}
-
-// Interrupts have nothing to take away any more.
-void NewFile::forget() const {
-  if (interrupts_ == Interrupts::kRemoveFile) interrupted_folder = -1;
 }
 
 void NewFile::fail(int error) const {
@@ -153,7 +120,6 @@ void NewFile::commit(Names names) {
   if (std::fclose(stream_.release()) != 0) fail(errno);
   rename();
   unfinished_.name.clear();
-  forget();
   if (names == Names::kAtOnce) sync_folder(place_.folder, path_);
 }
 

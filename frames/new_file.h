@@ -12,9 +12,6 @@
 
 namespace frames {
 
-// Whether the signals that interrupt a program are the file's to handle, or those of the process that it is written in.
-enum class Interrupts { kRemoveFile, kAreLeftAlone };
-
 // What becomes of a file that is there already.
 enum class Existing { kIsReplaced, kIsRefused };
 
@@ -27,19 +24,21 @@ enum class Names { kAtOnce, kLater };
 void sync_folder(const xrd::Descriptor& folder, const std::string& path);
 
 // Written under a temporary name in the folder of `path`, and renamed by commit(). A file that is not committed
-// vanishes, with kRemoveFile also when the program is interrupted; then there is one at a time. What an existing `path`
-// holds stays untouched until then; it must be writable. A new file has the permissions of the one of the same owner
-// that it replaces, and its list of access, without those to act as its owner or group; those of the group only if it
-// is the same group.
+// vanishes. What an existing `path` holds stays untouched until then; it must be writable. A new file has the
+// permissions of the one of the same owner that it replaces, and its list of access, without those to act as its owner
+// or group; those of the group only if it is the same group.
 class NewFile {
  public:
-  explicit NewFile(const std::string& path, Interrupts interrupts = Interrupts::kRemoveFile,
-                   Existing existing = Existing::kIsReplaced);
+  explicit NewFile(const std::string& path, Existing existing = Existing::kIsReplaced);
   NewFile(const NewFile&) = delete;
   NewFile& operator=(const NewFile&) = delete;
   ~NewFile();
 
   std::FILE* stream() { return stream_.get(); }
+
+  // Where the file is until it is committed, for those who remove it when a signal ends the process.
+  int folder() const { return place_.folder.number(); }
+  const std::string& unfinished_name() const { return unfinished_.name; }
 
   // Finds out whether all bytes could be written, and renames the file. When it returns, the bytes are safe from a
   // power cut; the name is with kAtOnce, otherwise after sync_folder(). Throws a Failure when that cannot be.
@@ -52,9 +51,7 @@ class NewFile {
   bool open_stream();
   void rename() const;
   void discard() const;
-  void forget() const;
 
-  Interrupts interrupts_;
   Existing existing_;
   std::string path_;  // as the user gave it
   OutputPlace place_;

@@ -62,9 +62,12 @@ std::vector<Option<LoadOptions>> make_load_options() {
 
 }  // namespace
 
-std::string joined(const std::vector<std::string>& words) {
+std::string joined(const std::vector<std::string>& words, const std::string& separator) {
   std::string text;
-  for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
+  for (const std::string& word : words) {
+    if (&word != words.data()) text += separator;
+    text += word;
+  }
   return text;
 }
 

@@ -37,7 +37,7 @@ struct Option {
 const std::vector<Option<LoadOptions>>& load_options();
 
 // "a, b, c".
-std::string joined(const std::vector<std::string>& words);
+std::string joined(const std::vector<std::string>& words, const std::string& separator = ", ");
 
 template <typename Value, std::size_t count>
 std::vector<std::string> names_of(const std::array<std::pair<const char*, Value>, count>& names) {

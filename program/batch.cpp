@@ -20,7 +20,6 @@
 #include "frames/failure.h"
 #include "frames/numbers.h"
 #include "program/name_list.h"
-#include "program/options/table.h"
 #include "program/print.h"
 #include "program/standard_output.h"
 #include "support/files.h"
@@ -33,7 +32,7 @@ namespace {
 Shard parse_shard(const std::string& text) {
   const auto shard = frames::parse_pair<std::size_t>(text, '/');
   if (!shard || shard->front() < 1 || shard->front() > shard->back()) {
-    throw CLI::ValidationError("--shard", "'" + text + "' is not of the form K/N with K from 1 to N, as in 3/8");
+    throw frames::InvalidValue(text, "is not of the form K/N with K from 1 to N, as in 3/8");
   }
   return {shard->front(), shard->back()};
 }
@@ -203,23 +202,23 @@ void wait_for_some(std::vector<Worker>& workers, const std::function<void(std::s
 
 }  // namespace
 
-void add_batch_options(CLI::App& command, BatchOptions& options) {
+void add_batch_options(Command& command, BatchOptions& options) {
   constexpr const char* kGroup = "Many frames";
-  command.add_option("FILE", options.files, "Frames")->type_name("");
-  command.add_option("--files-from", options.list, "More frames, one name a line; - is standard input")
-      ->type_name("LIST")
-      ->group(kGroup);
-  command.add_option("-j,--jobs", options.jobs, "Processes at a time; one per processor if not told")
-      ->type_name("N")
-      ->transform(without_leading_zeros())
-      ->check(CLI::Range(1U, 1024U).description(""))
-      ->group(kGroup);
-  command
-      .add_option_function<std::string>(
-          "--shard", [&](const std::string& text) { options.shard = parse_shard(text); },
-          "Only every N-th frame, from the K-th on")
-      ->type_name("K/N")
-      ->group(kGroup);
+  constexpr unsigned kMostJobs = 1024;
+  command.add_arguments({.names = "FILE", .help = "Frames"}, options.files);
+  command.add_option({.names = "--files-from",
+                      .value = "LIST",
+                      .help = "More frames, one name a line; - is standard input",
+                      .group = kGroup},
+                     options.list);
+  command.add_number({.names = "-j,--jobs",
+                      .value = "N",
+                      .help = "Processes at a time; one per processor if not told",
+                      .group = kGroup},
+                     1, kMostJobs, [&](std::uint64_t jobs) { options.jobs = static_cast<unsigned>(jobs); });
+  command.add_option(
+      {.names = "--shard", .value = "K/N", .help = "Only every N-th frame, from the K-th on", .group = kGroup},
+      [&](const std::string& text) { options.shard = parse_shard(text); });
 }
 
 std::vector<std::string> all_files(const BatchOptions& options) {
@@ -231,7 +230,7 @@ std::vector<std::string> all_files(const BatchOptions& options) {
     if (!stream) throw frames::Failure(options.list, std::strerror(errno));
     read_names(stream.get(), options.list, files);
   }
-  if (files.empty()) throw CLI::ValidationError("FILE", "no frames are named");
+  if (files.empty()) throw UsageError("FILE", "no frames are named");
   return files;
 }
 

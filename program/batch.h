@@ -1,12 +1,13 @@
 // Many frames at once: which of them, and in how many processes.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "program/options/command_line.h"
 
 namespace program {
 
@@ -24,10 +25,10 @@ struct BatchOptions {
 };
 
 // Adds FILE..., --files-from, -j and --shard.
-void add_batch_options(CLI::App& command, BatchOptions& options);
+void add_batch_options(Command& command, BatchOptions& options);
 
 // The files that the options name, those of other shards too. A Failure when the list cannot be read, a
-// CLI::ValidationError when there are none.
+// UsageError when there are none.
 std::vector<std::string> all_files(const BatchOptions& options);
 
 inline bool is_in_shard(std::size_t position, const Shard& shard) {

@@ -3,17 +3,17 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <memory>
 #include <new>
+#include <string>
 
-#include "frames/failure.h"
 #include "program/companions.h"
-#include "program/options/help.h"
+#include "program/options/command_line.h"
+#include "program/options/input.h"
 #include "program/print.h"
 #include "program/program.h"
 #include "program/standard_output.h"
@@ -21,12 +21,13 @@
 namespace {
 
 using program::Action;
+using program::Command;
 using program::Settings;
 
 struct Subcommand {
   const char* name;
   const char* summary;
-  Action (*define)(CLI::App& command, const Settings& settings);
+  Action (*define)(Command& command, const Settings& settings);
 };
 
 constexpr std::array<Subcommand, 8> kSubcommands{{
@@ -39,8 +40,6 @@ constexpr std::array<Subcommand, 8> kSubcommands{{
     {"manual", "Print the manual page", program::define_manual},
     {"licenses", "Print the licences of this program and what is in it", program::define_licenses},
 }};
-
-constexpr int kUsageError = 2;
 
 void prepare_process() {
   // A standard descriptor that is closed would be given to the next file that is opened.
@@ -60,47 +59,28 @@ void prepare_process() {
   program::clean_path();
 }
 
-void define_program(CLI::App& app, Settings& settings) {
-  app.formatter(std::make_shared<program::HelpFormatter>());
-  app.set_help_flag("-h,--help", "Show this help");
-  app.set_help_all_flag("--help-all", "Show all options");
-  app.set_version_flag("--version", "xrdimage " XRDIMAGE_VERSION)->description("Show the version");
-  app.add_flag("-v,--verbose", settings.verbose, "Show what the library prints, too");
-  app.require_subcommand(0, 1);
-  app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) {
-    return program::failure_line(error.what() + std::string(" ('xrdimage --help' tells more)"));
-  });
-  app.footer(
+int run(int argc, char** argv) {
+  Settings settings;
+  program::CommandLine line("xrdimage", "Two-dimensional X-ray diffraction detector images",
+                            "xrdimage " XRDIMAGE_VERSION);
+  line.program().add_flag({.names = "-v,--verbose", .help = "Show what the library prints, too"}, settings.verbose);
+  line.program().set_footer(
       "Examples:\n"
       "  xrdimage info frame.mar2300\n"
       "  xrdimage view frame.mar2300\n"
       "  xrdimage convert data/*.mccd -o pictures/ --to png\n"
       "'xrdimage SUBCOMMAND --help' tells more.");
-}
-
-int run(int argc, char** argv) {
-  Settings settings;
-  CLI::App app("Two-dimensional X-ray diffraction detector images", "xrdimage");
-  define_program(app, settings);
   std::array<Action, kSubcommands.size()> actions;
-  for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
-    CLI::App* command = app.add_subcommand(kSubcommands[i].name, kSubcommands[i].summary);
-    command->fallthrough();
-    actions[i] = kSubcommands[i].define(*command, settings);
-  }
-  try {
-    app.parse(argc, argv);
-    for (std::size_t i = 0; i < kSubcommands.size(); ++i) {
-      if (app.got_subcommand(kSubcommands[i].name)) return actions[i]();
-    }
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kUsageError;
-  }
-  std::fputs(app.help().c_str(), stdout);
-  return 0;
+  std::ranges::transform(kSubcommands, actions.begin(), [&](const Subcommand& subcommand) {
+    return subcommand.define(line.add_subcommand(subcommand.name, subcommand.summary), settings);
+  });
+  const Command* const chosen = line.parse(argc, argv);
+  if (chosen == nullptr) return 0;
+  const auto* const found = std::ranges::find(kSubcommands, chosen->name(), &Subcommand::name);
+  return actions.at(static_cast<std::size_t>(found - kSubcommands.begin()))();
 }
 
-int report(const char* message, int status) {
+int report(const std::string& message, int status) {
   std::fflush(stdout);
   std::fputs(program::failure_line(message).c_str(), stderr);
   return status;
@@ -113,6 +93,10 @@ int run_and_report(int argc, char** argv) {
     return run(argc, argv);
   } catch (const program::OutputError&) {
     throw;
+  } catch (const program::UsageError& error) {
+    return report(error.what() + std::string(" ('xrdimage --help' tells more)"), program::kUsageError);
+  } catch (const program::UselessOption& error) {
+    return report(error.what(), program::kUsageError);
   } catch (const std::bad_alloc&) {
     return report("not enough memory", kFailed);
   } catch (const std::exception& failure) {

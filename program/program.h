@@ -3,9 +3,7 @@
 
 #include <functional>
 
-namespace CLI {
-class App;
-}
+#include "program/options/command_line.h"
 
 namespace program {
 
@@ -17,13 +15,13 @@ struct Settings {
 // Does a subcommand's work once the command line has been parsed, and returns the exit status.
 using Action = std::function<int()>;
 
-Action define_completion(CLI::App& command, const Settings& settings);
-Action define_convert(CLI::App& command, const Settings& settings);
-Action define_diff(CLI::App& command, const Settings& settings);
-Action define_info(CLI::App& command, const Settings& settings);
-Action define_licenses(CLI::App& command, const Settings& settings);
-Action define_manual(CLI::App& command, const Settings& settings);
-Action define_sample(CLI::App& command, const Settings& settings);
-Action define_view(CLI::App& command, const Settings& settings);
+Action define_completion(Command& command, const Settings& settings);
+Action define_convert(Command& command, const Settings& settings);
+Action define_diff(Command& command, const Settings& settings);
+Action define_info(Command& command, const Settings& settings);
+Action define_licenses(Command& command, const Settings& settings);
+Action define_manual(Command& command, const Settings& settings);
+Action define_sample(Command& command, const Settings& settings);
+Action define_view(Command& command, const Settings& settings);
 
 }  // namespace program

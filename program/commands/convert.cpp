@@ -3,25 +3,29 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <set>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "frames/failure.h"
 #include "frames/formats.h"
 #include "frames/new_file.h"
+#include "frames/options.h"
 #include "frames/unfinished_file.h"
 #include "pictures/save.h"
 #include "program/batch.h"
 #include "program/options/input.h"
 #include "program/options/operations.h"
 #include "program/options/picture.h"
-#include "program/options/table.h"
+#include "program/options/suggestion.h"
+#include "program/output_file.h"
 #include "program/output_names.h"
 #include "program/print.h"
 #include "program/progress.h"
@@ -46,15 +50,20 @@ struct ConvertOptions {
 // One frame
 // ------------------------------------------------------------------------------------------------------------------
 
+constexpr std::array<std::pair<const char*, int>, 2> kBits{{{"16", 16}, {"32", 32}}};
+
 // The format that is stated, or else the one that the name's ending tells.
 const frames::FileFormat& format_for(const std::string& path, const std::string& stated) {
+  const std::string ending = frames::ending_of(path);
   const frames::FileFormat* const format =
-      stated.empty() ? frames::format_of_ending(frames::ending_of(path)) : frames::find_format(stated);
+      stated.empty() ? frames::format_of_ending(ending) : frames::find_format(stated);
   if (format != nullptr && format->is_written()) return *format;
-  throw frames::Failure(path, "cannot be written: its name must end in one of " + frames::written_endings() +
-                                  ", or --to state the format");
+  throw frames::Failure(path, "cannot be written: its name must end in one of " +
+                                  frames::joined(frames::written_endings()) + ", or --to state the format" +
+                                  suggestion("." + ending, frames::written_endings()));
 }
 
+// The keyword of a format by any of its names.
 std::string written_keyword(const std::string& name) {
   const frames::FileFormat* const format = frames::find_format(name);
   if (format != nullptr && format->is_written()) return format->keyword;
@@ -84,9 +93,9 @@ frames::Remarks convert(const Job& job, const ConvertOptions& options, const Set
   const frames::FileFormat& format = format_for(output, options.output.format);
   if (is_frame_itself(input, output)) throw frames::Failure(output, "is the frame itself, which is not overwritten");
   frames::Remarks remarks;
-  frames::Frame frame = load_input(input, options.reading, settings, remarks);
+  frames::Frame frame = load_heeding_options(input, options.reading, settings, remarks);
   apply_operations(frame, options.operations, input, remarks);
-  frames::NewFile file(output, frames::Interrupts::kRemoveFile, treatment_of_existing(output, options));
+  OutputFile file(output, treatment_of_existing(output, options));
   try {
     pictures::write_frame(frame, format, options.saving, file.stream(), remarks);
   } catch (const std::runtime_error& failure) {
@@ -136,14 +145,55 @@ void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<s
   }
 }
 
+using Formats = std::set<const frames::FileFormat*>;
+
+Formats formats_for(const std::vector<std::string>& outputs, const ConvertOptions& options) {
+  Formats formats;
+  for (const std::string& output : outputs) formats.insert(&format_for(output, options.output.format));
+  return formats;
+}
+
+// An option that changes some of the outputs is no mistake. `why` says of a format what follows its ending.
+template <typename IsUseful, typename Why>
+void require_effect(const std::vector<std::string>& given, const Formats& formats, IsUseful is_useful, Why why) {
+  const auto is_useful_for = [&](const frames::FileFormat* format) { return is_useful(format->abilities); };
+  if (given.empty() || std::ranges::any_of(formats, is_useful_for)) return;
+  const frames::FileFormat& format = **formats.begin();
+  throw UsageError(given.front(),
+                   "has no effect on ." + std::string(frames::usual_ending(format)) + why(format.abilities));
+}
+
+// Of all outputs, also those of other shards, so that every shard takes the same options.
+void check_options(const Command& command, const ConvertOptions& options, const std::vector<std::string>& outputs) {
+  using frames::Abilities;
+  check_input_options(options.reading);
+  const Formats formats = formats_for(outputs, options);
+  const auto is_picture = [](const Abilities& format) { return format.is_picture; };
+  const auto takes_bits = [&](const Abilities& format) {
+    return !format.is_picture && options.saving.writing.bits <= format.most_bits;
+  };
+  const auto keeps_geometry = [&](const Abilities& format) {
+    return format.header || (format.is_picture && !options.saving.picture.rings.empty());
+  };
+  require_effect(command.given_of(kPictureGroup), formats, is_picture,
+                 [](const Abilities& /*format*/) { return ", which is no picture"; });
+  if (options.saving.writing.bits) {
+    require_effect({"--bits"}, formats, takes_bits, [](const Abilities& format) -> std::string {
+      return format.is_picture ? ", which is a picture" : ", which has 16 a pixel";
+    });
+  }
+  require_effect(given_geometry(command), formats, keeps_geometry, [](const Abilities& format) {
+    return format.is_picture ? " without --rings" : ", which has no header";
+  });
+}
+
 // The shard's part, without what is there already.
-Plan plan_for(const std::vector<std::string>& inputs, const ConvertOptions& options) {
-  const std::vector<std::string> outputs = output_names(inputs, options.output);
+Plan plan_for(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs,
+              const ConvertOptions& options) {
   Plan plan;
   std::vector<Job> candidates;
   for (std::size_t i = 0; i < inputs.size(); ++i) {
     if (!is_in_shard(i, options.batch.shard)) continue;
-    format_for(outputs[i], options.output.format);  // before anything is read
     const bool is_there = exists(outputs[i]);
     if (is_there && options.skip_existing) {
       ++plan.skipped;
@@ -245,9 +295,11 @@ int convert_all(const Plan& plan, const ConvertOptions& options, const Settings&
   return written.size() + left_out == jobs.size() && plan.refused.empty() ? 0 : 1;
 }
 
-int run(const ConvertOptions& options, const Settings& settings) {
+int run(const Command& command, const ConvertOptions& options, const Settings& settings) {
   const std::vector<std::string> inputs = all_files(options.batch);
-  const Plan plan = plan_for(inputs, options);
+  const std::vector<std::string> outputs = output_names(inputs, options.output);
+  check_options(command, options, outputs);
+  const Plan plan = plan_for(inputs, outputs, options);
   if (inputs.size() == 1 && !plan.refused.empty())
     throw frames::Failure(plan.refused[0], frames::kExistsAlready, EEXIST);
   make_output_folder(options.output);
@@ -259,39 +311,45 @@ int run(const ConvertOptions& options, const Settings& settings) {
 
 }  // namespace
 
-Action define_convert(CLI::App& command, const Settings& settings) {
+Action define_convert(Command& command, const Settings& settings) {
   auto options = std::make_shared<ConvertOptions>();
   constexpr const char* kGroup = "Output";
-  command.add_option("-o,--output", options->output.output, "File, folder, or pattern with {name} or {n} (number)")
-      ->type_name("OUT")
-      ->required()
-      ->group(kGroup);
+  command.add_option({.names = "-o,--output",
+                      .value = "OUT",
+                      .help = "File, folder, or pattern with {name} or {n} (number)",
+                      .group = kGroup,
+                      .is_required = true},
+                     options->output.output);
   const std::vector<std::string> written = frames::writable_formats();
-  add_option(command, "to", "FORMAT", "For folders: " + CLI::detail::join(written, " "),
-             [options](const std::string& name) { options->output.format = written_keyword(name); })
-      ->check(listed(written))
-      ->group(kGroup);
-  command.add_option("--bits", options->saving.writing.bits, "Bits per pixel: 16 or 32, where the format has both")
-      ->type_name("BITS")
-      ->check(CLI::IsMember({16, 32}))
-      ->group(kGroup);
+  command.add_option({.names = "--to",
+                      .value = "FORMAT",
+                      .help = "For folders: " + frames::joined(written, " "),
+                      .group = kGroup,
+                      .choices = written},
+                     [=](const std::string& name) { options->output.format = written_keyword(name); });
+  command.add_option({.names = "--bits",
+                      .value = "BITS",
+                      .help = "Bits per pixel: 16 or 32, where the format has both",
+                      .group = kGroup,
+                      .choices = frames::names_of(kBits)},
+                     [=](const std::string& text) { options->saving.writing.bits = frames::choose(text, kBits); });
   add_batch_options(command, options->batch);
-  CLI::Option* const skip =
-      command
-          .add_flag("--skip-existing", options->skip_existing, "Leave out frames whose output exists: resumes a run")
-          ->group("Many frames");
-  command.add_flag("--overwrite", options->overwrite, "Replace existing files, not pictures alone")
-      ->excludes(skip)
-      ->group(kGroup);
+  command.add_flag({.names = "--skip-existing",
+                    .help = "Leave out frames whose output exists: resumes a run",
+                    .group = "Many frames"},
+                   options->skip_existing);
+  command.add_flag({.names = "--overwrite", .help = "Replace existing files, not pictures alone", .group = kGroup},
+                   options->overwrite);
+  command.exclude("--overwrite", "--skip-existing");
   add_picture_options(command, options->saving.picture);
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
-  command.footer(
+  command.set_footer(
       "Examples:\n"
       "  xrdimage convert frame.mar2300 -o frame.png --scale log --rings 4,3,2\n"
       "  xrdimage convert data/*.mccd -o thumbs/ --to png --bin 8\n"
       "  xrdimage convert data/*.mar2300 -o edf/{name}.edf -j 4 --skip-existing");
-  return [options, &settings] { return run(*options, settings); };
+  return [options, &command, &settings] { return run(command, *options, settings); };
 }
 
 }  // namespace program

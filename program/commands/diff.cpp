@@ -1,4 +1,5 @@
 // xrdimage diff: whether two frames have the same counts.
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -7,7 +8,6 @@
 #include <memory>
 #include <new>
 
-#include "frames/failure.h"
 #include "program/options/input.h"
 #include "program/print.h"
 
@@ -83,9 +83,24 @@ frames::Frame load(const std::string& path, const DiffOptions& options, const Se
   return frame;
 }
 
+// What helps to read one of the frames is no mistake.
+void refuse_useless_options(const frames::Frame& a, const frames::Frame& b, const DiffOptions& options) {
+  const std::vector<std::string> of_b = useless_options(b, options.reading);
+  for (const std::string& option : useless_options(a, options.reading)) {
+    if (std::ranges::find(of_b, option) != of_b.end()) throw UselessOption(options.files[0], option);
+  }
+}
+
+void check_options(const Command& command, const DiffOptions& options) {
+  check_input_options(options.reading);
+  const std::vector<std::string> geometry = given_geometry(command);
+  if (!geometry.empty()) throw UsageError(geometry.front(), "has no effect on counts, which alone are compared");
+}
+
 int run(const DiffOptions& options, const Settings& settings) {
   const frames::Frame a = load(options.files[0], options, settings);
   const frames::Frame b = load(options.files[1], options, settings);
+  refuse_useless_options(a, b, options);
   if (a.width != b.width || a.height != b.height) {
     print_value("sizes differ", size_text(a) + " and " + size_text(b) + " pixels");
     return kDifferent;
@@ -101,20 +116,21 @@ int run(const DiffOptions& options, const Settings& settings) {
 
 }  // namespace
 
-Action define_diff(CLI::App& command, const Settings& settings) {
+Action define_diff(Command& command, const Settings& settings) {
   auto options = std::make_shared<DiffOptions>();
-  command.add_option("A", options->files[0], "A frame")->type_name("")->required();
-  command.add_option("B", options->files[1], "The frame to compare it with, maybe of another format")
-      ->type_name("")
-      ->required();
+  command.add_option({.names = "A", .help = "A frame", .is_required = true}, options->files[0]);
+  command.add_option(
+      {.names = "B", .help = "The frame to compare it with, maybe of another format", .is_required = true},
+      options->files[1]);
   add_input_options(command, options->reading);
-  command.footer(
+  command.set_footer(
       "Exit status: 0 when all counts are the same, 1 when they differ, 2 when a frame\n"
       "cannot be read.\n"
       "\nExamples:\n"
       "  xrdimage diff frame.mar2300 frame.edf\n"
       "  xrdimage diff old/frame.img new/frame.img && echo same");
-  return [options, &settings] {
+  return [options, &command, &settings] {
+    check_options(command, *options);
     try {
       return run(*options, settings);
     } catch (const std::bad_alloc&) {

@@ -14,6 +14,7 @@
 #include "frames/formats.h"
 #include "frames/header_values.h"
 #include "frames/numbers.h"
+#include "frames/options.h"
 #include "frames/statistics.h"
 #include "program/batch.h"
 #include "program/options/input.h"
@@ -81,7 +82,7 @@ Json values_of(const std::string& path, const frames::Frame& frame, const frames
 Json describe(const std::string& path, const InfoOptions& options, const Settings& settings) {
   try {
     frames::Remarks remarks;
-    const frames::Frame frame = load_input(path, options.reading, settings, remarks);
+    const frames::Frame frame = load_heeding_options(path, options.reading, settings, remarks);
     return values_of(path, frame, remarks);
   } catch (const std::bad_alloc&) {
     throw frames::Failure(path, "needs more memory than there is");
@@ -259,11 +260,11 @@ void print_csv(const std::vector<Json>& all) {
   const Json names = values_of("", {}, {});
   std::vector<std::string> fields;
   for (const auto& [name, value] : names.items()) fields.push_back(name);
-  std::printf("%s\n", CLI::detail::join(fields, ",").c_str());
+  std::printf("%s\n", frames::joined(fields, ",").c_str());
   const bool is_terminal = isatty(STDOUT_FILENO) == 1;
   for (const Json& values : all) {
     std::ranges::transform(values, fields.begin(), [=](const Json& value) { return csv_field(value, is_terminal); });
-    const std::string line = CLI::detail::join(fields, ",") + "\n";
+    const std::string line = frames::joined(fields, ",") + "\n";
     std::fwrite(line.data(), 1, line.size(), stdout);  // texts may hold a NUL
   }
 }
@@ -335,6 +336,7 @@ std::vector<Json> describe_all(const std::vector<std::string>& files, const Info
 }
 
 int run(const InfoOptions& options, const Settings& settings) {
+  check_input_options(options.reading);
   const std::vector<std::string> named = all_files(options.batch);
   std::vector<std::string> files;
   for (std::size_t i = 0; i < named.size(); ++i) {
@@ -353,17 +355,17 @@ int run(const InfoOptions& options, const Settings& settings) {
 
 }  // namespace
 
-Action define_info(CLI::App& command, const Settings& settings) {
+Action define_info(Command& command, const Settings& settings) {
   auto options = std::make_shared<InfoOptions>();
   constexpr const char* kGroup = "Output";
-  CLI::Option* const json = command.add_flag("--json", options->json, "JSON: an array with an object for each frame");
-  json->group(kGroup);
-  command.add_flag("--csv", options->csv, "CSV: a line for each frame, below one with the names")
-      ->excludes(json)
-      ->group(kGroup);
+  command.add_flag({.names = "--json", .help = "JSON: an array with an object for each frame", .group = kGroup},
+                   options->json);
+  command.add_flag({.names = "--csv", .help = "CSV: a line for each frame, below one with the names", .group = kGroup},
+                   options->csv);
+  command.exclude("--csv", "--json");
   add_batch_options(command, options->batch);
   add_input_options(command, options->reading);
-  command.footer(
+  command.set_footer(
       "Of several frames, what they have in common stands above a table of the rest.\n"
       "Minimum, maximum and mean leave out pixels whose count is unknown, as it\n"
       "overflowed. In CSV, an apostrophe stands before texts that spreadsheets would\n"

@@ -1,5 +1,4 @@
 // xrdimage licenses: what those ask who pass the program on.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 
 #include "program/license_text.h"
@@ -7,8 +6,8 @@
 
 namespace program {
 
-Action define_licenses(CLI::App& command, const Settings& /*settings*/) {
-  command.footer("Example:\n  xrdimage licenses | less");
+Action define_licenses(Command& command, const Settings& /*settings*/) {
+  command.set_footer("Example:\n  xrdimage licenses | less");
   return [] {
     std::fputs(kLicenses, stdout);
     return 0;

@@ -1,42 +1,23 @@
 // xrdimage manual and completion: made from the definitions of the options, so that they cannot differ from them.
-#include <CLI/CLI.hpp>
 #include <cstdio>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "program/options/help.h"
+#include "frames/options.h"
 #include "program/program.h"
 
 namespace program {
 
 namespace {
 
-using CLI::detail::join;
-
-// The subcommands that users call by hand.
-std::vector<const CLI::App*> subcommands(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });
-}
-
-std::vector<const CLI::Option*> options_of(const CLI::App& app, const std::string& group) {
-  return app.get_options(
-      [&](const CLI::Option* option) { return option->nonpositional() && option->get_group() == group; });
-}
-
-// "-j", "--jobs".
-std::vector<std::string> names_of(const CLI::Option& option) {
-  std::vector<std::string> names;
-  for (const std::string& name : option.get_snames()) names.push_back("-" + name);
-  for (const std::string& name : option.get_lnames()) names.push_back("--" + name);
-  return names;
-}
+using frames::joined;
 
 template <typename Visit>
-void for_each_option(const CLI::App& app, Visit visit) {
-  for (const std::string& group : app.get_groups()) {
-    for (const CLI::Option* option : options_of(app, group)) visit(*option);
+void for_each_option(const Command& command, Visit visit) {
+  for (const std::string& group : command.groups()) {
+    for (const Option& option : command.options_of(group)) visit(option);
   }
 }
 
@@ -62,50 +43,48 @@ std::string troff(std::string_view text) {
   return escaped;
 }
 
-std::string option_entry(const CLI::Option& option) {
-  std::string entry = ".TP\n\\fB" + troff(join(names_of(option), ", ")) + "\\fR";
-  if (const std::string value = value_name(option); !value.empty()) entry += " \\fI" + troff(value) + "\\fR";
-  const std::string& description = option.get_description();
-  entry += "\n" + troff(description);
-  const std::string choices = join(value_choices(option), ", ");
-  if (description.find(choices) == std::string::npos) entry += ": " + troff(choices);
+std::string option_entry(const Option& option) {
+  std::string entry = ".TP\n\\fB" + troff(joined(names_of(option))) + "\\fR";
+  if (!option.value.empty()) entry += " \\fI" + troff(option.value) + "\\fR";
+  entry += "\n" + troff(option.help);
+  const std::string choices = joined(option.choices);
+  if (option.help.find(choices) == std::string::npos) entry += ": " + troff(choices);
   return entry + "\n";
 }
 
-std::string usage(const CLI::App& command) {
-  std::string text = ".B xrdimage " + command.get_name() + "\n[\\fIOPTIONS\\fR]";
-  for (const CLI::Option* option : command.get_options([](const CLI::Option* o) { return o->get_positional(); })) {
-    text += " \\fI" + option->get_name() + "\\fR" + (option->get_expected_max() > 1 ? "..." : "");
+std::string usage(const Command& command) {
+  std::string text = ".B xrdimage " + command.name() + "\n[\\fIOPTIONS\\fR]";
+  for (const Option& argument : command.arguments()) {
+    text += " \\fI" + argument.names + "\\fR" + (argument.may_repeat ? "..." : "");
   }
   return text + "\n";
 }
 
-std::string command_section(const CLI::App& command) {
-  std::string section =
-      ".SS " + command.get_name() + "\n" + usage(command) + ".PP\n" + troff(command.get_description()) + ".\n";
-  for (const std::string& group : command.get_groups()) {
-    const auto options = options_of(command, group);
-    if (options.empty() || group.empty()) continue;
+std::string command_section(const Command& command) {
+  std::string section = ".SS " + command.name() + "\n" + usage(command) + ".PP\n" + troff(command.summary()) + ".\n";
+  for (const std::string& group : command.groups()) {
+    const std::vector<Option> options = command.options_of(group);
+    if (options.empty()) continue;
     section += ".PP\n\\fI" + group + "\\fR\n";
-    for (const CLI::Option* option : options) section += option_entry(*option);
+    for (const Option& option : options) section += option_entry(option);
   }
-  return section + ".PP\n.nf\n" + troff(command.get_footer()) + "\n.fi\n";
+  return section + ".PP\n.nf\n" + troff(command.footer()) + "\n.fi\n";
 }
 
-void print_manual(const CLI::App& app) {
+void print_manual(const CommandLine& line) {
   std::string page =
       ".TH XRDIMAGE 1 \"\" \"xrdimage " XRDIMAGE_VERSION
       "\" \"User Commands\"\n"
       ".SH NAME\nxrdimage \\- shows, converts and compares X\\-ray diffraction frames\n"
       ".SH SYNOPSIS\n.B xrdimage\n\\fISUBCOMMAND\\fR [\\fIOPTIONS\\fR] \\fIFILE\\fR...\n"
       ".SH DESCRIPTION\n" +
-      troff(app.get_description()) +
+      troff(line.program().summary()) +
       ".\nReads mar345, MarCCD, ADSC\\-style, EDF, SAINT, TIFF, CCP4\\-packed and raw frames, also those "
       "compressed by gzip or bzip2, whatever their names. The content tells the format.\n"
       ".SH OPTIONS\n";
-  for_each_option(app, [&](const CLI::Option& option) { page += option_entry(option); });
+  for_each_option(line.program(), [&](const Option& option) { page += option_entry(option); });
   page += ".SH SUBCOMMANDS\n";
-  for (const CLI::App* command : subcommands(app)) page += command_section(*command);
+  for (const auto& command : line.subcommands()) page += command_section(*command);
   page +=
       ".SH EXIT STATUS\n0 on success, 1 when a frame could not be read or written (diff: when frames differ), 2 when "
       "the command line is wrong or standard output is closed or full (diff: also when a frame cannot be read).\n"
@@ -120,33 +99,32 @@ void print_manual(const CLI::App& app) {
 // Completion
 // ------------------------------------------------------------------------------------------------------------------
 
-std::string option_words(const CLI::App& app) {
+std::string option_words(const Command& command) {
   std::vector<std::string> words;
-  for_each_option(app, [&](const CLI::Option& option) {
+  for_each_option(command, [&](const Option& option) {
     for (const std::string& name : names_of(option)) words.push_back(name);
   });
-  return join(words, " ");
+  return joined(words, " ");
 }
 
 // A case of the shell for each option whose value is one of some words.
-std::string choice_cases(const CLI::App& app) {
+std::string choice_cases(const Command& command) {
   std::string cases;
-  for_each_option(app, [&](const CLI::Option& option) {
-    const auto choices = value_choices(option);
-    if (choices.empty()) return;
-    cases += "    " + join(names_of(option), "|") + ") COMPREPLY=($(compgen -W '" + join(choices, " ") +
+  for_each_option(command, [&](const Option& option) {
+    if (option.choices.empty()) return;
+    cases += "    " + joined(names_of(option), "|") + ") COMPREPLY=($(compgen -W '" + joined(option.choices, " ") +
              "' -- \"$word\")); return ;;\n";
   });
   return cases;
 }
 
-void print_bash_completion(const CLI::App& app) {
+void print_bash_completion(const CommandLine& line) {
   std::vector<std::string> names;
   std::string cases;
-  for (const CLI::App* command : subcommands(app)) {
-    names.push_back(command->get_name());
-    cases += "  " + command->get_name() + ")\n    case $before in\n" + choice_cases(*command) +
-             "    esac\n    words='" + option_words(*command) + "' ;;\n";
+  for (const auto& command : line.subcommands()) {
+    names.push_back(command->name());
+    cases += "  " + command->name() + ")\n    case $before in\n" + choice_cases(*command) + "    esac\n    words='" +
+             option_words(*command) + "' ;;\n";
   }
   std::printf(
       "# bash completion for xrdimage: source it, or put it into ~/.local/share/bash-completion/completions/xrdimage\n"
@@ -164,7 +142,7 @@ void print_bash_completion(const CLI::App& app) {
       "  fi\n"
       "}\n"
       "complete -o default -F _xrdimage xrdimage\n",
-      join(names, " ").c_str(), option_words(app).c_str(), cases.c_str());
+      joined(names, " ").c_str(), option_words(line.program()).c_str(), cases.c_str());
 }
 
 // Text within the brackets and quotes of _arguments.
@@ -177,26 +155,24 @@ std::string zsh_text(std::string_view text) {
   return escaped;
 }
 
-std::string zsh_arguments(const CLI::App& app) {
+std::string zsh_arguments(const Command& command) {
   std::string arguments;
-  for_each_option(app, [&](const CLI::Option& option) {
-    const std::string value = value_name(option);
-    const auto choices = value_choices(option);
-    const std::string action = choices.empty() ? "_files" : "(" + join(choices, " ") + ")";
+  for_each_option(command, [&](const Option& option) {
+    const std::string action = option.choices.empty() ? "_files" : "(" + joined(option.choices, " ") + ")";
     for (const std::string& name : names_of(option)) {
-      arguments += " \\\n        '*" + name + "[" + zsh_text(option.get_description()) + "]" +
-                   (value.empty() ? "" : ":" + zsh_text(value) + ":" + action) + "'";
+      arguments += " \\\n        '*" + name + "[" + zsh_text(option.help) + "]" +
+                   (option.value.empty() ? "" : ":" + zsh_text(option.value) + ":" + action) + "'";
     }
   });
   return arguments;
 }
 
-void print_zsh_completion(const CLI::App& app) {
+void print_zsh_completion(const CommandLine& line) {
   std::string names;
   std::string cases;
-  for (const CLI::App* command : subcommands(app)) {
-    names += " '" + command->get_name() + ":" + zsh_text(command->get_description()) + "'";
-    cases += "    " + command->get_name() + ")\n      _arguments" + zsh_arguments(*command) +
+  for (const auto& command : line.subcommands()) {
+    names += " '" + command->name() + ":" + zsh_text(command->summary()) + "'";
+    cases += "    " + command->name() + ")\n      _arguments" + zsh_arguments(*command) +
              " \\\n        '*:frame:_files' ;;\n";
   }
   std::printf(
@@ -219,26 +195,24 @@ void print_zsh_completion(const CLI::App& app) {
 
 }  // namespace
 
-Action define_manual(CLI::App& command, const Settings& /*settings*/) {
-  command.footer("Example:\n  xrdimage manual | man -l -");
-  return [&command] {
-    print_manual(*command.get_parent());
+Action define_manual(Command& command, const Settings& /*settings*/) {
+  command.set_footer("Example:\n  xrdimage manual | man -l -");
+  return [&line = command.whole()] {
+    print_manual(line);
     return 0;
   };
 }
 
-Action define_completion(CLI::App& command, const Settings& /*settings*/) {
+Action define_completion(Command& command, const Settings& /*settings*/) {
   auto shell = std::make_shared<std::string>();
-  command.add_option("SHELL", *shell, "bash or zsh")
-      ->type_name("")
-      ->required()
-      ->check(CLI::IsMember({"bash", "zsh"}).description(""));
-  command.footer("Example:\n  eval \"$(xrdimage completion bash)\"");
-  return [&command, shell] {
+  command.add_option({.names = "SHELL", .help = "bash or zsh", .choices = {"bash", "zsh"}, .is_required = true},
+                     *shell);
+  command.set_footer("Example:\n  eval \"$(xrdimage completion bash)\"");
+  return [&line = command.whole(), shell] {
     if (*shell == "bash") {
-      print_bash_completion(*command.get_parent());
+      print_bash_completion(line);
     } else {
-      print_zsh_completion(*command.get_parent());
+      print_zsh_completion(line);
     }
     return 0;
   };

@@ -1,14 +1,12 @@
 // xrdimage sample: a synthetic frame, for those who have none at hand.
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <memory>
 
-#include "frames/new_file.h"
-#include "frames/numbers.h"
 #include "frames/synthetic_frame.h"
 #include "frames/writers/mar345_file.h"
-#include "program/options/table.h"
+#include "program/output_file.h"
 #include "program/print.h"
 #include "program/program.h"
 
@@ -25,8 +23,7 @@ struct SampleOptions {
 
 int run(const SampleOptions& options) {
   const frames::Mar345Frame frame = frames::make_synthetic_frame(options.size, options.seed);
-  frames::NewFile file(options.output, frames::Interrupts::kRemoveFile,
-                       options.overwrite ? frames::Existing::kIsReplaced : frames::Existing::kIsRefused);
+  OutputFile file(options.output, options.overwrite ? frames::Existing::kIsReplaced : frames::Existing::kIsRefused);
   frames::write_mar345(frame, file.stream());
   file.commit();
   const auto overflows = std::ranges::count_if(frame.counts, [](std::uint32_t count) { return count > 65535; });
@@ -38,20 +35,21 @@ int run(const SampleOptions& options) {
 
 }  // namespace
 
-Action define_sample(CLI::App& command, const Settings& /*settings*/) {
+Action define_sample(Command& command, const Settings& /*settings*/) {
+  constexpr std::uint64_t kSmallest = 64;
+  constexpr std::uint64_t kLargest = 4096;
   auto options = std::make_shared<SampleOptions>();
-  command.add_option("OUT", options->output, "New file; a name in .mar2300 is recognised as a frame")->required();
-  command.add_option("--seed", options->seed, "Number that decides noise and spots")
-      ->type_name("N")
-      ->transform(without_leading_zeros())
-      ->capture_default_str();
-  command.add_option("--size", options->size, "Pixels per row, and rows, from 64 to 4096")
-      ->type_name("N")
-      ->transform(without_leading_zeros())
-      ->check(CLI::Range(64, 4096).description(""))
-      ->capture_default_str();
-  command.add_flag("--overwrite", options->overwrite, "Replace an existing file");
-  command.footer(
+  command.add_option({.names = "OUT",
+                      .value = "TEXT",
+                      .help = "New file; a name in .mar2300 is recognised as a frame",
+                      .is_required = true},
+                     options->output);
+  command.add_number({.names = "--seed", .value = "N", .help = "Number that decides noise and spots"}, 0,
+                     std::numeric_limits<std::uint64_t>::max(), [=](std::uint64_t seed) { options->seed = seed; });
+  command.add_number({.names = "--size", .value = "N", .help = "Pixels per row, and rows, from 64 to 4096"}, kSmallest,
+                     kLargest, [=](std::uint64_t size) { options->size = static_cast<int>(size); });
+  command.add_flag({.names = "--overwrite", .help = "Replace an existing file"}, options->overwrite);
+  command.set_footer(
       "Examples:\n"
       "  xrdimage sample demo.mar2300\n"
       "  xrdimage sample --seed 7 --size 600 small.mar2300");

@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -11,8 +12,7 @@
 #include <optional>
 
 #include "frames/failure.h"
-#include "frames/new_file.h"
-#include "frames/numbers.h"
+#include "frames/formats.h"
 #include "pictures/picture.h"
 #include "pictures/png.h"
 #include "program/classic/view.h"
@@ -20,7 +20,7 @@
 #include "program/options/input.h"
 #include "program/options/operations.h"
 #include "program/options/picture.h"
-#include "program/options/table.h"
+#include "program/output_file.h"
 #include "program/print.h"
 #include "program/scratch_folder.h"
 #include "program/terminal.h"
@@ -63,7 +63,7 @@ void view_on_display(const frames::Frame& frame, const ViewOptions& options, fra
   const ScratchFolder scratch;
   const std::string name = frames::name_without_ending(fs::path(options.file).filename().string()) + ".png";
   const std::string picture = (fs::path(scratch.path()) / name).string();
-  frames::NewFile file(picture);
+  OutputFile file(picture);
   pictures::write_png(pictures::draw_picture(frame, options.picture, remarks), file.stream());
   file.commit();
   print_remarks(options.file, remarks);
@@ -71,9 +71,23 @@ void view_on_display(const frames::Frame& frame, const ViewOptions& options, fra
   open_viewer(picture);
 }
 
+void refuse_options(const std::vector<std::string>& given, const std::string& why) {
+  if (!given.empty()) throw UsageError(given.front(), why);
+}
+
+void check_options(const Command& command, const ViewOptions& options) {
+  check_input_options(options.reading);
+  const bool is_classic_view = options.reading.classic && !options.terminal;
+  if (options.divisor && !options.reading.classic) throw UsageError("--divide", "has no effect without --classic");
+  if (options.divisor && options.terminal) throw UsageError("--divide", "has no effect with --terminal");
+  if (is_classic_view)
+    refuse_options(command.given_of(kPictureGroup), "has no effect with --classic without --terminal");
+  if (options.picture.rings.empty()) refuse_options(given_geometry(command), "has no effect without --rings");
+}
+
 int run(const ViewOptions& options, const Settings& settings) {
   frames::Remarks remarks;
-  frames::Frame frame = load_input(options.file, options.reading, settings, remarks);
+  frames::Frame frame = load_heeding_options(options.file, options.reading, settings, remarks);
   apply_operations(frame, options.operations, options.file, remarks);
   if (options.reading.classic && !options.terminal) {
     print_warnings(options.file, remarks);
@@ -90,20 +104,23 @@ int run(const ViewOptions& options, const Settings& settings) {
 
 }  // namespace
 
-Action define_view(CLI::App& command, const Settings& settings) {
+Action define_view(Command& command, const Settings& settings) {
+  constexpr const char* kGroup = "Output";
   auto options = std::make_shared<ViewOptions>();
-  command.add_option("FILE", options->file, "Frame to show")->type_name("")->required();
-  command.add_flag("--terminal", options->terminal, "Draw in the terminal, also where there is a display")
-      ->group("Output");
-  command.add_option("--divide", options->divisor, "With --classic: colours end at the largest count / N")
-      ->type_name("N")
-      ->transform(without_leading_zeros())
-      ->check(CLI::Range(0, std::numeric_limits<int>::max()).description(""))
-      ->group("Output");
+  command.add_option({.names = "FILE", .help = "Frame to show", .is_required = true}, options->file);
+  command.add_flag(
+      {.names = "--terminal", .help = "Draw in the terminal, also where there is a display", .group = kGroup},
+      options->terminal);
+  command.add_number({.names = "--divide",
+                      .value = "N",
+                      .help = "With --classic: colours end at the largest count / N",
+                      .group = kGroup},
+                     0, std::numeric_limits<int>::max(),
+                     [=](std::uint64_t divisor) { options->divisor = static_cast<int>(divisor); });
   add_picture_options(command, options->picture);
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
-  command.footer(
+  command.set_footer(
       "With a display, xv, xdg-open, feh or display opens the picture, which is removed\n"
       "when the viewer ends, or a minute after xdg-open. Without one it is drawn in the\n"
       "terminal: by its graphics (kitty, sixel), or by coloured blocks. With --classic\n"
@@ -111,7 +128,10 @@ Action define_view(CLI::App& command, const Settings& settings) {
       "\nExamples:\n"
       "  xrdimage view frame.mar2300\n"
       "  xrdimage view --terminal --scale log --colors viridis frame.mccd");
-  return [options, &settings] { return run(*options, settings); };
+  return [options, &command, &settings] {
+    check_options(command, *options);
+    return run(*options, settings);
+  };
 }
 
 }  // namespace program

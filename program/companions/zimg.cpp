@@ -1,20 +1,24 @@
 // Stand-in for the converter zimg: a raw 16-bit dump and a colour map become a PNG picture. It knows the options that
 // the library's view() gives.
-#include <CLI/CLI.hpp>
+#include <getopt.h>
+
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "frames/failure.h"
-#include "frames/new_file.h"
 #include "pictures/colourmap_file.h"
 #include "pictures/png.h"
+#include "program/output_file.h"
 #include "support/files.h"
 #include "support/image_size.h"
 #include "support/printable.h"
@@ -33,11 +37,17 @@ struct Size {
 
 struct Options {
   std::string colormap;
+  bool help = false;
   bool unsigned_short = false;
   Size size;
   CountRange range{0, 65535};
   std::string output;
   std::string input;
+};
+
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
 };
 
 std::string message_line(const char* message) {
@@ -54,7 +64,7 @@ Size parse_size(const std::string& text) {
   int length = 0;
   const int found = std::sscanf(text.c_str(), "%9dx%9d%n", &size.height, &size.width, &length);
   if (!matched(text, found, length) || xrd::allocatable_pixels(size.width, size.height).value_or(0) == 0) {
-    throw CLI::ValidationError("-r", "'" + text + "' is not of the form ROWSxCOLUMNS");
+    throw UsageError("-r: '" + text + "' is not of the form ROWSxCOLUMNS");
   }
   return size;
 }
@@ -66,7 +76,7 @@ CountRange parse_range(const std::string& text) {
   const int found = std::sscanf(text.c_str(), "%18lld-%18lld%n", &low, &high, &length);
   const auto fits = [](long long count) { return std::in_range<std::int32_t>(count); };
   if (!matched(text, found, length) || !fits(low) || !fits(high))
-    throw CLI::ValidationError("--absolute", "'" + text + "' is not of the form LO-HI");
+    throw UsageError("--absolute: '" + text + "' is not of the form LO-HI");
   return {low, high};
 }
 
@@ -97,41 +107,98 @@ void convert(const Options& options) {
   for (const std::uint16_t word : read_dump(options.input, pixels)) {
     picture.pixels.push_back(colour_of(word, options.range, colours));
   }
-  frames::NewFile file(options.output);
+  program::OutputFile file(options.output);
   pictures::write_png(picture, file.stream());
   file.commit();
 }
 
-int run(int argc, char** argv) {
-  Options options;
-  CLI::App app("Makes a PNG picture of a raw 16-bit dump", "zimg");
-  app.add_option("--colormap", options.colormap, "File of lines RED GREEN BLUE; grey without it");
-  app.add_flag("--unsigned-short", options.unsigned_short, "Pixels are unsigned 16-bit numbers")->required();
-  app.add_option_function<std::string>(
-         "-r", [&](const std::string& text) { options.size = parse_size(text); }, "Size of the image")
-      ->type_name("ROWSxCOLUMNS")
-      ->required();
-  app.add_option_function<std::string>(
-         "--absolute", [&](const std::string& text) { options.range = parse_range(text); },
-         "Values of the first and the last colour")
-      ->type_name("LO-HI");
-  app.add_option("-o", options.output, "Picture to write")->required();
-  app.add_option("IN", options.input, "Dump to read")->required();
-  app.failure_message([](const CLI::App* /*app*/, const CLI::Error& error) { return message_line(error.what()); });
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : 2;
+// What getopt_long hands out for the options of several letters.
+enum LongOption : int { kHelp = 'h', kRows = 'r', kOutput = 'o', kColormap = 1000, kUnsignedShort, kAbsolute };
+
+constexpr std::array<option, 5> kLongOptions{{
+    {"help", no_argument, nullptr, kHelp},
+    {"colormap", required_argument, nullptr, kColormap},
+    {"unsigned-short", no_argument, nullptr, kUnsignedShort},
+    {"absolute", required_argument, nullptr, kAbsolute},
+    {nullptr, 0, nullptr, 0},
+}};
+
+void take_option(Options& options, int found, const std::string& word) {
+  switch (found) {
+    case kHelp:
+      options.help = true;
+      break;
+    case kColormap:
+      options.colormap = optarg;
+      break;
+    case kUnsignedShort:
+      options.unsigned_short = true;
+      break;
+    case kRows:
+      options.size = parse_size(optarg);
+      break;
+    case kAbsolute:
+      options.range = parse_range(optarg);
+      break;
+    case kOutput:
+      options.output = optarg;
+      break;
+    case ':':
+      throw UsageError(word + ": a value is missing");
+    default:
+      throw UsageError("The following argument was not expected: " + word);
   }
-  convert(options);
-  return 0;
 }
+
+void require(bool is_given, const char* name) {
+  if (!is_given) throw UsageError(std::string(name) + " is required");
+}
+
+void check(const Options& options) {
+  require(options.unsigned_short, "--unsigned-short");
+  require(options.size.width > 0, "-r");
+  require(!options.output.empty(), "-o");
+  require(!options.input.empty(), "IN");
+}
+
+Options parse(int argc, char** argv) {
+  Options options;
+  optind = 0;  // anew, also for those who call this more than once
+  for (int found = 0; (found = getopt_long(argc, argv, ":ho:r:", kLongOptions.data(), nullptr)) != -1;) {
+    take_option(options, found, argv[std::max(optind, 2) - 1]);
+  }
+  if (optind < argc) options.input = argv[optind++];
+  if (optind < argc) throw UsageError(std::string("The following argument was not expected: ") + argv[optind]);
+  if (!options.help) check(options);
+  return options;
+}
+
+constexpr const char* kUsage =
+    "Makes a PNG picture of a raw 16-bit dump\n"
+    "Usage: zimg --unsigned-short -r ROWSxCOLUMNS [--absolute LO-HI] [--colormap FILE] -o OUT IN\n"
+    "\n"
+    "  --unsigned-short   Pixels are unsigned 16-bit numbers\n"
+    "  -r ROWSxCOLUMNS    Size of the image\n"
+    "  --absolute LO-HI   Values of the first and the last colour\n"
+    "  --colormap FILE    Lines RED GREEN BLUE; grey without it\n"
+    "  -o OUT             Picture to write\n"
+    "  IN                 Dump to read\n";
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  constexpr int kUsageError = 2;
   try {
-    return run(argc, argv);
+    const Options options = parse(argc, argv);
+    if (options.help) {
+      std::fputs(kUsage, stdout);
+    } else {
+      convert(options);
+    }
+    return 0;
+  } catch (const UsageError& error) {
+    std::fputs(message_line(error.what()).c_str(), stderr);
+    return kUsageError;
   } catch (const std::exception& failure) {
     std::fputs(message_line(failure.what()).c_str(), stderr);
     return 1;

@@ -8,12 +8,15 @@
 namespace program {
 
 // Options are heard in the order of the command line, each as often as it is given.
-void add_operation_options(CLI::App& command, std::vector<frames::Operation>& operations) {
+void add_operation_options(Command& command, std::vector<frames::Operation>& operations) {
   for (const frames::OperationOption& operation : frames::operations()) {
-    add_option(command, operation.name, operation.value, operation.help,
-               [&](const std::string& text) { operations.push_back(operation.make(text)); })
-        ->group("Operations")
-        ->trigger_on_parse();
+    add_option_or_flag(command,
+                       {.names = "--" + operation.name,
+                        .value = operation.value,
+                        .help = operation.help,
+                        .group = "Operations",
+                        .may_repeat = true},
+                       [&](const std::string& text) { operations.push_back(operation.make(text)); });
   }
 }
 

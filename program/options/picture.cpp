@@ -5,8 +5,8 @@
 
 namespace program {
 
-void add_picture_options(CLI::App& command, pictures::PictureOptions& options) {
-  add_options(command, pictures::picture_options(), options, "Pictures");
+void add_picture_options(Command& command, pictures::PictureOptions& options) {
+  add_options(command, pictures::picture_options(), options, kPictureGroup);
 }
 
 }  // namespace program

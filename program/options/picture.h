@@ -1,12 +1,13 @@
 // The options about pictures.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
 #include "pictures/picture.h"
+#include "program/options/command_line.h"
 
 namespace program {
 
-void add_picture_options(CLI::App& command, pictures::PictureOptions& options);
+inline constexpr const char* kPictureGroup = "Pictures";
+
+void add_picture_options(Command& command, pictures::PictureOptions& options);
 
 }  // namespace program

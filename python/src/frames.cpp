@@ -144,7 +144,7 @@ void write_new_file(const std::string& path, Write write) {
   try {
     const Unlocked unlocked;
     // Python deals with signals.
-    frames::NewFile file(path, frames::Interrupts::kAreLeftAlone);
+    frames::NewFile file(path);
     write(file.stream());
     file.commit();
     return;

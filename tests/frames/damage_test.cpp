@@ -159,8 +159,7 @@ TEST(FrameDamage, OfGigabytesBehindACompressedFrameSomeAreUnpacked) {
       const LoadOptions options = options_for(sample);
       const std::string path = directory.write("frame", file);
       const auto enough = [&](frames::Bytes front) { return frames::enough_of_file(front, path, options); };
-      EXPECT_LE(frames::unpack(frames::read_file(path), enough)->size(),
-                3 * sample.file.size() + (std::size_t{1} << 19))
+      EXPECT_LE(frames::unpack(test::bytes_of(file), enough)->size(), 3 * sample.file.size() + (std::size_t{1} << 19))
           << frames::entry_of(sample.format).name;
       const Frame frame = frames::load_frame(path, options);
       EXPECT_EQ(frame.format, sample.format);

@@ -5,6 +5,8 @@
 #include <set>
 #include <string>
 
+#include "frames/options.h"
+
 namespace {
 
 using frames::FileFormat;
@@ -15,7 +17,7 @@ TEST(Formats, KeywordsAreThoseThatReadingAndWritingShare) {
             (std::vector<std::string>{"marccd", "tiff", "adsc", "edf", "saint", "mar345", "packed", "raw"}));
   EXPECT_EQ(frames::writable_formats(),
             (std::vector<std::string>{"png", "tiff", "adsc", "edf", "mar345", "packed", "raw", "npy"}));
-  EXPECT_EQ(frames::written_endings(), ".png, .tif, .img, .edf, .mar, .pck, .raw, .npy");
+  EXPECT_EQ(frames::joined(frames::written_endings()), ".png, .tif, .img, .edf, .mar, .pck, .raw, .npy");
 }
 
 TEST(Formats, EveryOneIsFoundByItsKeywordAndItsEndings) {
@@ -78,7 +80,7 @@ TEST(Formats, NamesLoseTheEndingsOfFramesAlone) {
   EXPECT_EQ(frames::name_without_ending("a.EDF"), "a");
   EXPECT_EQ(frames::name_without_ending("a.b.tif"), "a.b");
   EXPECT_EQ(frames::name_without_ending("a.0001.bz2"), "a.0001");
-  for (const char* name : {"a.0001", "a", ".edf", "..edf", "...edf", ".gz", "a.", ""}) {
+  for (const char* name : {"a.0001", "a", "a.png", "a.npy", ".edf", "..edf", "...edf", ".gz", "a.", ""}) {
     EXPECT_EQ(frames::name_without_ending(name), name);
   }
 }

@@ -99,7 +99,6 @@ namespace {
 namespace fs = std::filesystem;
 using frames::Existing;
 using frames::Failure;
-using frames::Interrupts;
 using frames::NewFile;
 using Names = std::vector<std::string>;
 
@@ -122,11 +121,11 @@ TEST(NewFile, AppearsUnderItsNameWhenCommitted) {
   EXPECT_EQ(place.files(), Names{"out"});
 }
 
-TEST(NewFile, LeavesSignalsToTheProcessThatWantsThem) {
+TEST(NewFile, LeavesSignalsToTheProcess) {
   const test::Workplace place;
   const auto before = std::signal(SIGTERM, SIG_DFL);
   {
-    NewFile file("out", frames::Interrupts::kAreLeftAlone);
+    NewFile file("out");
     EXPECT_EQ(std::signal(SIGTERM, SIG_DFL), SIG_DFL);
   }
   EXPECT_TRUE(place.files().empty());
@@ -447,9 +446,9 @@ constexpr const char* kRefusal = "out: exists already; --overwrite replaces it";
 TEST(NewFile, ExistingFilesStayWhereThatIsAskedFor) {
   const test::Workplace place;
   place.write("out", "old");
-  EXPECT_EQ(failure_of([] { NewFile("out", Interrupts::kRemoveFile, Existing::kIsRefused); }), kRefusal);
+  EXPECT_EQ(failure_of([] { NewFile("out", Existing::kIsRefused); }), kRefusal);
   fs::create_symlink("out", "link");
-  EXPECT_NE(failure_of([] { NewFile("link", Interrupts::kRemoveFile, Existing::kIsRefused); }), "none");
+  EXPECT_NE(failure_of([] { NewFile("link", Existing::kIsRefused); }), "none");
   EXPECT_EQ(test::read_file("out"), "old");
   EXPECT_EQ(place.files(), (Names{"link", "out"}));
 }
@@ -460,7 +459,7 @@ TEST(NewFile, FilesThatComeMeanwhileStayToo) {
   for (const std::map<std::string, int>& errors :
        {std::map<std::string, int>{}, {{"renameat2", EINVAL}}, {{"renameat2", EINVAL}, {"linkat", EPERM}}}) {
     {
-      NewFile file("out", Interrupts::kRemoveFile, Existing::kIsRefused);
+      NewFile file("out", Existing::kIsRefused);
       place.write("out", "of another");
       Watch watch;
       watch.errors = errors;
@@ -468,7 +467,7 @@ TEST(NewFile, FilesThatComeMeanwhileStayToo) {
     }
     EXPECT_EQ(test::read_file("out"), "of another");
     fs::remove("out");
-    NewFile file("out", Interrupts::kRemoveFile, Existing::kIsRefused);
+    NewFile file("out", Existing::kIsRefused);
     Watch watch;
     watch.errors = errors;
     file.commit();
@@ -494,7 +493,7 @@ TEST(NewFile, OfTwoThatMakeTheSameFileOneWins) {
   });
   int written = 0;
   for (int round = 0; round < kRounds; ++round) {
-    NewFile file(std::to_string(round), Interrupts::kAreLeftAlone, Existing::kIsRefused);
+    NewFile file(std::to_string(round), Existing::kIsRefused);
     std::fputs("new", file.stream());
     together.arrive_and_wait();
     const bool is_written = failure_of([&] { file.commit(frames::Names::kLater); }) == "none";
@@ -514,7 +513,7 @@ TEST(NewFile, BytesAreSafeBeforeTheNameAndTheNameBeforeItCounts) {
   for (const auto& [existing, rename] :
        {std::pair(Existing::kIsReplaced, "renameat out"), std::pair(Existing::kIsRefused, "renameat2 out")}) {
     Watch watch;
-    NewFile file("out", Interrupts::kRemoveFile, existing);
+    NewFile file("out", existing);
     std::fputs("12345", file.stream());
     file.commit();
     EXPECT_EQ(watch.calls, (Names{"flock", "fsync 5 bytes", rename, "fsync folder"}));
@@ -691,31 +690,6 @@ TEST_F(LeftFiles, WithoutLocksTheyStay) {
   EXPECT_EQ(status, 0);
 }
 
-// ------------------------------------------------------------------------------------------------------------------
-// Signals
-// ------------------------------------------------------------------------------------------------------------------
-
-TEST(NewFile, AnInterruptLeavesNothing) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU, SIGUSR1, SIGUSR2}) {
-    const test::Workplace place;
-    const pid_t process = fork();
-    if (process == 0) {
-      constexpr rlimit kNoCore{};
-      setrlimit(RLIMIT_CORE, &kNoCore);
-      NewFile file("out");
-      std::fputs("half", file.stream());
-      std::fflush(file.stream());
-      raise(signal);
-      _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(process, &status, 0), process);
-    EXPECT_TRUE(WIFSIGNALED(status));
-    EXPECT_EQ(WTERMSIG(status), signal);
-    EXPECT_EQ(place.files(), Names{});
-  }
-}
-
 TEST(NewFile, TemporaryNamesThatAreTakenAreNoTrouble) {
   const test::Workplace place;
   Names taken;
@@ -730,18 +704,6 @@ TEST(NewFile, TemporaryNamesThatAreTakenAreNoTrouble) {
   file.commit();
   EXPECT_EQ(test::read_file("out"), "new");
   EXPECT_EQ(test::read_file(taken[0]), "of another");
-}
-
-TEST(NewFile, SignalsThatAreIgnoredStayIgnored) {
-  const test::Workplace place;
-  auto* const before = std::signal(SIGHUP, SIG_IGN);
-  {
-    NewFile file("out");
-    EXPECT_EQ(raise(SIGHUP), 0);
-    file.commit();
-  }
-  EXPECT_EQ(std::signal(SIGHUP, before), SIG_IGN);
-  EXPECT_EQ(place.files(), Names{"out"});
 }
 
 }  // namespace

@@ -108,6 +108,15 @@ TEST_F(Convert, UnknownEndingsAreRefusedBeforeAnythingIsRead) {
   }
 }
 
+TEST_F(Convert, OfUnknownEndingsTheNearestOneIsSuggested) {
+  const auto error_of = [&](const std::string& name) {
+    return place_.xrdimage("convert frame.mar2300 -o " + name).err;
+  };
+  EXPECT_TRUE(error_of("out.tiif").ends_with("or --to state the format; did you mean .tif?\n"));
+  EXPECT_TRUE(error_of("out.EDG").ends_with("or --to state the format; did you mean .edf?\n"));
+  EXPECT_TRUE(error_of("out.xyz").ends_with("or --to state the format\n"));
+}
+
 TEST_F(Convert, ImpossibleRangesAreRefused) {
   for (const char* range : {"0", "3-3", "9-2", "many", "-"}) {
     const Result result = place_.xrdimage(std::string("convert frame.mar2300 -o out.png --range=") + range);

@@ -109,7 +109,7 @@ TEST_F(Info, SeveralFramesAreATableBelowWhatTheyHaveInCommon) {
 
 TEST_F(Info, ValuesThatSomeFramesLackAreDashesInTheTable) {
   place_.write("b.raw", test::little16(1) + test::little16(2) + test::little16(3) + test::little16(4));
-  const Result result = place_.xrdimage("info a.mar2300 b.raw --size 2x2");
+  const Result result = place_.xrdimage("info a.mar2300 b.raw");
   EXPECT_NE(result.out.find("\nb.raw      raw                -            -        -"), std::string::npos)
       << result.out;
 }

@@ -40,6 +40,21 @@ TEST(Sample, TheSameSeedGivesTheSameBytes) {
   EXPECT_NE(test::read_file("a"), test::read_file("c"));
 }
 
+TEST(Sample, SeedsThatAreNoneAreRefused) {
+  const test::Workplace place;
+  for (const std::string seed : {"-1", "-18446744073709551615", "18446744073709551616", "x", "1.5", "''"}) {
+    const Result result = place.xrdimage("sample --size 64 a --seed " + seed);
+    EXPECT_EQ(result.status, 2) << seed;
+    EXPECT_EQ(result.err, "xrdimage: --seed: Value " + (seed == "''" ? "" : seed) +
+                              " not in range 0 to 18446744073709551615 ('xrdimage --help' tells more)\n");
+  }
+  EXPECT_TRUE(place.files().empty());
+  EXPECT_EQ(place.xrdimage("sample --size 64 a --seed 18446744073709551615").status, 0);
+  EXPECT_EQ(place.xrdimage("sample --size 064 b --seed 0009").status, 0);
+  EXPECT_EQ(place.xrdimage("sample --size 64 c --seed 9").status, 0);
+  EXPECT_EQ(test::read_file("b"), test::read_file("c"));
+}
+
 TEST(Sample, IsOfFullSizeByDefault) {
   const test::Workplace place;
   const Result result = place.xrdimage("sample new.mar2300");
