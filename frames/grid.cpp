@@ -10,6 +10,8 @@ Frame blank_frame(const Frame& like, int width, int height) {
   result.counts = Counts(static_cast<std::size_t>(width) * static_cast<std::size_t>(height));
   result.is_signed = like.is_signed;
   result.header = like.header;
+  result.items = like.items;
+  result.images = like.images;
   result.notes = like.notes;
   return result;
 }
