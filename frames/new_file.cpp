@@ -62,10 +62,13 @@ NewFile::NewFile(const std::string& path, Existing existing)
   remove_left_files(place_.folder.number());
   const bool takes_permissions = replaced && replaced->st_uid == geteuid();
   make(takes_permissions ? replaced->st_mode & (S_IRUSR | S_IWUSR) : kAnyPermissions);
-  if (!open_stream() || (takes_permissions && !take_permissions(unfinished_.descriptor.number(), place_, *replaced))) {
-    const int error = errno;
+  try {
+    const bool is_ready =
+        open_stream() && (!takes_permissions || take_permissions(unfinished_.descriptor.number(), place_, *replaced));
+    if (!is_ready) throw Failure(path_, std::strerror(errno), errno);
+  } catch (...) {  // memory may be lacking, too
     discard();
-    throw Failure(path_, std::strerror(error), error);
+    throw;
   }
 }
 
