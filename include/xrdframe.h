@@ -170,8 +170,8 @@ typedef enum xrd_sample {
 } xrd_sample;
 
 /*
- * Why a pixel is masked: bits of its byte in the mask, where NeXus has them in its pixel_mask, as far as they fit a
- * byte. A pixel with no bit but XRD_MASK_SATURATED has a count like any other. With another bit it has none.
+ * Why a pixel is masked: bits of its byte in the mask, those of NeXus's pixel_mask as far as they fit a byte. A pixel
+ * with no bit but XRD_MASK_SATURATED has a count like any other. With another bit it has none.
  */
 enum {
   XRD_MASK_GAP = 0x01,       /* between the modules of a detector */
@@ -180,6 +180,7 @@ enum {
   XRD_MASK_SATURATED = 0x08, /* at or above what the detector can count */
   XRD_MASK_NOISY = 0x10,     /* it counts too much */
   XRD_MASK_UNKNOWN = 0x20,   /* it overflowed, and the file does not have its count */
+  XRD_MASK_CLUSTER = 0x40,   /* one of a group of pixels that have something wrong */
   XRD_MASK_USER = 0x80       /* masked by somebody */
 };
 
@@ -199,7 +200,7 @@ XRDFRAME_API int xrd_height(const xrd_frame *frame); /* rows */
 XRDFRAME_API xrd_sample xrd_sample_of(const xrd_frame *frame);
 /* The keyword of the format that it was read from; "raw" if it was made by xrd_create. */
 XRDFRAME_API const char *xrd_format_of(const xrd_frame *frame);
-/* How many images the file holds that it was read from. */
+/* How many images the file holds that it was read from; 0 if it was made by xrd_create. */
 XRDFRAME_API size_t xrd_images(const xrd_frame *frame);
 
 /* The counts, of the kind that xrd_sample_of tells. Nothing is copied. Null after xrd_load_header. */

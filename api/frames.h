@@ -1,0 +1,23 @@
+// What the functions of xrdframe.h share of frames.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "api/objects.h"
+#include "frames/frame.h"
+
+namespace api {
+
+frames::Frame copy_of(const frames::Frame& frame);
+
+xrd_lines printable_lines(const std::vector<std::string>& lines);
+
+// What a caller gets.
+std::unique_ptr<xrd_frame> handle_of(frames::Frame frame);
+
+// A Refusal if there is no frame, or if it has no counts.
+const frames::Frame& with_counts(const xrd_frame* frame);
+
+}  // namespace api

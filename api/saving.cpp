@@ -1,0 +1,139 @@
+// Frames into files and into memory.
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string>
+
+#include "api/frames.h"
+#include "api/guard.h"
+#include "frames/failure.h"
+#include "frames/formats.h"
+#include "frames/new_file.h"
+#include "frames/remarks.h"
+#include "pictures/save.h"
+#include "support/files.h"
+#include "support/memory.h"
+
+namespace {
+
+using api::guarded;
+using api::Refusal;
+using api::required;
+
+const frames::FileFormat& writable(const frames::FileFormat* format) {
+  if (format == nullptr) throw Refusal(XRD_UNKNOWN_FORMAT, "cannot be written: no format has this keyword or ending");
+  if (!format->is_written()) {
+    throw Refusal(XRD_UNSUPPORTED, "cannot be written as " + std::string(format->name));
+  }
+  return *format;
+}
+
+const frames::FileFormat& format_for(const std::string& path, const xrd_options* options) {
+  if (options != nullptr && options->format) return writable(frames::find_format(*options->format));
+  return writable(frames::format_of_ending(frames::ending_of(path)));
+}
+
+// Whether the bytes could be written shows in the stream.
+void write(const frames::Frame& frame, const frames::FileFormat& format, const xrd_options* options, std::FILE* stream,
+           frames::Remarks& remarks) {
+  try {
+    const pictures::SaveOptions saving = options == nullptr ? pictures::SaveOptions() : options->saving;
+    pictures::write_frame(frame, format, saving, stream, remarks);
+  } catch (const std::runtime_error& failure) {
+    throw Refusal(XRD_UNSUPPORTED, failure.what());
+  }
+}
+
+// Null for no warnings, and where nobody wants them.
+std::unique_ptr<xrd_lines> lines_for(xrd_lines** place, const frames::Remarks& remarks) {
+  if (place == nullptr || remarks.warnings.empty()) return nullptr;
+  return std::make_unique<xrd_lines>(api::printable_lines(remarks.warnings));
+}
+
+void hand_over(xrd_lines** place, std::unique_ptr<xrd_lines> lines) {
+  if (place != nullptr) *place = lines.release();
+}
+
+// The message without the path.
+Refusal without_path(const frames::Failure& failure, const std::string& path) {
+  std::string line = failure.what();
+  if (line.starts_with(path + ": ")) line.erase(0, path.size() + 2);
+  return {XRD_SYSTEM, line};
+}
+
+// A stream whose bytes stay in memory.
+class MemoryFile {
+ public:
+  MemoryFile() : stream_(open_memstream(&bytes_, &size_)) {
+    if (!stream_) throw std::bad_alloc();
+  }
+  MemoryFile(const MemoryFile&) = delete;
+  MemoryFile& operator=(const MemoryFile&) = delete;
+  ~MemoryFile() {
+    stream_.reset();
+    std::free(bytes_);
+  }
+
+  std::FILE* stream() { return stream_.get(); }
+
+  // Ends the writing. The size is that up to the position, so that this goes to the end.
+  std::size_t finish() {
+    const bool is_complete = std::fseek(stream_.get(), 0, SEEK_END) == 0 && std::fflush(stream_.get()) == 0 &&
+                             std::ferror(stream_.get()) == 0;
+    if (!is_complete) throw std::bad_alloc();
+    const std::size_t size = size_;
+    stream_.reset();
+    return size;
+  }
+
+  // The caller releases the bytes by free.
+  char* release() { return std::exchange(bytes_, nullptr); }
+
+ private:
+  char* bytes_ = nullptr;
+  std::size_t size_ = 0;
+  xrd::FileHandle stream_;
+};
+
+}  // namespace
+
+extern "C" {
+
+xrd_result xrd_save(const xrd_frame* frame, const char* path, const xrd_options* options, xrd_lines** warnings,
+                    char* detail) {
+  return guarded(detail, [&] {
+    const frames::Frame& saved = api::with_counts(frame);
+    const std::string name = &required(path, "path");
+    const frames::FileFormat& format = format_for(name, options);
+    try {
+      frames::NewFile file(name, frames::Interrupts::kAreLeftAlone);
+      frames::Remarks remarks;
+      write(saved, format, options, file.stream(), remarks);
+      auto lines = lines_for(warnings, remarks);
+      file.commit();
+      hand_over(warnings, std::move(lines));
+    } catch (const frames::Failure& failure) {
+      throw without_path(failure, name);
+    }
+  });
+}
+
+xrd_result xrd_save_memory(const xrd_frame* frame, const char* format, const xrd_options* options, void** bytes,
+                           size_t* size, xrd_lines** warnings, char* detail) {
+  return guarded(detail, [&] {
+    const frames::Frame& saved = api::with_counts(frame);
+    const frames::FileFormat& chosen = writable(frames::find_format(&required(format, "format")));
+    required(bytes, "place for the bytes");
+    required(size, "place for the size");
+    MemoryFile file;
+    frames::Remarks remarks;
+    write(saved, chosen, options, file.stream(), remarks);
+    auto lines = lines_for(warnings, remarks);
+    *size = file.finish();
+    *bytes = file.release();
+    hand_over(warnings, std::move(lines));
+  });
+}
+
+}  // extern "C"
