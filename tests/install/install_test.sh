@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# install_test.sh SOURCES BUILD VERSION LIBDIR CC CXX [program] [python]: installs the build to a folder of its own and builds
-# hosts against that, by pkg-config and by CMake, with the shared and the static library; then once more where the folder
+# install_test.sh SOURCES BUILD VERSION LIBDIR CC CXX [program] [frame] [python]: installs the build to a folder of its own and
+# builds hosts against that, by pkg-config and by CMake, with the shared and the static library; then once more where the folder
 # was moved to. Folders have blanks in their names.
 set -euo pipefail
 
@@ -11,6 +11,7 @@ libdir=$4
 export CC=$5 CXX=$6
 shift 6
 with_program=
+with_frame=
 with_python=
 for part; do declare "with_$part=yes"; done
 
@@ -54,6 +55,24 @@ share/doc/xrdimage/README.md
 share/doc/xrdimage/examples/CMakeLists.txt
 share/doc/xrdimage/examples/process.c
 EOF
+    [ -z "$with_frame" ] || cat <<EOF
+include/xrdframe.h
+include/xrdframe.hpp
+$libdir/cmake/xrdframe/xrdframeConfig.cmake
+$libdir/cmake/xrdframe/xrdframeConfigVersion.cmake
+$libdir/cmake/xrdframe/xrdframeStaticTargets-release.cmake
+$libdir/cmake/xrdframe/xrdframeStaticTargets.cmake
+$libdir/cmake/xrdframe/xrdframeTargets-release.cmake
+$libdir/cmake/xrdframe/xrdframeTargets.cmake
+$libdir/libxrdframe.a
+$libdir/libxrdframe.so
+$libdir/libxrdframe.so.${version%%.*}
+$libdir/libxrdframe.so.$version
+$libdir/pkgconfig/xrdframe.pc
+share/doc/xrdimage/examples/xrdframe/CMakeLists.txt
+share/doc/xrdimage/examples/xrdframe/picture.c
+share/doc/xrdimage/examples/xrdframe/picture.cpp
+EOF
     [ -z "$with_program" ] || cat <<EOF
 bin/xrdimage
 libexec/xrdimage/xv
@@ -72,20 +91,24 @@ EOF
   fi
 }
 
+# The library that hosts are linked with, and what they are called with.
+library=xrdimage
+arguments=()
+
 # flags OPTION...: an array of what pkg-config says. Its quoting is that of the shell.
 flags() {
-  eval "flags=($(pkg-config "$@" xrdimage))"
+  eval "flags=($(pkg-config "$@" $library))"
 }
 
 # check_host shared|static HOST PREFIX: it runs, and with the library that it was to be linked with.
 check_host() {
   local uses
-  uses=$(LD_LIBRARY_PATH="$3/$libdir" ldd "$2" | grep libxrdimage || true)
+  uses=$(LD_LIBRARY_PATH="$3/$libdir" ldd "$2" | grep lib$library || true)
   case $1 in
-    shared) [[ $uses == *"$3/$libdir/libxrdimage.so.${version%%.*} "* ]] || fail "$2 does not use $3: $uses" ;;
+    shared) [[ $uses == *"$3/$libdir/lib$library.so.${version%%.*} "* ]] || fail "$2 does not use $3: $uses" ;;
     static) [ -z "$uses" ] || fail "$2 is linked with a shared library: $uses" ;;
   esac
-  LD_LIBRARY_PATH="$3/$libdir" quietly "$2"
+  LD_LIBRARY_PATH="$3/$libdir" quietly "$2" "${arguments[@]}"
 }
 
 # by_pkg_config PREFIX SOURCE COMPILER...: a host, by the compiler with its options.
@@ -93,7 +116,7 @@ by_pkg_config() {
   local prefix=$1 source=$2 flags
   shift 2
   export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
-  [ "$(pkg-config --modversion xrdimage)" = "$version" ] || fail "xrdimage.pc has another version than $version"
+  [ "$(pkg-config --modversion $library)" = "$version" ] || fail "$library.pc has another version than $version"
   flags --cflags
   quietly "$@" -I"$sources" -c "$source" "${flags[@]}" -o host.o
   flags --libs
@@ -101,7 +124,7 @@ by_pkg_config() {
   check_host shared ./shared "$prefix"
   # Where both libraries are, -l takes the shared one.
   flags --static --libs
-  quietly "$1" host.o "${flags[@]/#-lxrdimage/-l:libxrdimage.a}" -o static
+  quietly "$1" host.o "${flags[@]/#-l$library/-l:lib$library.a}" -o static
   check_host static ./static "$prefix"
 }
 
@@ -110,11 +133,11 @@ by_cmake() {
   local prefix=$1 language=$2 host
   shift 2
   rm -rf by_cmake
-  quietly cmake -G Ninja -S "$sources/tests/install/hosts" -B by_cmake -DLANGUAGE="$language" -DVERSION="$version" \
+  quietly cmake -G Ninja -S "$sources/tests/install/hosts" -B by_cmake -DLANGUAGE="$language" -DVERSION="$version" -DLIBRARY=$library \
     -DCMAKE_PREFIX_PATH="$prefix"
   quietly cmake --build by_cmake
   for host; do
-    check_host shared "by_cmake/${host}_xrdimage" "$prefix"
+    check_host shared "by_cmake/${host}_shared" "$prefix"
     check_host static "by_cmake/${host}_static" "$prefix"
   done
 }
@@ -164,6 +187,38 @@ check_example() {
   )
 }
 
+# The frame library: the host of its tests in the C of 1989 and as C++, and the examples, which make one picture.
+check_frame_library() {
+  local prefix=$1 host=$sources/tests/install/hosts/frame_host.c picture
+  local examples=$prefix/share/doc/xrdimage/examples/xrdframe
+  printf '{\nDim_1 = 4 ;\nDim_2 = 2 ;\nDataType = UnsignedInteger ;\n}\n' >frame.edf
+  printf '\1\0\0\0%.0s' {1..7} >>frame.edf
+  printf '\0\1\0\0' >>frame.edf
+  library=xrdframe arguments=(frame.edf)
+  by_pkg_config "$prefix" "$host" "$CC" -std=c89 -pedantic-errors -Wall -Wextra -Werror
+  by_pkg_config "$prefix" "$host" "$CXX" -x c++ -std=c++20 -pedantic-errors -Wall -Wextra -Werror
+  by_cmake "$prefix" C frame_host
+  ./static frame.edf | grep -qx 'maximum_counts 256' || fail "the static library tells other counts"
+  if ldd static by_cmake/frame_host_shared | grep fftw; then fail "the frame library is linked with FFTW"; fi
+
+  for picture in "$examples"/picture.{c,cpp}; do
+    [ "$(wc -l <"$picture")" -lt 40 ] || fail "$picture has grown"
+  done
+  rm -rf by_cmake_too
+  quietly cmake -G Ninja -S "$examples" -B by_cmake_too -DCMAKE_PREFIX_PATH="$prefix"
+  quietly cmake --build by_cmake_too
+  for picture in by_cmake_too/picture_{c,cpp}; do
+    LD_LIBRARY_PATH=$prefix/$libdir "$picture" frame.edf "$picture.png" >said || fail "$picture fails"
+    grep -q 'Dim_1 = 4' said || fail "$picture does not tell the header"
+    grep -q '^counts from 1 to 256, mean 32.8' said || fail "$picture tells: $(cat said)"
+    ! LD_LIBRARY_PATH=$prefix/$libdir "$picture" missing.edf "$picture.png" >said 2>&1 || fail "$picture finds no failure"
+    grep -q 'No such file' said || fail "$picture does not say what is wrong"
+  done
+  cmp by_cmake_too/picture_{c,cpp}.png
+  library=xrdimage arguments=()
+  rm -r by_cmake_too frame.edf
+}
+
 # The program finds zimg beside itself.
 check_program() {
   "$1/bin/xrdimage" --version | grep -qxF "xrdimage $version" || fail "xrdimage --version tells another version"
@@ -193,6 +248,7 @@ by_pkg_config "$prefix" "$sources/tests/header/cpp_host.cpp" "$CXX" -std=c++20
 by_pkg_config "$prefix" "$sources/tests/install/hosts/c89_host.c" "$CC" -std=c89 -pedantic-errors -Wall -Wextra -Werror
 by_cmake "$prefix" C c_host c89_host
 by_cmake "$prefix" CXX cpp_host
+[ -z "$with_frame" ] || check_frame_library "$prefix"
 [ -z "$with_program" ] || check_program "$prefix"
 
 mkdir moved
@@ -200,6 +256,7 @@ mv "$prefix" "moved/another prefix"
 prefix="$work/moved/another prefix"
 by_pkg_config "$prefix" "$sources/tests/header/c_host.c" "$CC" -std=c11
 by_cmake "$prefix" C c_host c89_host
+[ -z "$with_frame" ] || check_frame_library "$prefix"
 check_example "$prefix"
 [ -z "$with_python" ] || check_python "$prefix"
 [ -z "$with_program" ] || check_program "$prefix"

@@ -45,10 +45,15 @@ if [ -x /usr/bin/xrdimage ]; then
   [ -s shown.png ]
 fi
 
+# c_block NUMBER: one of the README's programs in C.
+c_block() {
+  awk -v number="$1" '/^```$/ { inside = 0 } inside { print } /^```c$/ { inside = ++count == number }' README.md
+}
+
 # The host of the README, by the shared library, found in the usual places, and by the static one, found by pkg-config.
-apt install ./libxrdimage-dev_*.deb gcc libc6-dev pkg-config
+apt install ./libxrdimage-dev_*.deb ./libxrdframe-dev_*.deb gcc libc6-dev pkg-config
 [ "$(pkg-config --modversion xrdimage)" = "$version" ]
-sed -n '/^```c$/,/^```$/ { /^```/d; p }' README.md >example.c
+c_block 1 >example.c
 cc example.c -lxrdimage -o shared
 ldd shared | grep libxrdimage.so.1
 # shellcheck disable=SC2046 # words are what pkg-config gives
@@ -69,6 +74,24 @@ cc -Wall -Wextra -Werror /usr/share/doc/libxrdimage-dev/examples/process.c -lxrd
 PATH=$PATH:/usr/libexec/xrdimage ./process frame.edf binned.edf || [ ! -x /usr/bin/xrdimage ]
 [ "$(tail -c 16 binned.edf | od -An -tu4 | tr -s ' ')" = " 4 4 4 4" ]
 
+# The other library, which needs nothing of the first.
+ldconfig -p | grep 'libxrdframe\.so\.1 ' || fail "the frame library is not in the linker's cache"
+[ "$(pkg-config --modversion xrdframe)" = "$version" ]
+c_block 2 >frame_example.c
+cc -Wall -Wextra -Werror frame_example.c -lxrdframe -o shared
+ldd shared | grep libxrdframe.so.1
+if ldd shared | grep -E 'fftw|xrdimage'; then fail "the frame library is linked with what it does not need"; fi
+# shellcheck disable=SC2046 # words are what pkg-config gives
+cc frame_example.c $(pkg-config --static --cflags --libs xrdframe | sed 's/-lxrdframe/-l:libxrdframe.a/') -o static
+for host in shared static; do
+  ./$host frame.edf $host.png
+  ./$host missing.edf missing.png 2>&1 | grep 'No such file'
+done
+cmp shared.png static.png
+cc -Wall -Wextra -Werror /usr/share/doc/libxrdframe-dev/examples/picture.c -lxrdframe -o picture
+./picture frame.edf example.png | grep 'counts from 1 to 1, mean 1.00'
+cmp shared.png example.png
+
 # What is installed is what was packaged, and all of it goes.
 [ -z "$(dpkg --verify "${names[@]}")" ] || fail "installed files are not as they were packaged"
 dpkg -L "${names[@]}" | sort -u >installed
@@ -76,6 +99,6 @@ apt purge "${names[@]}"
 while read -r path; do # folders that other packages have, too, stay
   if [ "$path" != /. ] && [ -e "$path" ] && ! dpkg -S "$path"; then fail "$path is left"; fi
 done <installed
-left=$(find / -xdev \( -path /test -o -path /proc -o -path /var/log -o -path /var/cache/apt \) -prune -o -name '*xrdimage*' -print)
+left=$(find / -xdev \( -path /test -o -path /proc -o -path /var/log -o -path /var/cache/apt \) -prune -o \( -name '*xrdimage*' -o -name '*xrdframe*' \) -print)
 [ -z "$left" ] || fail "these are left: $left"
-if ldconfig -p | grep xrdimage; then fail "the linker's cache still has the library"; fi
+if ldconfig -p | grep -E 'xrdimage|xrdframe'; then fail "the linker's cache still has the library"; fi
