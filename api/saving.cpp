@@ -12,6 +12,7 @@
 #include "frames/new_file.h"
 #include "frames/remarks.h"
 #include "pictures/save.h"
+#include "support/c_locale.h"
 #include "support/files.h"
 #include "support/memory.h"
 
@@ -105,6 +106,7 @@ xrd_result xrd_save(const xrd_frame* frame, const char* path, const xrd_options*
   return guarded(detail, [&] {
     const frames::Frame& saved = api::with_counts(frame);
     const std::string name = &required(path, "path");
+    const xrd::CLocale locale;  // texts of the system's errors
     const frames::FileFormat& format = format_for(name, options);
     try {
       frames::NewFile file(name, frames::Interrupts::kAreLeftAlone);
