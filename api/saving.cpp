@@ -109,7 +109,7 @@ xrd_result xrd_save(const xrd_frame* frame, const char* path, const xrd_options*
     const xrd::CLocale locale;  // texts of the system's errors
     const frames::FileFormat& format = format_for(name, options);
     try {
-      frames::NewFile file(name, frames::Interrupts::kAreLeftAlone);
+      frames::NewFile file(name);
       frames::Remarks remarks;
       write(saved, format, options, file.stream(), remarks);
       auto lines = lines_for(warnings, remarks);
