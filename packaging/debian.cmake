@@ -15,7 +15,7 @@ set(components runtime development)
 if(XRDIMAGE_FRAME)
   list(APPEND components frame_runtime frame_development)
 endif()
-if(XRDIMAGE_HOST)
+if(XRDIMAGE_PROGRAM)
   list(APPEND components program)
 endif()
 
