@@ -92,15 +92,15 @@ def test_array_outlives_the_frame(lab6: Path) -> None:
 
 
 def test_loading_takes_no_second_array() -> None:
-    # A frame of 256 MB of counts in the memory of that, the file and the mask: 128 and 64 MB.
+    # A frame of 64 MB of counts in the memory of that, the file and the mask: 32 and 16 MB.
     script = """
 import resource, numpy as np, xrdimage
-np.zeros(1 << 26, np.uint16).tofile("large.raw")
+np.zeros(1 << 24, np.uint16).tofile("large.raw")
 before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
-frame = xrdimage.load("large.raw", size=(8192, 8192))
+frame = xrdimage.load("large.raw", size=(4096, 4096))
 grown = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before
-assert grown < (256 + 128 + 64 + 32) * 1024, grown
-assert frame.counts.nbytes == 256 << 20
+assert grown < (64 + 32 + 16 + 12) * 1024, grown
+assert frame.counts.nbytes == 64 << 20
 """
     subprocess.run([sys.executable, "-c", script], check=True)
 
@@ -232,13 +232,16 @@ def test_files_that_are_no_frames_are_frame_errors() -> None:
 
 
 def test_lack_of_memory_is_a_memory_error() -> None:
+    # There is room for the file, of 32 MB, and not for the counts, which take 64 MB.
     script = """
 import resource, numpy as np, xrdimage
 with open("large.raw", "wb") as file:
-    file.truncate(1 << 28)
-resource.setrlimit(resource.RLIMIT_AS, (1 << 29, 1 << 29))
+    file.truncate(1 << 25)
+with open("/proc/self/statm") as numbers:
+    limit = int(numbers.read().split()[0]) * resource.getpagesize() + (48 << 20)
+resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
 try:
-    xrdimage.load("large.raw", size=(1 << 14, 1 << 13))
+    xrdimage.load("large.raw", size=(1 << 12, 1 << 12))
 except MemoryError:
     pass
 else:
