@@ -6,13 +6,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <initializer_list>
 #include <optional>
 #include <random>
-#include <regex>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -102,28 +100,7 @@ std::string printed(const char* format, Values... values) {
 }
 
 // What the text becomes as a format string when each conversion takes the value zero, cut at `length`.
-inline std::string as_format(const std::string& text, std::size_t length) {
-  static const std::regex kConversion(
-      "%([-+ #0'I]*[0-9]*(?:\\.[0-9]*)?)(hh|h|ll|l|q|j|z|t|L|)"
-      "(?:([diouxXbB])|([eEfFgGaA])|(p)|[csSCn]|(%)|$|([^]))");
-  std::string result;
-  auto rest = text.cbegin();
-  for (std::sregex_iterator match(text.begin(), text.end(), kConversion), none; match != none; ++match) {
-    result += match->prefix();
-    const std::string flags = (*match)[1];
-    if ((*match)[3].matched) result += printed(("%" + flags + (*match)[3].str()).c_str(), 0);
-    if ((*match)[4].matched) result += printed(("%" + flags + (*match)[4].str()).c_str(), 0.0);
-    if ((*match)[5].matched) result += printed(("%" + flags + "p").c_str(), static_cast<void*>(nullptr));
-    if ((*match)[6].matched) result += '%';
-    if ((*match)[7].matched) {  // the error number's text, or no conversion
-      errno = 0;
-      result += printed(match->str().c_str(), 0);
-    }
-    rest = (*match)[0].second;
-  }
-  result.append(rest, text.cend());
-  return result.substr(0, length);
-}
+std::string as_format(const std::string& text, std::size_t length);
 
 using Random = std::mt19937;
 

@@ -4,8 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <optional>
-#include <regex>
+#include <string_view>
 
 #include "tests/damage.h"
 #include "tests/environment.h"
@@ -158,8 +159,14 @@ std::string told(const Count& count) {
 }
 
 std::size_t messages_of_failure(const std::string& out) {
-  const std::regex pattern("ERROR\033\\[0m (READING|reading)|ERROR> Cannot allocate|Not read correctly");
-  return static_cast<std::size_t>(std::distance(std::sregex_iterator(out.begin(), out.end(), pattern), {}));
+  static constexpr std::string_view kMessages[] = {"ERROR\033[0m READING", "ERROR\033[0m reading",
+                                                   "ERROR> Cannot allocate", "Not read correctly"};
+  std::size_t count = 0;
+  for (const std::string_view message : kMessages) {
+    for (std::size_t at = out.find(message); at != std::string::npos; at = out.find(message, at + message.size()))
+      ++count;
+  }
+  return count;
 }
 
 class Damage : public testing::TestWithParam<Reader> {
@@ -177,15 +184,18 @@ class Damage : public testing::TestWithParam<Reader> {
     });
     EXPECT_TRUE(ending.is_normal()) << ending.signal << " " << ending.status << "\n" << ending.err;
     EXPECT_FALSE(ending.told.starts_with("PROBLEM")) << ending.told;
-    std::smatch numbers;
-    ASSERT_TRUE(
-        std::regex_match(ending.told, numbers, std::regex("(\\d+) runs, without image (\\d+), assertions (\\d+)")));
+    Count count;
+    ASSERT_EQ(std::sscanf(ending.told.c_str(), "%zu runs, without image %zu, assertions %zu", &count.runs,
+                          &count.without_image, &count.assertions),
+              3)
+        << ending.told;
+    ASSERT_EQ(ending.told, told(count));
     const std::string_view function = GetParam().function;
     const bool asserts = function == "read_tiff" || function == "read_mar_ccd" || function == "new_read_pck";
-    EXPECT_TRUE(asserts || numbers[3] == "0") << ending.told;
+    EXPECT_TRUE(asserts || count.assertions == 0) << ending.told;
     const std::string_view failure = GetParam().told_then == nullptr ? "" : GetParam().told_then;
     if (failure.find("array") == std::string_view::npos) return;  // it makes no image
-    EXPECT_EQ(std::to_string(messages_of_failure(ending.out)), numbers[2].str());
+    EXPECT_EQ(messages_of_failure(ending.out), count.without_image);
   }
 
  private:
