@@ -15,7 +15,7 @@ import sys
 # Commands that are not run here, as they are run elsewhere.
 ELSEWHERE = {
     "scripts/test": "is what runs this",
-    "scripts/fuzz": "is run by continuous integration",
+    "scripts/fuzz": "is run by scripts/nightly",
 }
 
 # What the commands of clusters find.
