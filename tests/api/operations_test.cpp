@@ -89,7 +89,7 @@ TEST(FrameOperations, SmoothKeepsAFlatFrameAndWhatHasNoCount) {
   const auto frame = frame_of(3, 3, {7, 7, 7, 7, 1000, 7, 7, 7, 7}, {0, 0, 0, 0, XRD_MASK_DEAD, 0, 0, 0, 0});
   ASSERT_EQ(xrd_smooth(frame.get(), 1, 2, nullptr), XRD_OK);
   const Counts counts = counts_of(frame.get());
-  for (const std::size_t pixel : {0, 1, 2, 3, 5, 6, 7, 8}) EXPECT_EQ(counts[pixel], 7U);
+  for (const std::size_t pixel : {0U, 1U, 2U, 3U, 5U, 6U, 7U, 8U}) EXPECT_EQ(counts[pixel], 7U);
   EXPECT_EQ(mask_of(frame.get())[4], XRD_MASK_DEAD);
 }
 
