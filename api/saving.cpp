@@ -1,20 +1,18 @@
 // Frames into files and into memory.
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
-#include <new>
+#include <stdexcept>
 #include <string>
 
 #include "api/frames.h"
 #include "api/guard.h"
+#include "api/memory_file.h"
 #include "frames/failure.h"
 #include "frames/formats.h"
 #include "frames/new_file.h"
 #include "frames/remarks.h"
 #include "pictures/save.h"
 #include "support/c_locale.h"
-#include "support/files.h"
-#include "support/memory.h"
 
 namespace {
 
@@ -63,40 +61,6 @@ Refusal without_path(const frames::Failure& failure, const std::string& path) {
   return {XRD_SYSTEM, line};
 }
 
-// A stream whose bytes stay in memory.
-class MemoryFile {
- public:
-  MemoryFile() : stream_(open_memstream(&bytes_, &size_)) {
-    if (!stream_) throw std::bad_alloc();
-  }
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-  ~MemoryFile() {
-    stream_.reset();
-    std::free(bytes_);
-  }
-
-  std::FILE* stream() { return stream_.get(); }
-
-  // Ends the writing. The size is that up to the position, so that this goes to the end.
-  std::size_t finish() {
-    const bool is_complete = std::fseek(stream_.get(), 0, SEEK_END) == 0 && std::fflush(stream_.get()) == 0 &&
-                             std::ferror(stream_.get()) == 0;
-    if (!is_complete) throw std::bad_alloc();
-    const std::size_t size = size_;
-    stream_.reset();
-    return size;
-  }
-
-  // The caller releases the bytes by free.
-  char* release() { return std::exchange(bytes_, nullptr); }
-
- private:
-  char* bytes_ = nullptr;
-  std::size_t size_ = 0;
-  xrd::FileHandle stream_;
-};
-
 }  // namespace
 
 extern "C" {
@@ -128,7 +92,7 @@ xrd_result xrd_save_memory(const xrd_frame* frame, const char* format, const xrd
     const frames::FileFormat& chosen = writable(frames::find_format(&required(format, "format")));
     required(bytes, "place for the bytes");
     required(size, "place for the size");
-    MemoryFile file;
+    api::MemoryFile file;
     frames::Remarks remarks;
     write(saved, chosen, options, file.stream(), remarks);
     auto lines = lines_for(warnings, remarks);

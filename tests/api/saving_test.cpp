@@ -38,11 +38,12 @@ Saved save_to_memory(const xrd_frame* frame, const char* format, const xrd_optio
   return saved;
 }
 
-// 104 columns and rows, as many as mar345 files have at least; with counts above 16 bits.
+// Square, as mar345 frames are, with counts above 16 bits, and larger than one strip of a TIFF file.
 test::FrameHandle example() {
-  Counts counts(std::size_t{104} * 104);
+  constexpr int kSide = 250;
+  Counts counts(std::size_t{kSide} * kSide);
   for (std::size_t i = 0; i < counts.size(); ++i) counts[i] = static_cast<std::uint32_t>(i * i % 70000);
-  return frame_of(104, 104, counts);
+  return frame_of(kSide, kSide, counts);
 }
 
 TEST(Save, EveryWrittenFormatGivesTheSameBytesInFilesAndInMemory) {
