@@ -33,13 +33,14 @@ const frames::FileFormat& format_for(const std::string& path, const xrd_options*
   return writable(frames::format_of_ending(frames::ending_of(path)));
 }
 
-// Whether the bytes could be written shows in the stream.
+// Whether the bytes could be written shows in the stream, to which the completion of the file looks.
 void write(const frames::Frame& frame, const frames::FileFormat& format, const xrd_options* options, std::FILE* stream,
            frames::Remarks& remarks) {
   try {
     const pictures::SaveOptions saving = options == nullptr ? pictures::SaveOptions() : options->saving;
     pictures::write_frame(frame, format, saving, stream, remarks);
   } catch (const std::runtime_error& failure) {
+    if (std::ferror(stream) != 0) return;
     throw Refusal(XRD_UNSUPPORTED, failure.what());
   }
 }

@@ -77,13 +77,7 @@ toff_t size_of(thandle_t handle) {
 }
 
 int keep_error(tiff* /*image*/, void* user_data, const char* /*module*/, const char* format, std::va_list values) {
-  auto& bytes = *static_cast<TiffBytes*>(user_data);
-  if (bytes.error().empty()) {
-    const CLocale locale;
-    std::array<char, 300> text{};
-    std::vsnprintf(text.data(), text.size(), format, values);
-    bytes.set_error(text.data());
-  }
+  static_cast<TiffBytes*>(user_data)->keep_error(format, values);
   return kIsDealtWith;
 }
 
@@ -106,8 +100,10 @@ void silence_tiff_warnings() {
   }
 }
 
-void TiffBytes::set_error(const char* text) {
-  error_ = text;
+void TiffBytes::keep_error(const char* format, std::va_list values) noexcept {
+  if (has_error()) return;
+  const CLocale locale;
+  std::vsnprintf(error_.data(), error_.size(), format, values);
   std::ranges::replace(error_, '\n', ' ');
 }
 

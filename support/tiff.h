@@ -1,6 +1,8 @@
 // libtiff with files and with bytes from elsewhere, and what it says of them.
 #pragma once
 
+#include <array>
+#include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -38,12 +40,14 @@ class TiffBytes {
   virtual std::uint64_t seek(std::uint64_t offset, int whence) = 0;
   virtual std::uint64_t size() = 0;
 
-  // In one line; empty without an error.
-  const std::string& error() const { return error_; }
-  void set_error(const char* text);
+  bool has_error() const { return error_.front() != '\0'; }
+  // The first error, in one line.
+  std::string error() const { return error_.data(); }
+  // libtiff calls this, through which nothing can be thrown: it takes no memory.
+  void keep_error(const char* format, std::va_list values) noexcept;
 
  private:
-  std::string error_;
+  std::array<char, 300> error_{};
 };
 
 // Null when libtiff cannot open it. The bytes outlive the handle. Throws std::bad_alloc.

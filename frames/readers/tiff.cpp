@@ -57,7 +57,7 @@ class Source : public xrd::TiffBytes {
 };
 
 std::string damage(const Source& source) {
-  return source.error().empty() ? "is a damaged TIFF file" : "is a damaged TIFF file: " + source.error();
+  return source.has_error() ? "is a damaged TIFF file: " + source.error() : "is a damaged TIFF file";
 }
 
 // libtiff keeps every value of a directory, and takes the longer for each tag the more there are. Frames have a few

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -37,6 +38,8 @@ class Target : public xrd::TiffBytes {
     return static_cast<std::uint64_t>(ftello(stream_));
   }
 
+  bool has_failed() const { return std::ferror(stream_) != 0; }
+
   std::uint64_t size() override {
     const off_t position = ftello(stream_);
     const std::uint64_t end = seek(0, SEEK_END);
@@ -48,8 +51,11 @@ class Target : public xrd::TiffBytes {
   std::FILE* stream_;  // the caller's
 };
 
+// Without an error of the stream it is memory that is lacking.
 void require(bool done, const Target& target) {
-  if (!done) throw std::runtime_error("cannot be written as TIFF: " + target.error());
+  if (done) return;
+  if (!target.has_failed()) throw std::bad_alloc();
+  throw std::runtime_error("cannot be written as TIFF: " + target.error());
 }
 
 // ------------------------------------------------------------------------------------------------------------------
@@ -148,7 +154,7 @@ void write_tiff(const Frame& frame, const WriteOptions& options, std::FILE* stre
     const auto size = static_cast<tmsize_t>(rows * row_bytes);
     require(TIFFWriteEncodedStrip(image.get(), strip, samples.data(), size) == size, target);
   }
-  require(TIFFFlush(image.get()) == 1, target);
+  require(TIFFFlush(image.get()) == 1 && !target.has_error(), target);  // a tag may have been left out
 }
 
 }  // namespace frames

@@ -16,16 +16,28 @@ using test::Detail;
 using trust::memory::Lack;
 using Counts = std::vector<std::uint32_t>;
 
+constexpr int kSide = 12;
+
 // Objects that the calls work on; what they make is released again.
 struct Scene {
-  Scene() { directory.write("a.edf", file); }
+  Scene() {
+    directory.write("a.edf", file);
+    xrd_set_text(frame.get(), "date", "2024-05-06 07:08:09", nullptr);
+    void* bytes = nullptr;
+    std::size_t size = 0;
+    EXPECT_EQ(xrd_save_memory(frame.get(), "tiff", nullptr, &bytes, &size, nullptr, nullptr), XRD_OK);
+    tiff.assign(static_cast<const char*>(bytes), size);
+    std::free(bytes);
+  }
 
   test::TemporaryDirectory directory;
   std::string file = test::edf(4, 4, Counts(16, 70000), "Title = a text that no short string holds ;\n");
   std::string cut = file.substr(0, file.size() - 4);
   std::string in_path = directory.path("a.edf");
   std::string out_path = directory.path("out.edf");
-  test::FrameHandle frame = test::frame_of(4, 4, Counts(16, 70000), std::vector<unsigned char>(16, XRD_MASK_SATURATED));
+  std::string tiff;
+  test::FrameHandle frame = test::frame_of(kSide, kSide, Counts(kSide* kSide, 70000),
+                                           std::vector<unsigned char>(kSide* kSide, XRD_MASK_SATURATED));
   test::OptionsHandle options{xrd_options_new()};
 };
 
@@ -56,13 +68,16 @@ Call saving(Save save) {
   };
 }
 
+// What is saved is all there.
 Call to_memory(const char* format) {
-  return saving([format](Scene& scene, xrd_lines** lines, char* detail) {
+  return saving([format, whole = std::make_shared<std::size_t>(0)](Scene& scene, xrd_lines** lines, char* detail) {
     void* bytes = nullptr;
     std::size_t size = 0;
     const xrd_result result = xrd_save_memory(scene.frame.get(), format, nullptr, &bytes, &size, lines, detail);
     EXPECT_EQ(bytes != nullptr, result == XRD_OK);
     std::free(bytes);
+    if (*whole == 0) *whole = size;
+    EXPECT_TRUE(result != XRD_OK || size == *whole) << format;
     return result;
   });
 }
@@ -77,7 +92,7 @@ Call changing(Change change) {
     const test::FrameHandle owner(copy);
     const xrd_result result = change(copy, detail);
     if (result != XRD_OK) {
-      EXPECT_EQ(xrd_width(copy), 4);
+      EXPECT_EQ(xrd_width(copy), kSide);
       EXPECT_EQ(static_cast<const std::uint32_t*>(xrd_counts(copy))[15], 70000U);
       EXPECT_EQ(xrd_mask(copy)[15], XRD_MASK_SATURATED);
     }
@@ -123,6 +138,9 @@ std::map<std::string, Call> calls() {
       {"load a damaged frame", making([](Scene& scene, xrd_frame** frame, char* detail) {
          return xrd_load_memory(scene.cut.data(), scene.cut.size(), nullptr, nullptr, frame, detail);
        })},
+      {"load a TIFF file", making([](Scene& scene, xrd_frame** frame, char* detail) {
+         return xrd_load_memory(scene.tiff.data(), scene.tiff.size(), nullptr, nullptr, frame, detail);
+       })},
       {"load header", making([](Scene& scene, xrd_frame** frame, char* detail) {
          return xrd_load_header(scene.in_path.c_str(), nullptr, frame, detail);
        })},
@@ -142,6 +160,9 @@ std::map<std::string, Call> calls() {
        })},
       {"save edf", to_memory("edf")},
       {"save raw, with a warning", to_memory("raw")},
+      {"save tiff", to_memory("tiff")},
+      {"save png", to_memory("png")},
+      {"save mar345", to_memory("mar345")},
       {"save packed", to_memory("packed")},
       {"save adsc", to_memory("adsc")},
       {"save npy", to_memory("npy")},

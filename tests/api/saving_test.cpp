@@ -153,9 +153,8 @@ TEST(Save, FailuresLeaveNothingBehind) {
 
 TEST(Save, AFullDiskLeavesWhatWasThere) {
   const test::TemporaryDirectory directory;
-  const std::string path = directory.write("a.edf", "before");
   const auto frame = example();
-  const auto save = [&] {
+  const auto save = [&](const std::string& path) {
     std::signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{4096, 4096};
     setrlimit(RLIMIT_FSIZE, &limit);
@@ -164,8 +163,13 @@ TEST(Save, AFullDiskLeavesWhatWasThere) {
     std::fprintf(stderr, "result %d: %s\n", result, detail.text().c_str());
     std::_Exit(0);
   };
-  EXPECT_EXIT(save(), testing::ExitedWithCode(0), "result 2: cannot be written");
-  EXPECT_EQ(test::read_file(path), "before");
+  for (std::size_t i = 0; i < xrd_format_count(); ++i) {
+    if ((xrd_format_abilities(i) & XRD_CAN_WRITE) == 0) continue;
+    const std::string endings = xrd_format_endings(i);
+    const std::string path = directory.write("a." + endings.substr(0, endings.find(' ')), "before");
+    EXPECT_EXIT(save(path), testing::ExitedWithCode(0), "result 2: cannot be written");
+    EXPECT_EQ(test::read_file(path), "before") << path;
+  }
 }
 
 TEST(SaveToMemory, FailuresLeaveTheOutputsAlone) {
