@@ -54,15 +54,22 @@ extern "C" {
 /* Bytes of a `detail` buffer. Longer lines are cut. */
 #define XRD_DETAIL 512
 
+/* In C++, too, an enumeration has room for every number: those of later versions, and what is none of it. */
+#if defined(__cplusplus) && __cplusplus >= 201103L
+#define XRDFRAME_ENUM(name) enum name : int
+#else
+#define XRDFRAME_ENUM(name) enum name
+#endif
+
 /* How a call went. Later versions may add results, up to 99. */
-typedef enum xrd_result {
-  XRD_OK = 0,
-  XRD_NO_MEMORY = 1,      /* more memory needed than there is */
-  XRD_SYSTEM = 2,         /* the system refused: no such file, no permission, a full disk */
-  XRD_UNKNOWN_FORMAT = 3, /* the file is of no known format, or no format has that keyword or ending */
-  XRD_DAMAGED = 4,        /* truncated or damaged; the option "force" takes what there is */
-  XRD_UNSUPPORTED = 5,    /* valid, but of a kind that this library does not read or write */
-  XRD_INVALID = 6         /* an argument or option makes no sense: a crop beyond the frame, a null pointer */
+typedef XRDFRAME_ENUM(xrd_result){
+    XRD_OK = 0,
+    XRD_NO_MEMORY = 1,      /* more memory needed than there is */
+    XRD_SYSTEM = 2,         /* the system refused: no such file, no permission, a full disk */
+    XRD_UNKNOWN_FORMAT = 3, /* the file is of no known format, or no format has that keyword or ending */
+    XRD_DAMAGED = 4,        /* truncated or damaged; the option "force" takes what there is */
+    XRD_UNSUPPORTED = 5,    /* valid, but of a kind that this library does not read or write */
+    XRD_INVALID = 6         /* an argument or option makes no sense: a crop beyond the frame, a null pointer */
 } xrd_result;
 
 /* A few words for each result: "truncated or damaged". Also for numbers that are no result. */
@@ -142,7 +149,10 @@ XRDFRAME_API xrd_result xrd_load(const char *path, const xrd_options *options, x
 XRDFRAME_API xrd_result xrd_load_memory(const void *bytes, size_t size, const char *name, const xrd_options *options,
                                         xrd_frame **frame, char *detail);
 
-/* The same without the counts: size, kind of sample, header values, items and notes only. */
+/*
+ * The same without the counts: size, kind of sample, header values, items and notes only. Real numbers are XRD_UINT32
+ * here: only their counts tell whether one of them is negative.
+ */
 XRDFRAME_API xrd_result xrd_load_header(const char *path, const xrd_options *options, xrd_frame **frame, char *detail);
 XRDFRAME_API xrd_result xrd_load_header_memory(const void *bytes, size_t size, const char *name,
                                                const xrd_options *options, xrd_frame **frame, char *detail);
@@ -164,9 +174,9 @@ XRDFRAME_API xrd_result xrd_save_memory(const xrd_frame *frame, const char *form
  * ------------------------------------------------------------------------------------------------------------ */
 
 /* How the counts are stored. Later versions may add kinds. */
-typedef enum xrd_sample {
-  XRD_UINT32 = 1, /* uint32_t */
-  XRD_INT32 = 2   /* int32_t */
+typedef XRDFRAME_ENUM(xrd_sample){
+    XRD_UINT32 = 1, /* uint32_t */
+    XRD_INT32 = 2   /* int32_t */
 } xrd_sample;
 
 /*

@@ -66,7 +66,9 @@ TEST(Create, SizesAndKindsThatCannotBeAreRefused) {
     EXPECT_EQ(frame, nullptr);
   }
   xrd_frame* frame = nullptr;
-  EXPECT_EQ(xrd_create(1, 1, static_cast<xrd_sample>(3), &count, nullptr, &frame, nullptr), XRD_INVALID);
+  for (const int sample : {0, 3, 7, -1, std::numeric_limits<int>::max()}) {
+    EXPECT_EQ(xrd_create(1, 1, static_cast<xrd_sample>(sample), &count, nullptr, &frame, nullptr), XRD_INVALID);
+  }
   EXPECT_EQ(frame, nullptr);
 }
 

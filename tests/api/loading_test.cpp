@@ -159,6 +159,16 @@ TEST_F(LoadWithOptions, ImagesThatAreNotThereAreRefused) {
   EXPECT_EQ(load(test::edf(1, 1, {1})), XRD_INVALID) << detail.text();
 }
 
+// Only the counts tell.
+TEST(Load, RealNumbersHaveASignWhereOneIsBelow0) {
+  std::string file = "{\nDim_1 = 1 ;\nDim_2 = 1 ;\nByteOrder = LowByteFirst ;\nDataType = FloatValue ;\n}\n";
+  file += std::string("\0\0\x80\xBF", 4);  // -1
+  EXPECT_EQ(xrd_sample_of(test::loaded(file).get()), XRD_INT32);
+  xrd_frame* made = nullptr;
+  ASSERT_EQ(xrd_load_header_memory(file.data(), file.size(), nullptr, nullptr, &made, nullptr), XRD_OK);
+  EXPECT_EQ(xrd_sample_of(test::FrameHandle(made).get()), XRD_UINT32);
+}
+
 TEST(Load, FailuresLeaveTheFrameAlone) {
   const test::TemporaryDirectory directory;
   auto* const before = reinterpret_cast<xrd_frame*>(std::uintptr_t{8});

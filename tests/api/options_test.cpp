@@ -82,7 +82,9 @@ TEST(Results, EachHasAText) {
   EXPECT_STREQ(xrd_result_text(XRD_UNSUPPORTED), "not supported");
   EXPECT_STREQ(xrd_result_text(XRD_INVALID), "invalid argument");
   // As a later version may return it.
-  EXPECT_STREQ(xrd_result_text(static_cast<xrd_result>(7)), "unknown result");
+  for (const int result : {7, 99, 1000, -1}) {
+    EXPECT_STREQ(xrd_result_text(static_cast<xrd_result>(result)), "unknown result");
+  }
 }
 
 TEST(Version, IsThatOfTheProject) {
