@@ -19,13 +19,12 @@ template <typename Source>
 Frame rearranged(const Frame& frame, int width, int height, Source source) {
   Frame result = blank_frame(frame, width, height);
   const bool is_masked = !frame.mask.empty();
-  if (is_masked) result.mask.resize(result.counts.size());
   std::size_t pixel = 0;
   for (std::size_t y = 0; y < static_cast<std::size_t>(height); ++y) {
     for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x, ++pixel) {
       const std::size_t from = source(x, y);
       result.counts[pixel] = frame.counts[from];
-      if (is_masked) result.mask[pixel] = frame.mask[from];
+      if (is_masked && frame.mask[from] != 0) mask_pixel(result, pixel, frame.mask[from]);
     }
   }
   return result;

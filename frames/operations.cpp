@@ -27,9 +27,12 @@ using Numbers = std::vector<int>;
 
 constexpr std::int64_t kLargestSigned = std::numeric_limits<std::int32_t>::max();
 
-// A divisor behind the other numbers, which need not be there.
-int divisor_of(const Numbers& numbers, std::size_t position) {
-  return numbers.size() > position ? numbers[position] : 1;
+// The numbers of a marker, and perhaps a divisor behind them.
+Numbers parse_marker(const std::string& text, std::size_t numbers) {
+  Numbers marker = parse_integers(text, numbers, numbers + 1);
+  marker.resize(numbers + 1, 1);
+  if (marker.back() < 1) throw InvalidValue(text, "has a divisor below 1");
+  return marker;
 }
 
 std::span<unsigned int> pixels_of(Frame& frame) {
@@ -106,10 +109,13 @@ void take_logarithm(Frame& frame, int base) {
                       static_cast<int>(statistics.maximum));
 }
 
+// Nothing above the largest count that is taken becomes negative, and negative counts may become more than signed ones
+// can be.
 void invert(Frame& frame) {
   require_up_to(16777215, statistics_of(frame).maximum, "--invert");
   fill_unknown(frame);
   xrd::invert(pixels_of(frame));
+  frame.is_signed = false;
 }
 
 void scale_up(Frame& frame) {
@@ -126,15 +132,14 @@ void scale_to(Frame& frame, int target) {
 void draw_box(Frame& frame, Numbers numbers) {
   make_unsigned(frame);
   require_up_to(kLargestSigned, statistics_of(frame).maximum, "--box");
-  make_short_box(frame.counts.data(), frame.width, frame.height, numbers.data(), numbers.data() + 2,
-                 divisor_of(numbers, 6));
+  make_short_box(frame.counts.data(), frame.width, frame.height, numbers.data(), numbers.data() + 2, numbers[6]);
 }
 
 // The arms' length goes with the width, or is 20 pixels where there is a divisor.
 void draw_cross(Frame& frame, const Numbers& numbers) {
   make_unsigned(frame);
   require_up_to(kLargestSigned, statistics_of(frame).maximum, "--cross");
-  make_short_cross(frame.counts.data(), frame.width, frame.height, numbers[0], numbers[1], divisor_of(numbers, 2));
+  make_short_cross(frame.counts.data(), frame.width, frame.height, numbers[0], numbers[1], numbers[2]);
 }
 
 // As to_short, which warns anew of each halving, and cuts bits off counts above 31 bits.
@@ -205,11 +210,11 @@ std::vector<OperationOption> make_operations() {
       {"swap-words", "", "Reverse the four bytes of each count", alone<swap_words>},
       {"box", "X,Y,L,T,R,B[,DIV]", "Draw a box around X,Y in the largest count / DIV",
        [](const std::string& text) -> Operation {
-         return [numbers = parse_integers(text, 6, 7)](Frame& frame) { draw_box(frame, numbers); };
+         return [numbers = parse_marker(text, 6)](Frame& frame) { draw_box(frame, numbers); };
        }},
       {"cross", "X,Y[,DIV]", "Draw a cross at X,Y in the largest count / DIV",
        [](const std::string& text) -> Operation {
-         return [numbers = parse_integers(text, 2, 3)](Frame& frame) { draw_cross(frame, numbers); };
+         return [numbers = parse_marker(text, 2)](Frame& frame) { draw_cross(frame, numbers); };
        }},
   };
 }
@@ -258,7 +263,8 @@ void fit(Frame& frame, Size size) {
     const std::size_t to = row * static_cast<std::size_t>(size.width);
     std::copy_n(frame.counts.begin() + from, columns, fitted.counts.begin() + to);
     for (std::size_t column = 0; column < (frame.mask.empty() ? 0 : columns); ++column) {
-      mask_pixel(fitted, to + column, frame.mask[from + column]);
+      const std::uint8_t why = frame.mask[from + column];
+      if (why != 0) mask_pixel(fitted, to + column, why);
     }
   }
   frame = std::move(fitted);

@@ -199,6 +199,8 @@ Frame load_mar345(Bytes file, const LoadOptions& options) {
     report_damage(frame, options, "is truncated or damaged: it holds no packed image");
   }
   merge_records(frame, file, binary, line ? line->begin : file.size());
+  // Later records may have replaced all that were unknown.
+  if (std::ranges::none_of(frame.mask, [](std::uint8_t bits) { return bits != 0; })) frame.mask.clear();
   return frame;
 }
 

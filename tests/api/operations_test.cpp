@@ -85,6 +85,25 @@ TEST(FrameOperations, FlipExchangesSides) {
   EXPECT_EQ(counts_of(frame.get()), (Counts{4, 5, 6, 1, 2, 3}));
 }
 
+TEST(FrameOperations, ThereIsNoMaskWhenAllThatIsMaskedIsCutOff) {
+  const auto cropped = small({0, 0, 0, 0, 0, XRD_MASK_USER});
+  ASSERT_EQ(xrd_crop(cropped.get(), 0, 0, 2, 2, nullptr), XRD_OK);
+  EXPECT_EQ(xrd_mask(cropped.get()), nullptr);
+  const auto fitted = small({0, 0, XRD_MASK_DEAD, 0, 0, 0});
+  ASSERT_EQ(xrd_fit(fitted.get(), 2, 3, nullptr), XRD_OK);
+  EXPECT_EQ(xrd_mask(fitted.get()), nullptr);
+}
+
+TEST(FrameOperations, InvertedNegativeCountsNeedNoSign) {
+  const std::array<std::int32_t, 3> counts{std::numeric_limits<std::int32_t>::min(), -1, 16777215};
+  xrd_frame* made = nullptr;
+  ASSERT_EQ(xrd_create(3, 1, XRD_INT32, counts.data(), nullptr, &made, nullptr), XRD_OK);
+  const test::FrameHandle frame(made);
+  ASSERT_EQ(xrd_apply(made, "invert", nullptr, nullptr), XRD_OK);
+  EXPECT_EQ(xrd_sample_of(made), XRD_UINT32);
+  EXPECT_EQ(counts_of(made), (Counts{2164260863U, 16777216, 0}));  // 16777215 + 2^31
+}
+
 TEST(FrameOperations, SmoothKeepsAFlatFrameAndWhatHasNoCount) {
   const auto frame = frame_of(3, 3, {7, 7, 7, 7, 1000, 7, 7, 7, 7}, {0, 0, 0, 0, XRD_MASK_DEAD, 0, 0, 0, 0});
   ASSERT_EQ(xrd_smooth(frame.get(), 1, 2, nullptr), XRD_OK);

@@ -128,6 +128,10 @@ TEST(Operations, ValuesAreCheckedBeforeAFrameIs) {
                                     {"crop", "1,2,3"},
                                     {"crop", "0,0,0,1"},
                                     {"flip", "sideways"},
+                                    {"box", "1,1,1,1,1"},
+                                    {"box", "1,1,1,1,1,1,0"},
+                                    {"cross", "1"},
+                                    {"cross", "1,1,-1"},
                                     {"smooth", "0"},
                                     {"fit", "3"}}) {
     Frame frame = frame_of(1, 1, {1});

@@ -93,6 +93,13 @@ TEST(Mar345Frame, NegativeValuesAreUnknown) {
   }
 }
 
+TEST(Mar345Frame, WithoutAnUnknownPixelThereIsNoMask) {
+  const Layout layout{true, false};
+  const frames::Frame frame = load_mar345(bytes_of(frame_of(layout, {{6, -9}, {6, 80000}}).bytes()), {});
+  EXPECT_EQ(frame.counts[6], 80000U);
+  EXPECT_TRUE(frame.mask.empty());
+}
+
 TEST(Mar345Frame, RecordsOutsideTheImageAreIgnored) {
   for (const Layout layout : kLayouts) {
     const int pixels = kSize * kSize;
