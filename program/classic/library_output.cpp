@@ -73,7 +73,8 @@ class Gathering : public xrd::Conversation {
 
  private:
   static bool ask_user(std::string_view question, std::span<char> answer) {
-    for (const std::string& line : xrd::parse_library_output(question).lines) {
+    const xrd::LibraryReport report = xrd::parse_library_output(question);
+    for (const std::string& line : report.lines) {
       std::fputs(xrd::printable(line).c_str(), stderr);
     }
     std::fflush(stderr);
