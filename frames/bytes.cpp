@@ -101,6 +101,9 @@ struct Bzip2 {
 // as soon as its header is unpacked. Where nothing says how large it is - a directory at the end of a TIFF file, raw
 // pixels whose number is their size - it is 192 MiB, or 256 times the compressed size: beyond that no frame is but a
 // blank one.
+//
+// Where the limit is reached, the frame is asked again: what follows may be an image that only begins there, or one
+// more of several. That has a limit, too, the latter or what the frame said first.
 class Unpacked {
  public:
   Unpacked(Bytes packed, const Enough& enough)
@@ -115,8 +118,9 @@ class Unpacked {
     }
     make_room(bytes_.size() + more.size());
     bytes_.insert(bytes_.end(), more.begin(), more.end());
-    if (limit_ || bytes_.size() < next_look_) return;
-    limit_ = enough_(bytes_);
+    if (bytes_.size() < limit_.value_or(next_look_)) return;
+    const auto said = enough_(bytes_);
+    limit_ = limit_ && said ? std::max(*limit_, std::min(*said, largest_)) : said;
     next_look_ = 2 * bytes_.size();
     // So that bytes move no more. Room that is not filled takes no memory, but may be refused if there is much of it.
     if (limit_) bytes_.reserve(std::min(*limit_, kMostReserved) + kFirstLook);

@@ -15,7 +15,8 @@
 
 namespace frames {
 
-// Told the front of a file, after how many bytes nothing more of it matters; nothing while the front does not say.
+// Told the front of a file, after how many bytes nothing more of it matters; nothing while the front does not say. When
+// so many are there it is asked again, and may have found more.
 using Enough = std::function<std::optional<std::size_t>(Bytes front)>;
 
 // What the file holds from here on. LoadError when it cannot be read.

@@ -185,6 +185,14 @@ std::vector<std::size_t> image_offsets(Bytes file, const LoadOptions& options) {
   return offsets;
 }
 
+// Behind the last image that has a header in the front.
+std::size_t end_of_images(Bytes front, const LoadOptions& options) {
+  const std::size_t begin = image_offsets(front, options).back();
+  const std::string_view text = text_of(front.subspan(begin));
+  const std::uint64_t end = begin + layout_of(HeaderItems(text), text, options).end();
+  return static_cast<std::size_t>(std::min<std::uint64_t>(end, std::numeric_limits<std::size_t>::max()));
+}
+
 }  // namespace
 
 bool is_edf(Bytes file) {
@@ -205,7 +213,7 @@ std::optional<std::size_t> enough_of_edf(Bytes front, const LoadOptions& options
   const auto told = items.integer("edf_headersize").value_or(0);
   if (told > static_cast<long long>(kLongestHeader)) return std::nullopt;
   const std::size_t offset = std::max(layout.offset, static_cast<std::size_t>(std::max(told, 0LL)));
-  return with_room(offset + kBlock + layout.data_bytes);
+  return with_room(std::max(offset + kBlock + layout.data_bytes, end_of_images(front, options)));
 }
 
 Frame load_edf(Bytes file, const LoadOptions& options) {

@@ -255,7 +255,11 @@ std::optional<std::size_t> enough_of_tiff(Bytes front, const LoadOptions& option
     end = std::max(end, std::min(offsets[i], most) + std::min(sizes[i], most));
   }
   constexpr std::uint64_t kLargest = std::numeric_limits<std::ptrdiff_t>::max();
-  return end > std::min(most, kLargest) ? std::nullopt : std::optional(with_room(static_cast<std::size_t>(end)));
+  if (end > std::min(most, kLargest)) return std::nullopt;
+  // The directories of further images, of which each says where the next one is.
+  const auto last = tiff_directory(front, tiff_directories(front, kMostImages).back());
+  if (last && last->next != 0) end = std::max(end, std::min(last->next, kLargest - kNextDirectory) + kNextDirectory);
+  return with_room(static_cast<std::size_t>(end));
 }
 
 Frame load_tiff(Bytes file, const LoadOptions& options) {

@@ -146,14 +146,42 @@ TEST(FrameBytes, DecompressionEndsWhereItIsEnough) {
     EXPECT_TRUE(bytes.starts_with(front));
     EXPECT_GE(front.size(), 400000U);
     EXPECT_LE(front.size(), 400000U + 65536);
-    // Asked for the first time, and then each time that twice as much is there; not once more when the answer is known.
-    ASSERT_EQ(fronts.size(), 3U);
-    for (std::size_t i = 0; i < fronts.size(); ++i) {
+    // Asked for the first time, then each time that twice as much is there, and once more when that is enough.
+    ASSERT_EQ(fronts.size(), 4U);
+    EXPECT_EQ(fronts[3], front.size());
+    for (std::size_t i = 0; i < 3; ++i) {
       const std::size_t due = i == 0 ? 65536 : 2 * fronts[i - 1];
       EXPECT_GE(fronts[i], due);
       EXPECT_LE(fronts[i], due + 65536);
     }
   }
+}
+
+// A first answer may be preliminary.
+TEST(FrameBytes, DecompressionGoesOnWhereMoreIsFound) {
+  const std::string bytes = varied_bytes(1000000);
+  std::size_t asked = 0;
+  const auto enough = [&](frames::Bytes front) -> std::optional<std::size_t> {
+    ++asked;
+    if (asked == 2) return std::nullopt;
+    return front.size() < 300000 ? 100000 : 700000;
+  };
+  const std::string front = text(*frames::unpack(test::bytes_of(test::gzip(bytes)), enough));
+  EXPECT_TRUE(bytes.starts_with(front));
+  EXPECT_GE(front.size(), 700000U);
+  EXPECT_LE(front.size(), 700000U + 65536);
+}
+
+// Of a front that finds more and more, without an end.
+TEST(FrameBytes, WhatIsFoundLaterHasALimit) {
+  const std::string zeros(std::size_t{1} << 20, '\0');
+  const std::string member = test::bzip2(zeros);
+  std::string file;
+  for (int i = 0; i < 200; ++i) file += member;
+  const auto enough = [](frames::Bytes front) { return std::optional(2 * front.size()); };
+  const auto unpacked = frames::unpack(test::bytes_of(file), enough);
+  EXPECT_GE(unpacked->size(), std::size_t{192} << 20);
+  EXPECT_LE(unpacked->size(), (std::size_t{192} << 20) + 65536);
 }
 
 TEST(FrameBytes, WhatStatesNoSizeIsUnpackedTo192Mebibytes) {

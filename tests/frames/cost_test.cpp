@@ -265,15 +265,46 @@ TEST(FrameCost, CompressedBlankFramesAreLoaded) {
   EXPECT_TRUE(frame.notes.empty());
 }
 
-TEST(FrameCost, CompressedPackedImagesAreUnpackedToTheirEnd) {
-  constexpr int kEdge = 700;
+// A packed image that takes all the bytes that one can.
+std::string packed_noise(int edge) {
   naive::Pixels pixels;
-  for (int i = 0; i < kEdge * kEdge; ++i) pixels.push_back(i % 2 == 0 ? -32768 : 32767);
-  const std::string file = naive::pack(pixels, kEdge, kEdge);
+  for (int i = 0; i < edge * edge; ++i) pixels.push_back(i % 2 == 0 ? -32768 : 32767);
+  return naive::pack(pixels, edge, edge);
+}
+
+TEST(FrameCost, CompressedPackedImagesAreUnpackedToTheirEnd) {
+  const std::string file = packed_noise(700);
   ASSERT_GT(file.size(), 500000U);
   const Frame frame = load_compressed(file);
   EXPECT_EQ(frame.counts[0], 32768U);
   EXPECT_EQ(frame.counts[frame.counts.size() - 1], 32767U);
+}
+
+// So many that the image does not begin in the first look at the file.
+TEST(FrameCost, CompressedImagePlatesMayHaveManyOverflows) {
+  constexpr int kEdge = 800;
+  const std::string image = packed_noise(kEdge);
+  std::vector<mar345::OverflowRecord> records;
+  for (int i = 1; i <= 60000; ++i) records.push_back({i, 100000 + i});
+  for (const mar345::Layout layout : mar345::kLayouts) {
+    const std::string file = mar345::header(layout, kEdge, static_cast<int>(records.size())) +
+                             mar345::overflow_table(records, layout.swapped) + image;
+    const Frame frame = load_compressed(file);
+    EXPECT_TRUE(frame.notes.empty());
+    EXPECT_TRUE(frames::load_frame(test::bytes_of(file), "").counts ==
+                std::span<const std::uint32_t>(frame.counts.data(), frame.counts.size()));
+  }
+}
+
+TEST(FrameCost, CompressedSaintHeadersMayBeLong) {
+  const auto record = [](const std::string& key, const std::string& value) {
+    return test::padded(test::padded(key, 7) + ":" + value, 80);
+  };
+  const std::string file = test::padded(record("HDRBLKS", "200") + record("NPIXELB", "2") + record("NOVERFL", "0") +
+                                            record("NROWS", "600") + record("NCOLS", "600"),
+                                        200 * 512, '.') +
+                           std::string(720000, '\1');
+  EXPECT_TRUE(load_compressed(file).counts == test::Counts(360000, 257));
 }
 
 // Bytes that are unpacked of the gzip file.

@@ -129,6 +129,26 @@ TEST(Images, OfACompressedFileAllCanBeHad) {
   EXPECT_EQ(load(test::bzip2(tiff_of_pixels("\1\2\3")), image(3)).counts, Counts{3});
 }
 
+TEST(Images, OfACompressedFileAreAllCounted) {
+  std::string edf_file;
+  for (int i = 0; i < 7; ++i) edf_file += edf(std::string(400000, '\1'));
+  EXPECT_EQ(load(test::gzip(edf_file)).images, 7U);
+  EXPECT_EQ(load(test::bzip2(edf_file), header_only()).images, 7U);
+  // Directories far apart.
+  std::string tiff_file;
+  for (int i = 0; i < 5; ++i) {
+    const std::string one = tiff_of_pixels("\1");
+    const auto begin = static_cast<unsigned>(i * 1000000);
+    tiff_file.resize(begin);
+    tiff_file += one;
+    // What leads to the directory, and where this one's pixel is.
+    test::put(tiff_file, i == 0 ? 4 : begin - 1000000 + 12 + 2 + 12 * 8, test::number_bytes(begin + 12, 4, false));
+    test::put(tiff_file, begin + 12 + 2 + 12 * 5 + 8, test::number_bytes(begin + 8, 4, false));
+  }
+  ASSERT_EQ(load(tiff_file).images, 5U);
+  EXPECT_EQ(load(test::gzip(tiff_file)).images, 5U);
+}
+
 TEST(Images, RealFileHasSix) {
   const std::string path = test::sample_frame("ID16B_diatomee.edf");
   if (path.empty()) GTEST_SKIP() << "the shared sample frames are absent";
