@@ -13,7 +13,7 @@
 
 namespace {
 
-// Calls write(stream), and tells of the file what hosts expect.
+// Calls write(stream), and tells of the file what callers expect.
 template <typename Write>
 void write_dump(const char* path, Write write) {
   if (const xrd::FileHandle stream = xrd::open_file(path, "wb")) {
@@ -21,7 +21,7 @@ void write_dump(const char* path, Write write) {
   } else {
     xrd::print("# " XRD_RED_ERROR " opening %s", path);
   }
-  xrd::print("# %s written\n", path);  // after a failure too: hosts know the pair of messages
+  xrd::print("# %s written\n", path);  // after a failure too: callers know the pair of messages
 }
 
 }  // namespace

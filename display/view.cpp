@@ -28,7 +28,7 @@ int show(const std::string& name, unsigned int* image, int width, int height, in
                               picture + " " + xrd::shell_word(raw_name) + "; xv " + picture;
   xrd::print("%s\n", command.c_str());
   xrd::flush_printed();                      // the line stands before what the programs print
-  return xrd::run_command(command.c_str());  // hosts rely on the command
+  return xrd::run_command(command.c_str());  // callers rely on the command
 }
 
 }  // namespace

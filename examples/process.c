@@ -1,11 +1,11 @@
 /*
- * A host of the flat library, xrdimage: reads a frame, bins it 2 x 2, writes it as EDF and shows it.
+ * A caller of the flat library, xrdimage: reads a frame, bins it 2 x 2, writes it as EDF and shows it.
  *
  *     cc process.c $(pkg-config --cflags --libs xrdimage) -o process
  *     xrdimage sample frame.mar2300
  *     ./process frame.mar2300 binned.edf
  *
- * It reads mar345 image plates and EDF files of 32 bits, of which the flat functions give the true counts. New hosts
+ * It reads mar345 image plates and EDF files of 32 bits, of which the flat functions give the true counts. New callers
  * take xrdframe.h, which does so for every format: xrdframe/picture.c.
  */
 #include <stdio.h>

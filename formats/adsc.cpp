@@ -18,7 +18,7 @@
 
 namespace {
 
-// What the header tells beyond the values that the host receives; printed in the summary.
+// What the header tells beyond the values that the caller receives; printed in the summary.
 struct Summary {
   int detector_serial = -1;
   int dimensions = -1;
@@ -34,7 +34,7 @@ struct Summary {
   std::array<xrd::HeaderWord, 5> date_words{};
 };
 
-// The values that the host receives.
+// The values that the caller receives.
 struct Values {
   int width;
   int height;
@@ -86,12 +86,12 @@ void print_summary(const Values& values, const Summary& summary) {
   xrd::print_numbers("# Dim=%d, x=%d y=%d, Beam_x=%3.1f, Beam_y=%3.1f pixelsize=%6.5f\n", summary.dimensions,
                      values.width, values.height, summary.beam_x, summary.beam_y, summary.pixel_size);
   xrd::print("# Date=%s\n", date.data());
-  // What the line calls the end is the oscillation range; hosts know it so.
+  // What the line calls the end is the oscillation range; callers know it so.
   xrd::print_numbers("# Lambda=%5.4f, Axis=%s start=%4.3f, end=%4.3f, time=%g\n", *values.wavelength, summary.axis,
                      *values.osc_start, *values.osc_range, *values.time);
 }
 
-// Exchanges the lower two bytes of each 32-bit word, that is of every second sample; hosts rely on exactly this.
+// Exchanges the lower two bytes of each 32-bit word, that is of every second sample; callers rely on exactly this.
 void convert_byte_order(unsigned int* words, std::size_t count) {
   for (std::size_t i = 0; i < count; ++i) {
     words[i] = (words[i] & 0xFFFF0000U) | (words[i] >> 8 & 0xFFU) | (words[i] & 0xFFU) << 8;

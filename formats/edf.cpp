@@ -61,7 +61,7 @@ void write_edf(const char* filename, const unsigned int* data, int width, int he
   std::fprintf(file, "%-15s = %s ; \n", "DataType", data_type);
   // Four bytes a pixel, also in files that declare 16 bits.
   std::fprintf(file, "%-15s = %llu ; \n", "Size", static_cast<unsigned long long>(pixels) * sizeof *data);
-  // Dimensions are printed as 16-bit numbers; hosts know large ones as negative.
+  // Dimensions are printed as 16-bit numbers; callers know large ones as negative.
   std::fprintf(file, "%-15s = %d ; \n", "Dim_1", static_cast<std::int16_t>(width));
   std::fprintf(file, "%-15s = %d ; \n", "Dim_2", static_cast<std::int16_t>(height));
   std::fprintf(file, "%-15s = %d ; \n", "Image", 1);

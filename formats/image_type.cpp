@@ -1,6 +1,6 @@
 // Image type detection: what `file` says of a path, or the path itself, decides.
 //
-// The readers beside it return what their hosts have always had. What the files say is for the loaders in
+// The readers beside it return what their callers have always had. What the files say is for the loaders in
 // frames/readers/, which are parsers of their own on purpose.
 #include <array>
 #include <new>
@@ -39,7 +39,7 @@ int probe_image_type(const char* filename) {
   std::string command;
   for (const Probe& probe : kProbes) {
     command.assign("file ").append(path).append(" | grep ").append(probe.word).append(" >/dev/null");
-    if (xrd::run_command(command.c_str()) == 0) return probe.type;  // hosts rely on the command
+    if (xrd::run_command(command.c_str()) == 0) return probe.type;  // callers rely on the command
   }
   xrd::print("# " XRD_RED_ERROR " %s returned -1\n", command.c_str());
   return IMAGE_TYPE_UNKNOWN;

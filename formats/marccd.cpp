@@ -48,7 +48,7 @@ class MarCcdHeader {
   std::array<char, mar_ccd::kHeaderEnd - mar_ccd::kHeaderBegin> bytes_{};
 };
 
-// Opens the file and reads its header. The stream is closed behind a whole header only: hosts rely on it staying open
+// Opens the file and reads its header. The stream is closed behind a whole header only: callers rely on it staying open
 // behind an incomplete one.
 enum class HeaderState { kNotOpened, kIncomplete, kRead };
 
@@ -60,7 +60,7 @@ HeaderState read_header(MarCcdHeader& header, const char* filename) {
   return HeaderState::kIncomplete;
 }
 
-// Whole degrees, millimetres and seconds: hosts rely on the fractions being dropped in the header's summary.
+// Whole degrees, millimetres and seconds: callers rely on the fractions being dropped in the header's summary.
 int whole_units(int thousandths) {
   return thousandths / 1000;
 }

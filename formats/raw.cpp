@@ -13,7 +13,7 @@
 #include "xrdimage.h"
 
 extern "C" int read_raw(const char* filename, unsigned int** daten, int* width, int* height) {
-  // Hosts rely on the stream staying open for the life of the process.
+  // Callers rely on the stream staying open for the life of the process.
   std::FILE* stream = xrd::leave_open(xrd::open_file(filename, "r"));
   if (stream == nullptr) {
     xrd::print("# " XRD_RED_ERROR " READING %s\n", filename);

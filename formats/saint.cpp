@@ -53,7 +53,7 @@ extern "C" int read_saint_header(FILE* stream, int* ncols, int* nrows) {
 }
 
 extern "C" int read_saint(const char* filename, unsigned int** daten, int* width, int* height) {
-  // Hosts rely on the stream staying open for the life of the process.
+  // Callers rely on the stream staying open for the life of the process.
   std::FILE* stream = xrd::leave_open(xrd::open_file(filename, "r"));
   if (stream == nullptr) {
     xrd::print("# " XRD_PLAIN_ERROR " READING %s\n", filename);

@@ -1,5 +1,5 @@
-// read_edf. The first byte of an input is the host's setting of the bits, 255 for none; the line behind it answers the
-// question for the size, the rest is the file.
+// read_edf. The first byte of an input is the caller's setting of the bits, 255 for none; the line behind it answers
+// the question for the size, the rest is the file.
 #include "fuzz/harness.h"
 #include "xrdimage.h"
 

@@ -22,7 +22,7 @@
  *
  * Locales
  *   Numbers in files and messages have a decimal point, and white space is that of ASCII, whatever locale the process
- *   or the thread has set. The host's locale stays as it is, and its streams, commands and libtiff run in it.
+ *   or the thread has set. The caller's locale stays as it is, and its streams, commands and libtiff run in it.
  *
  * Threads
  *   Functions may be called from several threads at once unless a comment says otherwise.
@@ -50,7 +50,7 @@ extern "C" {
 /* The pixel value that readers store where the true value is unknown because the pixel overflowed. */
 #define OVERFLOW_MARK 256001U
 
-/* What get_image_type returns. Hosts switch on these exact numbers; 5 and 11 are not in use. */
+/* What get_image_type returns. Callers switch on these exact numbers; 5 and 11 are not in use. */
 enum {
   IMAGE_TYPE_UNKNOWN = 0,
   IMAGE_TYPE_TRA = 1,
@@ -65,7 +65,7 @@ enum {
   IMAGE_TYPE_MAR2000 = 12 /* mar345 image plate, 2000 x 2000 */
 };
 
-/* Summary of a frame's header, owned by the host. A reader writes only the fields that its comment names. */
+/* Summary of a frame's header, owned by the caller. A reader writes only the fields that its comment names. */
 typedef struct ImageInfo {
   int overflow_count;       /* pixels that overflowed, as the header counts them */
   double start_angle;       /* degrees */
@@ -74,7 +74,7 @@ typedef struct ImageInfo {
   double oscillation_range; /* degrees */
   double wavelength;        /* angstrom */
   double exposure_time;     /* seconds */
-  char host_fields[24];     /* the host's own; the library neither reads nor writes them */
+  char host_fields[24];     /* the caller's own; the library neither reads nor writes them */
   int minimum;              /* smallest intensity */
   int maximum;              /* largest intensity */
   double average;           /* average intensity */
@@ -83,11 +83,11 @@ typedef struct ImageInfo {
 
 /* The image record that the MarCCD reader fills. */
 typedef struct ImageData {
-  int host_first;      /* the host's own */
+  int host_first;      /* the caller's own */
   unsigned int *Daten; /* width x height pixels, allocated by the reader, owned by the caller */
   int width;           /* pixels per row */
   int height;          /* rows */
-  int host_middle[4];  /* the host's own */
+  int host_middle[4];  /* the caller's own */
   int overflows;       /* number of overflowed pixels */
 } ImageData;
 
@@ -157,7 +157,7 @@ typedef struct Mar345Header {
 typedef struct PackedFileHeader {
   int width;
   int height;
-  char host_fields[2392]; /* the host's own */
+  char host_fields[2392]; /* the caller's own */
 } PackedFileHeader;
 
 /* ---------------------------------------------------------------------------------------------------------------
@@ -223,7 +223,7 @@ XRDIMAGE_API int read_bnl(const char *filename, int reserved, unsigned int **dat
 XRDIMAGE_API int read_edf_header(FILE *stream, int *width, int *height, int *bits);
 
 /*
- * Reads an EDF frame into a new array `*daten` of width x height 32-bit values. `*bits` is the host's setting, or -1
+ * Reads an EDF frame into a new array `*daten` of width x height 32-bit values. `*bits` is the caller's setting, or -1
  * for the header's. Samples are stored as they stand in the file, without regard to ByteOrder, packed from the array's
  * first byte on: 16-bit samples fill its first half, 8-bit ones its first quarter; the rest is 0. Samples wider than 32
  * bits fill the array as far as it goes.
@@ -239,7 +239,7 @@ XRDIMAGE_API int read_edf(const char *filename, unsigned int **daten, int *bits,
 
 /*
  * Writes an EDF file that declares unsigned 16-bit (edf16_write) or 32-bit (edf32_write) pixels. Both write four bytes
- * a pixel, little-endian. Dimensions above 32767 are stated as negative numbers, as hosts know it.
+ * a pixel, little-endian. Dimensions above 32767 are stated as negative numbers, as callers know it.
  *
  * When the file cannot be opened: "# ERROR opening PATH\n", ERROR between two reset sequences "\033[0m". A negative
  * size is refused with the same line and ": cannot write W x H pixels" behind the path. Write errors are not reported.
@@ -287,7 +287,7 @@ XRDIMAGE_API int read_mar_ccd_header(const char *filename, ImageInfo *info);
 
 /*
  * Reads a MarCCD frame: data->Daten (new array), data->width, data->height, and data->overflows, the header's count
- * plus the pixels from 32768 on, which become OVERFLOW_MARK. `*distance` is the host's distance setting, millimetres:
+ * plus the pixels from 32768 on, which become OVERFLOW_MARK. `*distance` is the caller's distance setting, millimetres:
  * -999.0 is replaced by the header's, any other value is kept. Silences libtiff's warnings for the rest of the process.
  *
  * Returns 1 or 0. When the file cannot be opened nothing is printed; when the header is not whole, "Not read correctly!
@@ -393,7 +393,7 @@ XRDIMAGE_API int tomar(const char *filename, short *img, int unused, PackedFileH
  *
  * Values are looked for in the order PROGRAM, DATE, FORMAT, HIGH, LENGTH/HEIGHT, ROFF/TOFF, WAVELENGTH, DISTANCE, TIME,
  * INTENSITY, PHI, each at the first occurrence of its first letter behind the keyword before; where something
- * else stands there, the fields keep their values, as hosts rely on it. `date` and `phi_osc` are always rewritten.
+ * else stands there, the fields keep their values, as callers rely on it. `date` and `phi_osc` are always rewritten.
  *
  * Returns how many of the two PHI values were read (-1 when the text ends there), or 0 with the record untouched when
  * the file cannot be opened. Prints nothing.
@@ -479,7 +479,7 @@ XRDIMAGE_API void rotate_clock1(unsigned short *image, int n);
 /* ---------------------------------------------------------------------------------------------------------------
  * XDS correction files
  *
- * The images that the data processing program XDS leaves behind, through streams that the host opens. Values are 4
+ * The images that the data processing program XDS leaves behind, through streams that the caller opens. Values are 4
  * bytes each and are not interpreted.
  * ------------------------------------------------------------------------------------------------------------ */
 
@@ -499,7 +499,7 @@ XRDIMAGE_API int getmod(void *buffer, FILE *stream, int x, int y);
 XRDIMAGE_API int fileclose(const char *name, FILE *modpix, FILE *bkgpix, FILE *other);
 
 /*
- * Rewinds the stream that fileclose would close; for "MODPIX.XDS" `other` as well, as hosts rely on it. Null streams
+ * Rewinds the stream that fileclose would close; for "MODPIX.XDS" `other` as well, as callers rely on it. Null streams
  * are left out.
  */
 XRDIMAGE_API void filerewind(const char *name, FILE *modpix, FILE *bkgpix, FILE *other);
@@ -527,7 +527,7 @@ XRDIMAGE_API int binning(unsigned int **Daten, int factor, int *width, int *heig
 /*
  * Bins a 16-bit image to width / factor x height / factor pixels, each the mean along its block's diagonal, rounded
  * half to even. When two or more columns are left over, the block that they begin is stored in the first pixel of the
- * next row, as hosts know it. With a factor of 1 the last column and row become 0. Returns 0.
+ * next row, as callers know it. With a factor of 1 the last column and row become 0. Returns 0.
  */
 XRDIMAGE_API int short_binning(unsigned short **Daten_ushort, int factor, int *width, int *height);
 

@@ -19,7 +19,7 @@
 
 namespace {
 
-// Values from the limit on are saturated. That of the older layout is no typing error: 65356, as hosts know it.
+// Values from the limit on are saturated. That of the older layout is no typing error: 65356, as callers know it.
 constexpr int kNewLayoutLimit = 256000;
 constexpr int kOldLayoutLimit = 65356;
 
@@ -38,7 +38,7 @@ struct SignedImage {
 };
 
 // What the binary header says, the value from which on a pixel is saturated, and what stands for negative values: -1
-// itself, or the mark that hosts know.
+// itself, or the mark that callers know.
 struct Layout {
   bool is_new;
   bool swapped;
@@ -104,7 +104,7 @@ void merge_overflows(const SignedImage& image, int* record, std::FILE* stream, c
   RecordReader records(stream, layout.overflow_count);
   for (int read = 0; read < layout.overflow_count; ++read) {
     if (!records.next(record)) {
-      // The number printed is one more than the missing record's; hosts know it so.
+      // The number printed is one more than the missing record's; callers know it so.
       xrd::print("WARNING> cannot read overflow pixel # %lld!\n", read + 2LL);
       xrd::print("         Overflow pixel will be ignored\n");
       return;
@@ -161,7 +161,7 @@ extern "C" void int_getpck(int* image, int* record, short /*unused1*/, int /*unu
 }
 
 extern "C" int new_read_pck(const char* path, unsigned int** Daten, int* x, int* y) {
-  // Hosts rely on the stream staying open for the life of the process.
+  // Callers rely on the stream staying open for the life of the process.
   std::FILE* stream = xrd::leave_open(xrd::open_file(path, "r"));
   if (stream == nullptr) return 0;
   int new_layout = 0;

@@ -1,4 +1,4 @@
-// XDS correction images, read from streams that the host opens.
+// XDS correction images, read from streams that the caller opens.
 #include <cstddef>
 #include <cstdio>
 #include <string_view>
@@ -55,11 +55,11 @@ extern "C" void filerewind(const char* name, FILE* modpix, FILE* bkgpix, FILE* o
     rewind_stream(bkgpix);
     return;
   }
-  // MODPIX.XDS rewinds the other stream as well; hosts rely on it.
+  // MODPIX.XDS rewinds the other stream as well; callers rely on it.
   if (is_modpix(name)) rewind_stream(modpix);
   rewind_stream(other);
 }
 
 extern "C" int filedelete() {
-  return xrd::run_command("/bin/rm tmp.image");  // hosts rely on the command
+  return xrd::run_command("/bin/rm tmp.image");  // callers rely on the command
 }

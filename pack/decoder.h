@@ -27,7 +27,7 @@ struct PackedSize {
 std::optional<PackedSize> packed_file_size(const char* path);
 
 // What `img` holds before. Predictions in an image of one column take pixels from there that are not decoded yet: those
-// of the caller, as hosts know it, or 0 where nobody has set any.
+// of the caller, as callers know it, or 0 where nobody has set any.
 enum class Held { kCallers, kNothing };
 
 // Opens the file, finds the header line and decodes the image behind it, cut to img.size() pixels. Nothing is written

@@ -30,7 +30,7 @@ PackedFileHeader read_header(std::FILE* stream) {
 extern "C" int read_pck(const char* filename, unsigned int** Daten, int* x, int* y) {
   xrd::FileHandle stream = xrd::open_file(filename, "r");
   if (!stream) {
-    // The colour sequence is malformed; hosts know the message so.
+    // The colour sequence is malformed; callers know the message so.
     xrd::print("# \033[0mERROR\033s [0m opening %s\n", filename);
     return 0;
   }
@@ -46,7 +46,7 @@ extern "C" int read_pck(const char* filename, unsigned int** Daten, int* x, int*
     return 0;
   }
   if (!xrd::unpack_file(filename, {words.get(), kPixels})) xrd::print("# %s does not exist.", filename);
-  // Hosts rely on the sign extension: values from 32768 on become large numbers.
+  // Callers rely on the sign extension: values from 32768 on become large numbers.
   std::copy_n(words.get(), kPixels, image.get());
   *x = kEdge;
   *y = kEdge;

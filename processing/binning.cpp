@@ -77,7 +77,7 @@ XRD_INLINE void average_pairs(const unsigned short* __restrict first, std::size_
 }
 
 // The mean along the block's diagonal, rounded half to even, as its low 16 bits. Each diagonal pixel counts `factor`
-// times in a 32-bit sum, which hosts rely on where it wraps.
+// times in a 32-bit sum, which callers rely on where it wraps.
 unsigned short diagonal_mean(const unsigned short* first, std::size_t width, std::size_t factor) {
   const auto weight = static_cast<std::uint32_t>(factor);
   std::uint32_t sum = 0;
@@ -103,7 +103,7 @@ xrd::MallocArray<Pixel> allocate_binned(int width, int height, int factor, int n
   return binned;
 }
 
-// The number of whole double blocks, times two: hosts rely on even sizes.
+// The number of whole double blocks, times two: callers rely on even sizes.
 int even_blocks(int size, int factor) {
   return factor < 1 ? 0 : static_cast<int>(size / (2 * std::int64_t{factor}) * 2);
 }
@@ -160,8 +160,8 @@ extern "C" int short_binning(unsigned short** Daten_ushort, int factor, int* wid
       binned[by * new_columns + bx] = diagonal_mean(first, columns, edge);
     }
   }
-  // Two or more columns left over make one block more in each row, which hosts find in the first pixel of the next row.
-  // Its diagonal goes on in the next row of the image.
+  // Two or more columns left over make one block more in each row, which callers find in the first pixel of the next
+  // row. Its diagonal goes on in the next row of the image.
   if (new_columns > 0 && *width % factor >= 2) {
     for (std::size_t by = 0; by + 1 < block_rows; ++by) {
       const unsigned short* first = *Daten_ushort + by * edge * columns + new_columns * edge;

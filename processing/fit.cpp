@@ -62,7 +62,7 @@ bool fit(const GridRef<Pixel>& image, int new_width, int new_height) {
 }  // namespace
 
 bool fit_grid(const GridRef<unsigned int>& image, int new_width, int new_height) {
-  // The line ends with the new width again; hosts know it so.
+  // The line ends with the new width again; callers know it so.
   xrd::print("# fitting dimension from %dx%d to %dx%d\n", *image.width, *image.height, new_width, new_width);
   if (!fit(image, new_width, new_height)) return false;
   print_allocated(caller_pixels(new_width, new_height, sizeof(unsigned int)) * sizeof(unsigned int));

@@ -408,7 +408,7 @@ extern "C" void init_gauss(fftw_real** gauss, int x, int y, float sigma_x, float
 }
 
 extern "C" void falte_gauss(unsigned int** Daten, int* x, int* y, int sigma_x, int sigma_y) {
-  // Hosts rely on the kernel staying allocated after this function, unlike after its 16-bit twin.
+  // Callers rely on the kernel staying allocated after this function, unlike after its 16-bit twin.
   static_cast<void>(xrd::smooth_grid({Daten, x, y}, sigma_x, sigma_y).release());
 }  // NOLINT(clang-analyzer-unix.Malloc): the kernel, see above
 

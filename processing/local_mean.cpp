@@ -166,7 +166,7 @@ class LocalMean {
     const unsigned int old = lane.pixels[column];
     const unsigned int without_old = sum - old;  // beside the division, for which the next sum waits
     const auto mean = static_cast<unsigned int>(lane.whole_size.quotient(static_cast<std::int32_t>(sum)));
-    // Stored at once: hosts rely on later windows seeing the means.
+    // Stored at once: callers rely on later windows seeing the means.
     lane.pixels[column] = mean;
     lane.column_sums[column] += mean - old;
     lane.sum = without_old + mean;

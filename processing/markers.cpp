@@ -59,7 +59,7 @@ extern "C" void make_short_box(unsigned int* Daten, int width, int height, int* 
   const std::int64_t top = y - box[1];
   const std::int64_t right = x + box[2];
   const std::int64_t bottom = y + box[3];
-  // Edges that reach past the image are moved onto its border. The lines end short of the far corner: hosts know the
+  // Edges that reach past the image are moved onto its border. The lines end short of the far corner: callers know the
   // box with that gap.
   canvas.draw_row(std::max<std::int64_t>(top, 0), left, right);
   canvas.draw_row(std::min(bottom, canvas.height() - 1), left, right);

@@ -23,7 +23,7 @@
 
 namespace {
 
-// Hosts rely on results that were computed with the processor's extended precision, which long double has on x86.
+// Callers rely on results that were computed with the processor's extended precision, which long double has on x86.
 using Extended = long double;
 
 // Replaces each pixel by a function of it that costs more than a look into a table.

@@ -34,7 +34,7 @@ int print_to(Channel channel, const char* format, std::va_list values) {
 }
 
 int run_in_shell(const char* command) {
-  return std::system(command);  // NOLINT(cert-env33-c): hosts rely on the command
+  return std::system(command);  // NOLINT(cert-env33-c): callers rely on the command
 }
 
 }  // namespace

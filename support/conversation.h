@@ -2,8 +2,8 @@
 // and write.
 //
 // Without a conversation they print to the standard streams, ask there, and end the process by the standard library's
-// assertion. So it is for the hosts of the library. The program and the Python package hold conversations: these gather
-// what is printed, answer questions, and know which streams are left open.
+// assertion. So it is for the callers of the library. The program and the Python package hold conversations: these
+// gather what is printed, answer questions, and know which streams are left open.
 #pragma once
 
 #include <cstdio>

@@ -18,7 +18,7 @@ using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 // Null when the file cannot be opened.
 FileHandle open_file(const char* path, const char* mode);
 
-// For functions that leave a stream open for the life of the process, on which hosts rely.
+// For functions that leave a stream open for the life of the process, on which callers rely.
 std::FILE* leave_open(FileHandle stream);
 
 // Closes a stream that a caller opened. Returns what std::fclose does.

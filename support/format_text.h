@@ -1,4 +1,4 @@
-// Text that hosts expect to be taken as a format string, although no arguments come with it.
+// Text that callers expect to be taken as a format string, although no arguments come with it.
 #pragma once
 
 #include <cstddef>

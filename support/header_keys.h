@@ -17,7 +17,7 @@ struct HeaderWords {
   int count;
 };
 
-// A text field takes its word as a format string, as format_text does: hosts rely on it.
+// A text field takes its word as a format string, as format_text does: callers rely on it.
 using HeaderValue = std::variant<int*, float*, double*, std::span<char>, HeaderWords>;
 
 // The pattern is one of formatted input in the C locale: blanks match any white space or none, and what follows the

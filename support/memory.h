@@ -16,7 +16,7 @@ struct FreeDeleter {
 template <typename T>
 using MallocArray = std::unique_ptr<T[], FreeDeleter>;
 
-// A zeroed array; null when there is no memory for it. An empty array is a valid allocation too, so that hosts can
+// A zeroed array; null when there is no memory for it. An empty array is a valid allocation too, so that callers can
 // tell it from a failed one and free it like any other.
 template <typename T>
 MallocArray<T> allocate_zeroed(std::size_t count) {

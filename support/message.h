@@ -1,4 +1,4 @@
-// The texts that messages share, byte for byte as hosts parse them. German texts are ISO-8859-1.
+// The texts that messages share, byte for byte as callers parse them. German texts are ISO-8859-1.
 #pragma once
 
 #include <cstddef>

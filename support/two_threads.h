@@ -9,7 +9,7 @@
 
 namespace xrd {
 
-// A thread that gets no signals: hosts expect theirs in threads of their own.
+// A thread that gets no signals: callers expect theirs in threads of their own.
 template <typename Action>
 std::thread start_thread(Action action) {
   sigset_t all;

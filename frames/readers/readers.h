@@ -1,6 +1,6 @@
 // The loaders of the single formats, each given the whole file, already decompressed; see frame.h.
 //
-// formats/ has another parser for most of them, on purpose: flat functions return what their hosts have always had,
+// formats/ has another parser for most of them, on purpose: flat functions return what their callers have always had,
 // loaders what the file says. Both take layouts and constants from one place (support/, mar345/, pack/).
 #pragma once
 

@@ -163,7 +163,7 @@ constexpr std::array<Type, 10> kTypes{{
 }};
 
 // MarCCD frames are TIFF files with a binary header behind the first 1024 bytes, which names itself. The library has no
-// type of their own for them: hosts look.
+// type of their own for them: callers look.
 bool has_mar_ccd_header(const std::string& path) {
   std::array<char, xrd::mar_ccd::kFormatName.size()> name{};
   const xrd::FileHandle stream = xrd::open_file(path.c_str(), "r");

@@ -1,4 +1,4 @@
-// Frames as hosts of the library get them: what its readers return, where that differs from the true counts.
+// Frames as callers of the library get them: what its readers return, where that differs from the true counts.
 #pragma once
 
 #include <string>

@@ -9,8 +9,9 @@
 
 namespace program {
 
-// Leaves the dump, the colour map and the picture in the working directory, as hosts of the library do. Colours end at
-// the largest count divided by `divisor`; without one, 99.5 % of the pixels fit. Counts above 65535 are shown as 65535.
+// Leaves the dump, the colour map and the picture in the working directory, as callers of the library do. Colours end
+// at the largest count divided by `divisor`; without one, 99.5 % of the pixels fit. Counts above 65535 are shown as
+// 65535.
 void view_classic(const std::string& path, frames::Frame& frame, std::optional<int> divisor, const Settings& settings);
 
 }  // namespace program

@@ -359,8 +359,8 @@ def test_packed_files_without_an_image() -> None:
 
 def test_packed_files() -> None:
     pixels = samples_of(1200, 1200).view(np.int16)
-    classic.tomar("a.pck", pixels, b"host")
-    assert Path("a.pck").read_bytes()[8:12] == b"host"
+    classic.tomar("a.pck", pixels, b"mine")
+    assert Path("a.pck").read_bytes()[8:12] == b"mine"
     assert (classic.read_pck("a.pck") == pixels.astype(np.int32).view(np.uint32)).all()
     classic.tomar("b.pck", pixels[:3, ::2])
     assert (classic.read_pck("b.pck").shape) == (1200, 1200)

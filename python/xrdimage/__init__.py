@@ -1,7 +1,7 @@
 """Two-dimensional X-ray diffraction frames for NumPy.
 
 `load` reads a frame of any format with its true counts, `save` writes one. `xrdimage.classic` has the C library's flat
-functions, with the results that its hosts have always had.
+functions, with the results that its callers have always had.
 
 >>> import xrdimage
 >>> xrdimage.sample("frame.mar2300", size=600)

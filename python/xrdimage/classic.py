@@ -1,4 +1,4 @@
-"""The C library's flat functions on NumPy arrays, with the results that its hosts have always had.
+"""The C library's flat functions on NumPy arrays, with the results that its callers have always had.
 
 `xrdimage.load` gives true counts; these give what the C functions of the same names give, quirks included
 (`include/xrdimage.h` tells of each). What differs is how they are called:
@@ -474,7 +474,7 @@ def read_pck(path: Path) -> Image:
 
 
 def tomar(path: Path, img: SignedImage, host_fields: bytes = b"") -> None:
-    """Writes a packed file: a header of the image's size and up to 2392 bytes of the host's own, and the pixels.
+    """Writes a packed file: a header of the image's size and up to 2392 bytes of the caller's own, and the pixels.
 
     >>> tomar("image.pck", np.array([[1, 2]], np.int16))
     >>> np.fromfile("image.pck", np.int32, 2)
@@ -721,7 +721,7 @@ def filerewind(
     bkgpix: Optional[IO[bytes]] = None,
     other: Optional[IO[bytes]] = None,
 ) -> None:
-    """Rewinds the stream that `fileclose` would close; for "MODPIX.XDS" `other` as well, as hosts rely on it.
+    """Rewinds the stream that `fileclose` would close; for "MODPIX.XDS" `other` as well, as callers rely on it.
 
     >>> with open("BKGPIX.XDS", "w+b") as stream:
     ...     written = stream.write(b"1234")

@@ -1,5 +1,5 @@
-// What a host in C gets of frames is what `xrdimage info --json` tells, from paths and from memory, in eight threads at
-// once.
+// What a caller in C gets of frames is what `xrdimage info --json` tells, from paths and from memory, in eight threads
+// at once.
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -11,7 +11,7 @@
 #include "tests/environment.h"
 #include "tests/trust/samples.h"
 
-// tests/api/host.c, compiled as C and as C++.
+// tests/api/caller.c, compiled as C and as C++.
 extern "C" int tell(const char* path, const void* bytes, std::size_t size, std::FILE* out);
 int tell_in_cpp(const char* path, const void* bytes, std::size_t size, std::FILE* out);
 
@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 using Tell = int (*)(const char* path, const void* bytes, std::size_t size, std::FILE* out);
 
-// A line for each value that is there, as the host prints them.
+// A line for each value that is there, as the caller prints them.
 std::string told_by_program(const std::string& path) {
   std::string output;
   std::FILE* const pipe = popen((XRDIMAGE_PROGRAM " info --json '" + path + "' 2>/dev/null").c_str(), "r");
@@ -38,12 +38,12 @@ std::string told_by_program(const std::string& path) {
   return told;
 }
 
-std::string told_by(Tell host, const std::string& path, const std::string* bytes) {
+std::string told_by(Tell caller, const std::string& path, const std::string* bytes) {
   char* text = nullptr;
   std::size_t size = 0;
   std::FILE* const out = open_memstream(&text, &size);
-  const int result =
-      bytes == nullptr ? host(path.c_str(), nullptr, 0, out) : host(path.c_str(), bytes->data(), bytes->size(), out);
+  const int result = bytes == nullptr ? caller(path.c_str(), nullptr, 0, out)
+                                      : caller(path.c_str(), bytes->data(), bytes->size(), out);
   std::fclose(out);
   const auto owner = test::own(text);
   return result == 0 ? std::string(text, size) : "failed";
@@ -69,7 +69,7 @@ std::vector<std::string> frames(const test::TemporaryDirectory& directory) {
   return paths;
 }
 
-TEST(CHost, TellsWhatTheProgramTellsInEightThreads) {
+TEST(CCaller, TellsWhatTheProgramTellsInEightThreads) {
   const test::TemporaryDirectory directory;
   for (const std::string& path : frames(directory)) {
     const std::string expected = told_by_program(path);

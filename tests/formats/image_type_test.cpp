@@ -65,7 +65,7 @@ class ImageTypeByCommand : public testing::Test {
 
 }  // namespace
 
-TEST(ImageType, CodesAreThoseThatHostsSwitchOn) {
+TEST(ImageType, CodesAreThoseThatCallersSwitchOn) {
   EXPECT_EQ(IMAGE_TYPE_UNKNOWN, 0);
   EXPECT_EQ(IMAGE_TYPE_TRA, 1);
   EXPECT_EQ(IMAGE_TYPE_XI, 2);

@@ -346,7 +346,7 @@ TEST(MarCcd, ADistanceThatIsNotSetComesFromTheFile) {
   EXPECT_EQ(read_bytes(small_frame({{1720, -1}}), -999.0).distance, -0.001);
 }
 
-TEST(MarCcd, ADistanceThatTheHostSetIsKept) {
+TEST(MarCcd, ADistanceThatTheCallerSetIsKept) {
   const std::string frame = small_frame({{1720, 150750}});
   for (const double distance : {120.0, 0.0, -1.0, std::nextafter(-999.0, 0.0), std::nextafter(-999.0, -1000.0)}) {
     EXPECT_EQ(read_bytes(frame, distance).distance, distance);

@@ -234,5 +234,5 @@ int read_damaged_copies(const TemporaryDirectory& directory, const std::string& 
 
 }  // namespace test
 
-// The word of the messages that are not red, as hosts see it.
+// The word of the messages that are not red, as callers see it.
 #define PLAIN_ERROR "\033[0mERROR\033[0m"

@@ -1,4 +1,4 @@
-// Loaders in hosts whose locale has a decimal comma and other white space, as Python's programs may.
+// Loaders in callers whose locale has a decimal comma and other white space, as Python's programs may.
 #include <cstdint>
 #include <string>
 
@@ -11,7 +11,7 @@
 namespace {
 
 using frames::load_frame;
-using test::HostLocale;
+using test::CallerLocale;
 using test::Whose;
 
 TEST(FramesInGerman, NumbersOfHeadersHavePoints) {
@@ -21,7 +21,7 @@ TEST(FramesInGerman, NumbersOfHeadersHavePoints) {
       "{\nHEADER_BYTES=512;\nBYTE_ORDER=little_endian;\nTYPE=unsigned_short;\nSIZE1=1;\nSIZE2=1;\nWAVELENGTH=0.0251;\n"
       "DISTANCE=120.25;\nOSC_RANGE=+.5;\nTIME=1,5;\n}\n" +
           std::string(600, ' '));
-  const HostLocale locale(Whose::kProcess);
+  const CallerLocale locale(Whose::kProcess);
   const frames::Header header = load_frame(adsc, {}).header;
   EXPECT_EQ(header.wavelength, 0.0251);
   EXPECT_EQ(header.distance, 120.25);
@@ -42,7 +42,7 @@ TEST(FramesInGerman, ErrorsHavePointsAndAreInEnglish) {
   const test::TemporaryDirectory directory;
   const std::string path = directory.write("frame.tif", file);
   for (const Whose whose : {Whose::kProcess, Whose::kThread}) {
-    const HostLocale locale(whose);
+    const CallerLocale locale(whose);
     EXPECT_EQ(test::load_error([&] { load_frame(path, {}); }),
               "is a damaged TIFF file: frame: Bad value -1.500000 for \"XResolution\" tag");
     EXPECT_EQ(test::load_error([] { load_frame("/nonexistent", {}); }), "No such file or directory");
@@ -53,7 +53,7 @@ TEST(FramesInGerman, ErrorsHavePointsAndAreInEnglish) {
 TEST(FramesInEbcdic, PackedImagesAreFoundByTheirLine) {
   const test::TemporaryDirectory directory;
   const std::string path = directory.write("frame.pck", "CCP4 packed image, X:   2, Y:\t1\n" + std::string(10, '\0'));
-  const HostLocale locale(Whose::kThread, test::kGermanEbcdic);
+  const CallerLocale locale(Whose::kThread, test::kGermanEbcdic);
   EXPECT_EQ(load_frame(path, {}).width, 2);
 }
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # install_test.sh SOURCES BUILD VERSION LIBDIR CC CXX [program] [frame] [python]: installs the build to a folder of its own and
-# builds hosts against that, by pkg-config and by CMake, with the shared and the static library; then once more where the folder
+# builds callers against that, by pkg-config and by CMake, with the shared and the static library; then once more where the folder
 # was moved to. Folders have blanks in their names.
 set -euo pipefail
 
@@ -91,7 +91,7 @@ EOF
   fi
 }
 
-# The library that hosts are linked with, and what they are called with.
+# The library that callers are linked with, and what they are called with.
 library=xrdimage
 arguments=()
 
@@ -100,8 +100,8 @@ flags() {
   eval "flags=($(pkg-config "$@" $library))"
 }
 
-# check_host shared|static HOST PREFIX: it runs, and with the library that it was to be linked with.
-check_host() {
+# check_caller shared|static CALLER PREFIX: it runs, and with the library that it was to be linked with.
+check_caller() {
   local uses
   uses=$(LD_LIBRARY_PATH="$3/$libdir" ldd "$2" | grep lib$library || true)
   case $1 in
@@ -111,34 +111,34 @@ check_host() {
   LD_LIBRARY_PATH="$3/$libdir" quietly "$2" "${arguments[@]}"
 }
 
-# by_pkg_config PREFIX SOURCE COMPILER...: a host, by the compiler with its options.
+# by_pkg_config PREFIX SOURCE COMPILER...: a caller, by the compiler with its options.
 by_pkg_config() {
   local prefix=$1 source=$2 flags
   shift 2
   export PKG_CONFIG_PATH="$prefix/$libdir/pkgconfig"
   [ "$(pkg-config --modversion $library)" = "$version" ] || fail "$library.pc has another version than $version"
   flags --cflags
-  quietly "$@" -I"$sources" -c "$source" "${flags[@]}" -o host.o
+  quietly "$@" -I"$sources" -c "$source" "${flags[@]}" -o caller.o
   flags --libs
-  quietly "$1" host.o "${flags[@]}" -o shared
-  check_host shared ./shared "$prefix"
+  quietly "$1" caller.o "${flags[@]}" -o shared
+  check_caller shared ./shared "$prefix"
   # Where both libraries are, -l takes the shared one.
   flags --static --libs
-  quietly "$1" host.o "${flags[@]/#-l$library/-l:lib$library.a}" -o static
-  check_host static ./static "$prefix"
+  quietly "$1" caller.o "${flags[@]/#-l$library/-l:lib$library.a}" -o static
+  check_caller static ./static "$prefix"
 }
 
-# by_cmake PREFIX LANGUAGE HOST...
+# by_cmake PREFIX LANGUAGE CALLER...
 by_cmake() {
-  local prefix=$1 language=$2 host
+  local prefix=$1 language=$2 caller
   shift 2
   rm -rf by_cmake
-  quietly cmake -G Ninja -S "$sources/tests/install/hosts" -B by_cmake -DLANGUAGE="$language" -DVERSION="$version" -DLIBRARY=$library \
+  quietly cmake -G Ninja -S "$sources/tests/install/callers" -B by_cmake -DLANGUAGE="$language" -DVERSION="$version" -DLIBRARY=$library \
     -DCMAKE_PREFIX_PATH="$prefix"
   quietly cmake --build by_cmake
-  for host; do
-    check_host shared "by_cmake/${host}_shared" "$prefix"
-    check_host static "by_cmake/${host}_static" "$prefix"
+  for caller; do
+    check_caller shared "by_cmake/${caller}_shared" "$prefix"
+    check_caller static "by_cmake/${caller}_static" "$prefix"
   done
 }
 
@@ -187,19 +187,19 @@ check_example() {
   )
 }
 
-# The frame library: the host of its tests in the C of 1989 and as C++, and the examples, which make one picture.
+# The frame library: the caller of its tests in the C of 1989 and as C++, and the examples, which make one picture.
 check_frame_library() {
-  local prefix=$1 host=$sources/tests/install/hosts/frame_host.c picture
+  local prefix=$1 caller=$sources/tests/install/callers/frame_caller.c picture
   local examples=$prefix/share/doc/xrdimage/examples/xrdframe
   printf '{\nDim_1 = 4 ;\nDim_2 = 2 ;\nDataType = UnsignedInteger ;\n}\n' >frame.edf
   printf '\1\0\0\0%.0s' {1..7} >>frame.edf
   printf '\0\1\0\0' >>frame.edf
   library=xrdframe arguments=(frame.edf)
-  by_pkg_config "$prefix" "$host" "$CC" -std=c89 -pedantic-errors -Wall -Wextra -Werror
-  by_pkg_config "$prefix" "$host" "$CXX" -x c++ -std=c++20 -pedantic-errors -Wall -Wextra -Werror
-  by_cmake "$prefix" C frame_host
+  by_pkg_config "$prefix" "$caller" "$CC" -std=c89 -pedantic-errors -Wall -Wextra -Werror
+  by_pkg_config "$prefix" "$caller" "$CXX" -x c++ -std=c++20 -pedantic-errors -Wall -Wextra -Werror
+  by_cmake "$prefix" C frame_caller
   ./static frame.edf | grep -qx 'maximum_counts 256' || fail "the static library tells other counts"
-  if ldd static by_cmake/frame_host_shared | grep fftw; then fail "the frame library is linked with FFTW"; fi
+  if ldd static by_cmake/frame_caller_shared | grep fftw; then fail "the frame library is linked with FFTW"; fi
 
   for picture in "$examples"/picture.{c,cpp}; do
     [ "$(wc -l <"$picture")" -lt 40 ] || fail "$picture has grown"
@@ -243,19 +243,19 @@ check_python() {
 prefix="$work/a prefix"
 quietly cmake --install "$build" --prefix "$prefix"
 check_layout "$prefix"
-by_pkg_config "$prefix" "$sources/tests/header/c_host.c" "$CC" -std=c11
-by_pkg_config "$prefix" "$sources/tests/header/cpp_host.cpp" "$CXX" -std=c++20
-by_pkg_config "$prefix" "$sources/tests/install/hosts/c89_host.c" "$CC" -std=c89 -pedantic-errors -Wall -Wextra -Werror
-by_cmake "$prefix" C c_host c89_host
-by_cmake "$prefix" CXX cpp_host
+by_pkg_config "$prefix" "$sources/tests/header/c_caller.c" "$CC" -std=c11
+by_pkg_config "$prefix" "$sources/tests/header/cpp_caller.cpp" "$CXX" -std=c++20
+by_pkg_config "$prefix" "$sources/tests/install/callers/c89_caller.c" "$CC" -std=c89 -pedantic-errors -Wall -Wextra -Werror
+by_cmake "$prefix" C c_caller c89_caller
+by_cmake "$prefix" CXX cpp_caller
 [ -z "$with_frame" ] || check_frame_library "$prefix"
 [ -z "$with_program" ] || check_program "$prefix"
 
 mkdir moved
 mv "$prefix" "moved/another prefix"
 prefix="$work/moved/another prefix"
-by_pkg_config "$prefix" "$sources/tests/header/c_host.c" "$CC" -std=c11
-by_cmake "$prefix" C c_host c89_host
+by_pkg_config "$prefix" "$sources/tests/header/c_caller.c" "$CC" -std=c11
+by_cmake "$prefix" C c_caller c89_caller
 [ -z "$with_frame" ] || check_frame_library "$prefix"
 check_example "$prefix"
 [ -z "$with_python" ] || check_python "$prefix"

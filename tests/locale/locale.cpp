@@ -45,7 +45,7 @@ class LocaleWatch : public testing::EmptyTestEventListener {
   void OnTestEnd(const testing::TestInfo& /*test*/) override { EXPECT_TRUE(State() == before_) << "another locale"; }
   void OnTestProgramEnd(const testing::UnitTest& /*tests*/) override { locale_.reset(); }
 
-  std::optional<HostLocale> locale_;
+  std::optional<CallerLocale> locale_;
   State before_;
 };
 
@@ -67,7 +67,7 @@ Locale make_locale(const char* name) {
   return locale;
 }
 
-HostLocale::HostLocale(Whose whose, const char* name)
+CallerLocale::CallerLocale(Whose whose, const char* name)
     : process_(std::setlocale(LC_ALL, nullptr)), thread_(uselocale(nullptr)) {
   const OwnLocales locales;
   switch (whose) {
@@ -84,7 +84,7 @@ HostLocale::HostLocale(Whose whose, const char* name)
   }
 }
 
-HostLocale::~HostLocale() {
+CallerLocale::~CallerLocale() {
   uselocale(thread_);
   const OwnLocales locales;
   if (std::locale() != std::locale::classic()) std::locale::global(std::locale::classic());

@@ -1,4 +1,4 @@
-// The locale of a host program, which the library's results must not depend on.
+// The locale of a calling program, which the library's results must not depend on.
 #pragma once
 
 #include <locale.h>
@@ -25,17 +25,17 @@ using Locale = std::unique_ptr<std::remove_pointer_t<locale_t>, LocaleFreer>;
 // One of these locales.
 Locale make_locale(const char* name);
 
-// What a host sets: the process' locale by setlocale, that of C++ (which sets the process', too), or the calling
+// What a caller sets: the process' locale by setlocale, that of C++ (which sets the process', too), or the calling
 // thread's.
 enum class Whose { kProcess, kCpp, kThread };
 
 // Runs in the locale until it ends, then in the one before.
-class HostLocale {
+class CallerLocale {
  public:
-  explicit HostLocale(Whose whose, const char* name = kGerman);
-  HostLocale(const HostLocale&) = delete;
-  HostLocale& operator=(const HostLocale&) = delete;
-  ~HostLocale();
+  explicit CallerLocale(Whose whose, const char* name = kGerman);
+  CallerLocale(const CallerLocale&) = delete;
+  CallerLocale& operator=(const CallerLocale&) = delete;
+  ~CallerLocale();
 
  private:
   std::string process_;

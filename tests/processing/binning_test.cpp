@@ -282,7 +282,7 @@ TEST(ShortBinning, MeansAreRoundedHalfToEven) {
   EXPECT_EQ(short_binned({3, 3, {1, 0, 0, 0, 2, 0, 0, 0, 2}}, 3).pixels.front(), 2);  // 5 / 3
 }
 
-TEST(ShortBinning, TheRoundingModeIsTheHosts) {
+TEST(ShortBinning, TheRoundingModeIsTheCallers) {
   const Image16 half{2, 2, {2, 0, 0, 3}};  // 2.5
   std::fesetround(FE_UPWARD);
   const auto upward = short_binned(half, 2);
@@ -293,7 +293,7 @@ TEST(ShortBinning, TheRoundingModeIsTheHosts) {
   EXPECT_EQ(downward.pixels.front(), 3);
 }
 
-TEST(ShortBinning, TheRoundingModeIsTheHostsInWideImagesToo) {
+TEST(ShortBinning, TheRoundingModeIsTheCallersInWideImagesToo) {
   // Forty blocks whose diagonals hold 2 and 3: 2.5.
   auto image = Image16::blank(80, 2);
   for (int x = 0; x < 80; x += 2) {

@@ -178,7 +178,7 @@ TEST_F(Xv, AViewerThatFailsHandsOnToTheNext) {
   EXPECT_NE(test::read_file("calls").find("\ndisplay /"), std::string::npos);
 }
 
-// Hosts run it with a PATH of theirs.
+// Callers run it with a PATH of theirs.
 TEST_F(Xv, NoViewerOfTheWorkingDirectoryIsRun) {
   for (const char* name : {"xdg-open", "feh", "display"}) place_.write_script(name, "echo \"$0\" >>calls");
   for (const std::string path : {":$bin", "$bin:", "$bin::$bin", ".:$bin", "bin/..:$bin"}) {

@@ -16,7 +16,7 @@
 
 namespace {
 
-using test::HostLocale;
+using test::CallerLocale;
 using test::Whose;
 
 std::string half() {
@@ -29,7 +29,7 @@ std::string half() {
 
 TEST(CLocale, NumbersHaveAPointWhileItLives) {
   for (const Whose whose : {Whose::kProcess, Whose::kCpp, Whose::kThread}) {
-    const HostLocale host(whose);
+    const CallerLocale caller(whose);
     EXPECT_EQ(half(), "0,5");
     {
       const xrd::CLocale outer;
@@ -48,12 +48,12 @@ TEST(CLocale, TheThreadHasExactlyTheLocaleAgainThatItHad) {
   const locale_t before = uselocale(nullptr);
   { const xrd::CLocale locale; }
   EXPECT_EQ(uselocale(nullptr), before);
-  const HostLocale process(Whose::kProcess);
+  const CallerLocale process(Whose::kProcess);
   uselocale(LC_GLOBAL_LOCALE);
   { const xrd::CLocale locale; }
   EXPECT_EQ(uselocale(nullptr), LC_GLOBAL_LOCALE);
   EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), test::kGerman);
-  const HostLocale thread(Whose::kThread);
+  const CallerLocale thread(Whose::kThread);
   const locale_t own = uselocale(nullptr);
   EXPECT_NE(own, LC_GLOBAL_LOCALE);
   { const xrd::CLocale locale; }
@@ -61,13 +61,13 @@ TEST(CLocale, TheThreadHasExactlyTheLocaleAgainThatItHad) {
 }
 
 TEST(CLocale, OtherThreadsSeeNothingOfIt) {
-  const HostLocale host(Whose::kProcess);
+  const CallerLocale caller(Whose::kProcess);
   const xrd::CLocale locale;
   EXPECT_EQ(std::async(std::launch::async, half).get(), "0,5");
 }
 
 TEST(CLocale, ErrnoStaysAndLocalesAreOneConstant) {
-  const HostLocale host(Whose::kThread);
+  const CallerLocale caller(Whose::kThread);
   locale_t first = nullptr;
   errno = 77;
   {
@@ -87,7 +87,7 @@ TEST(CLocale, WhiteSpaceIsThatOfC) {
 }
 
 TEST(PrintNumbers, PrintsAsTheCLibraryDoesInTheCLocale) {
-  const HostLocale host(Whose::kProcess);
+  const CallerLocale caller(Whose::kProcess);
   int result = 0;
   const auto output = test::capture([&] { result = xrd::print_numbers("%s %5.2f %d%%\n", "a%d", 1.5, 3); });
   EXPECT_EQ(output.out, "a%d  1.50 3%\n");

@@ -49,7 +49,7 @@ TEST(TwoThreads, EachTakesOnePart) {
   EXPECT_NE(calls[1].thread, calls[0].thread);
 }
 
-TEST(TwoThreads, SignalsStayWithTheThreadsOfTheHost) {
+TEST(TwoThreads, SignalsStayWithTheThreadsOfTheCaller) {
   const auto calls = calls_of_both_parts();
   EXPECT_FALSE(calls[0].interrupts_blocked);
   EXPECT_TRUE(calls[1].interrupts_blocked);

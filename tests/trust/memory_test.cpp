@@ -205,7 +205,7 @@ Result run(const Call& call, std::size_t failing, Lack lack) {
     if (failures != 0) directory.write(reached, "");
     std::size_t expected = 0;
     if (std::string_view(call.function) == "falte_gauss" && trust::memory::outstanding() == 1) {
-      // The kernel stays allocated, as hosts know it.
+      // The kernel stays allocated, as callers know it.
       const void* const kernel = trust::memory::any_outstanding();
       expected = trust::memory::size_of(kernel) == std::size_t{258} * 260 * sizeof(fftw_real) ? 1 : 0;
       if (expected == 1) std::free(trust::memory::any_outstanding());

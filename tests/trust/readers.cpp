@@ -149,7 +149,7 @@ void mar345_frame(Scene& scene, const char* path) {
   image_call(scene, [=](auto** array, int* width, int* height) { return new_read_pck(path, array, width, height); });
 }
 
-// The functions that follow read from streams that the host opens.
+// The functions that follow read from streams that the caller opens.
 
 void edf_header(Scene& scene, const char* path) {
   const test::Stream stream(std::fopen(path, "r"));

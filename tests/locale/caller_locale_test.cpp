@@ -1,5 +1,5 @@
-// The library in hosts whose locale has a decimal comma, other white space, and points between digits: numbers in files
-// and messages have decimal points, and what belongs to the host runs in its locale.
+// The library in callers whose locale has a decimal comma, other white space, and points between digits: numbers in
+// files and messages have decimal points, and what belongs to the caller runs in its locale.
 #include "tests/locale/locale.h"
 
 #include <langinfo.h>
@@ -24,7 +24,7 @@
 
 namespace {
 
-using test::HostLocale;
+using test::CallerLocale;
 using test::Whose;
 
 std::string radix() {
@@ -90,44 +90,44 @@ bool closes_saint_header(const std::string& record) {
 }
 
 // ------------------------------------------------------------------------------------------------------------------
-// What belongs to the host, and notes its locale
+// What belongs to the caller, and notes its locale
 // ------------------------------------------------------------------------------------------------------------------
 
-struct HostStream {
+struct CallerStream {
   std::string bytes = {};
   std::size_t position = 0;
   std::string radixes = {};  // one for each call
 };
 
-ssize_t read_from_host(void* cookie, char* buffer, std::size_t size) {
-  auto& host = *static_cast<HostStream*>(cookie);
-  host.radixes += radix();
-  const std::size_t count = host.bytes.copy(buffer, size, host.position);
-  host.position += count;
+ssize_t read_from_caller(void* cookie, char* buffer, std::size_t size) {
+  auto& caller = *static_cast<CallerStream*>(cookie);
+  caller.radixes += radix();
+  const std::size_t count = caller.bytes.copy(buffer, size, caller.position);
+  caller.position += count;
   return static_cast<ssize_t>(count);
 }
 
-ssize_t write_to_host(void* cookie, const char* buffer, std::size_t size) {
-  auto& host = *static_cast<HostStream*>(cookie);
-  host.radixes += radix();
-  host.bytes.append(buffer, size);
+ssize_t write_to_caller(void* cookie, const char* buffer, std::size_t size) {
+  auto& caller = *static_cast<CallerStream*>(cookie);
+  caller.radixes += radix();
+  caller.bytes.append(buffer, size);
   return static_cast<ssize_t>(size);
 }
 
-test::Stream stream_of_host(HostStream& host, const char* mode) {
-  return test::Stream(fopencookie(&host, mode, {read_from_host, write_to_host, nullptr, nullptr}));
+test::Stream stream_of_caller(CallerStream& caller, const char* mode) {
+  return test::Stream(fopencookie(&caller, mode, {read_from_caller, write_to_caller, nullptr, nullptr}));
 }
 
-// Runs the action with an unbuffered standard output that is the host's own.
-HostStream with_own_output(const std::function<void()>& action) {
-  HostStream host;
+// Runs the action with an unbuffered standard output that is the caller's own.
+CallerStream with_own_output(const std::function<void()>& action) {
+  CallerStream caller;
   std::FILE* const before = stdout;
-  const test::Stream stream = stream_of_host(host, "w");
+  const test::Stream stream = stream_of_caller(caller, "w");
   std::setvbuf(stream.get(), nullptr, _IONBF, 0);
   stdout = stream.get();
   action();
   stdout = before;
-  return host;
+  return caller;
 }
 
 bool only_commas(const std::string& radixes) {
@@ -138,14 +138,14 @@ bool only_commas(const std::string& radixes) {
 // The locales
 // ------------------------------------------------------------------------------------------------------------------
 
-class InHostLocale : public testing::TestWithParam<Whose> {
+class InCallerLocale : public testing::TestWithParam<Whose> {
  private:
-  HostLocale locale_{GetParam()};
+  CallerLocale locale_{GetParam()};
 };
 
 }  // namespace
 
-TEST_P(InHostLocale, TheLocaleHasACommaAndGroups) {
+TEST_P(InCallerLocale, TheLocaleHasACommaAndGroups) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%'.1f", 12345.5);
   EXPECT_STREQ(text.data(), "12.345,5");
@@ -154,7 +154,7 @@ TEST_P(InHostLocale, TheLocaleHasACommaAndGroups) {
   EXPECT_EQ(number, 0);
 }
 
-TEST_P(InHostLocale, Mar345HeadersHaveDecimalPoints) {
+TEST_P(InCallerLocale, Mar345HeadersHaveDecimalPoints) {
   const Mar345Header header = read_mar345(kMar345Text);
   EXPECT_EQ(header.wavelength, 1.54179);
   EXPECT_EQ(header.distance, 120.25);
@@ -169,7 +169,7 @@ TEST_P(InHostLocale, Mar345HeadersHaveDecimalPoints) {
   EXPECT_EQ(counted.intensity_avg, 0.0251);
 }
 
-TEST_P(InHostLocale, Mar345HeadersArePrintedWithDecimalPoints) {
+TEST_P(InCallerLocale, Mar345HeadersArePrintedWithDecimalPoints) {
   Mar345Header header{};
   double* const reals[] = {&header.multiplier,
                            &header.gain,
@@ -218,7 +218,7 @@ TEST_P(InHostLocale, Mar345HeadersArePrintedWithDecimalPoints) {
   EXPECT_EQ(result, 70);  // characters of the last line
 }
 
-TEST_P(InHostLocale, Mar345SummariesHaveDecimalPointsInNumbersAndNames) {
+TEST_P(InCallerLocale, Mar345SummariesHaveDecimalPointsInNumbersAndNames) {
   test::TemporaryDirectory directory;
   directory.enter();
   const std::string name = "a%.1f %'.7d";
@@ -233,7 +233,7 @@ TEST_P(InHostLocale, Mar345SummariesHaveDecimalPointsInNumbersAndNames) {
   EXPECT_STREQ(info.file_name, "a0.0 0000000");
 }
 
-TEST_P(InHostLocale, AdscHeadersHaveDecimalPoints) {
+TEST_P(InCallerLocale, AdscHeadersHaveDecimalPoints) {
   const AdscHeader header = read_adsc(
       "WAVELENGTH=0.0251;\nDISTANCE=120.25;\nOSC_START=1.125;\nOSC_RANGE=0.5;\nTIME=0.75;\nPIXEL_SIZE=0.10240;\n"
       "BEAM_CENTER_X=105.45;\nBEAM_CENTER_Y=106.25;\nTYPE=%.2f;\nAXIS=phi;\n");
@@ -252,7 +252,7 @@ TEST_P(InHostLocale, AdscHeadersHaveDecimalPoints) {
 }
 
 // A message as long as it can be.
-TEST_P(InHostLocale, LargestNumbersArePrintedWhole) {
+TEST_P(InCallerLocale, LargestNumbersArePrintedWhole) {
   const AdscHeader header = read_adsc("WAVELENGTH=-1e308;\nOSC_START=-1e308;\nOSC_RANGE=-1e308;\nAXIS=phi;\n");
   std::array<char, 400> expected{};
   std::snprintf(expected.data(), expected.size(), "%.0f", -1e308);
@@ -262,13 +262,13 @@ TEST_P(InHostLocale, LargestNumbersArePrintedWhole) {
             std::string::npos);
 }
 
-TEST_P(InHostLocale, SaintHeadersEndWhereTheNumberHasAPoint) {
+TEST_P(InCallerLocale, SaintHeadersEndWhereTheNumberHasAPoint) {
   EXPECT_TRUE(closes_saint_header("ENDING2: .5"));
   EXPECT_TRUE(closes_saint_header("ENDING2: 1.5"));
   EXPECT_FALSE(closes_saint_header("ENDING2: ,5"));
 }
 
-TEST_P(InHostLocale, EdfHeadersShowNumbersWithPoints) {
+TEST_P(InCallerLocale, EdfHeadersShowNumbersWithPoints) {
   const test::Stream stream = test::stream_of(
       "{\nDim_1 = 3 ;\nDim_2 = 2 ;\nDateTime = %.1f %'.5d 3 ;\nByteOrder = %g%.2e ;\nBitsPerSample = 16 ;\n}\n");
   int width = 0;
@@ -278,7 +278,7 @@ TEST_P(InHostLocale, EdfHeadersShowNumbersWithPoints) {
   EXPECT_EQ(out, "\n# Scanned: 0.0 00000 3\n# ByteOrder: 00.00e+00, BitsPerSample: 16, Binning: -1\n\n");
 }
 
-TEST_P(InHostLocale, MarCcdNamesHaveDecimalPoints) {
+TEST_P(InCallerLocale, MarCcdNamesHaveDecimalPoints) {
   test::TemporaryDirectory directory;
   directory.enter();
   directory.write("a%.1f", std::string(4096, '\0'));
@@ -287,7 +287,7 @@ TEST_P(InHostLocale, MarCcdNamesHaveDecimalPoints) {
   EXPECT_STREQ(info.file_name, "a0.0");
 }
 
-TEST_P(InHostLocale, OddNumbersAreReadAsInTheCLocale) {
+TEST_P(InCallerLocale, OddNumbersAreReadAsInTheCLocale) {
   struct Odd {
     const char* text;
     double value;  // -1: none
@@ -313,43 +313,43 @@ TEST_P(InHostLocale, OddNumbersAreReadAsInTheCLocale) {
   EXPECT_TRUE(std::isnan(read_mar345(kMar345Front + "WAVELENGTH nan\n").wavelength));
 }
 
-TEST_P(InHostLocale, TheHostsStreamsRunInItsLocale) {
-  HostStream saint{test::saint_header({"NCOLS  : 3", "ENDING2: 1.5"})};
+TEST_P(InCallerLocale, TheCallersStreamsRunInItsLocale) {
+  CallerStream saint{test::saint_header({"NCOLS  : 3", "ENDING2: 1.5"})};
   int width = 0;
   int height = 0;
-  read_saint_header(stream_of_host(saint, "r").get(), &width, &height);
+  read_saint_header(stream_of_caller(saint, "r").get(), &width, &height);
   EXPECT_TRUE(only_commas(saint.radixes)) << saint.radixes;
 
-  HostStream edf{"{\nDim_1 = 3 ;\nBitsPerSample = 16 ;\n}\n"};
+  CallerStream edf{"{\nDim_1 = 3 ;\nBitsPerSample = 16 ;\n}\n"};
   int bits = -1;
-  const HostStream scanned =
-      with_own_output([&] { read_edf_header(stream_of_host(edf, "r").get(), &width, &height, &bits); });
+  const CallerStream scanned =
+      with_own_output([&] { read_edf_header(stream_of_caller(edf, "r").get(), &width, &height, &bits); });
   EXPECT_TRUE(only_commas(edf.radixes)) << edf.radixes;
   EXPECT_TRUE(only_commas(scanned.radixes)) << scanned.radixes;
 
-  HostStream packed{"\nCCP4 packed image, X: 0001, Y: 0001\n" + std::string(10, '\0')};
+  CallerStream packed{"\nCCP4 packed image, X: 0001, Y: 0001\n" + std::string(10, '\0')};
   short pixel = 0;
-  unpack_word(stream_of_host(packed, "r").get(), 1, 1, &pixel);
+  unpack_word(stream_of_caller(packed, "r").get(), 1, 1, &pixel);
   EXPECT_TRUE(only_commas(packed.radixes)) << packed.radixes;
 
   Mar345Header header{};
   header.wavelength = 1.5;
-  const HostStream printed = with_own_output([&] { print_marheader(&header); });
+  const CallerStream printed = with_own_output([&] { print_marheader(&header); });
   EXPECT_NE(printed.bytes.find("Lambda 1.5 Distance 0"), std::string::npos) << printed.bytes;
   EXPECT_TRUE(only_commas(printed.radixes)) << printed.radixes;
 }
 
-TEST_P(InHostLocale, TheHostIsAskedInItsLocale) {
+TEST_P(InCallerLocale, TheCallerIsAskedInItsLocale) {
   const test::TemporaryDirectory directory;
   const std::string path = directory.write("frame.edf", "{\nBitsPerSample = 16 ;\n}\n");
-  HostStream answer{"2 1\n"};
+  CallerStream answer{"2 1\n"};
   std::FILE* const before = stdin;
-  const test::Stream stream = stream_of_host(answer, "r");
+  const test::Stream stream = stream_of_caller(answer, "r");
   unsigned int* pixels = nullptr;
   int bits = -1;
   int width = 0;
   int height = 0;
-  const HostStream question = with_own_output([&] {
+  const CallerStream question = with_own_output([&] {
     stdin = stream.get();
     read_edf(path.c_str(), &pixels, &bits, &width, &height);
     stdin = before;
@@ -361,7 +361,7 @@ TEST_P(InHostLocale, TheHostIsAskedInItsLocale) {
   EXPECT_TRUE(only_commas(question.radixes)) << question.radixes;
 }
 
-TEST_P(InHostLocale, CommandsRunInTheHostsLocale) {
+TEST_P(InCallerLocale, CommandsRunInTheCallersLocale) {
   test::TemporaryDirectory directory;
   directory.enter();
   std::string radixes;
@@ -379,8 +379,8 @@ TEST_P(InHostLocale, CommandsRunInTheHostsLocale) {
   EXPECT_TRUE(only_commas(radixes)) << radixes;
 }
 
-// Also where files cannot be opened: tests/host_locale.cpp looks for the rest of the tests.
-TEST_P(InHostLocale, TheLocaleStays) {
+// Also where files cannot be opened: tests/caller_locale_test.cpp looks for the rest of the tests.
+TEST_P(InCallerLocale, TheLocaleStays) {
   const locale_t thread = uselocale(nullptr);
   const std::string process = std::setlocale(LC_ALL, nullptr);
   const std::locale cpp;
@@ -424,7 +424,7 @@ static std::string name_of(const testing::TestParamInfo<Whose>& locale) {
   return names[static_cast<int>(locale.param)];
 }
 
-INSTANTIATE_TEST_SUITE_P(, InHostLocale, testing::Values(Whose::kProcess, Whose::kCpp, Whose::kThread), name_of);
+INSTANTIATE_TEST_SUITE_P(, InCallerLocale, testing::Values(Whose::kProcess, Whose::kCpp, Whose::kThread), name_of);
 
 // Where a blank is a letter and '@' is a blank, headers have blanks still.
 TEST(InEbcdicLocale, WhiteSpaceIsThatOfAscii) {
@@ -439,7 +439,7 @@ TEST(InEbcdicLocale, WhiteSpaceIsThatOfAscii) {
   std::string out;
   short pixel = 77;
   {
-    const HostLocale locale(Whose::kThread, test::kGermanEbcdic);
+    const CallerLocale locale(Whose::kThread, test::kGermanEbcdic);
     header = read_mar345(kMar345Text);
     out = test::capture([&] { read_edf_header(edf.get(), &numbers[0], &numbers[1], &numbers[2]); }).out;
     read_saint_header(saint.get(), &numbers[3], &numbers[4]);

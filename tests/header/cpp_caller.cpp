@@ -1,4 +1,4 @@
-// A host program in C++20: the public header compiles as C++, and the functions have C linkage.
+// A program in C++20: the public header compiles as C++, and the functions have C linkage.
 #include <array>
 #include <cstdlib>
 #include <memory>
@@ -7,7 +7,7 @@
 #include "tests/header/record_layout.h"
 #include "xrdimage.h"
 
-// Hosts copy the records as bytes and hand them to C.
+// Callers copy the records as bytes and hand them to C.
 template <typename Record>
 constexpr bool kPlainRecord = std::is_standard_layout_v<Record>&& std::is_trivial_v<Record>;
 static_assert(kPlainRecord<ImageInfo> && kPlainRecord<ImageData> && kPlainRecord<Mar345Header> &&

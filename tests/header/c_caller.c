@@ -1,4 +1,4 @@
-/* A host program in C11: the public header compiles as C, and the library's functions are reached through it. */
+/* A program in C11: the public header compiles as C, and the library's functions are reached through it. */
 #include <stdlib.h>
 #include <string.h>
 

@@ -1,4 +1,4 @@
-/* A host in the C of 1989, as old programs are: declarations first, these comments only. */
+/* A caller in the C of 1989, as old programs are: declarations first, these comments only. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <xrdimage.h>

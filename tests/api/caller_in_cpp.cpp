@@ -1,0 +1,3 @@
+// The caller in C, compiled as C++, under another name.
+#define tell tell_in_cpp
+#include "tests/api/caller.c"

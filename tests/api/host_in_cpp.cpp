@@ -1,3 +1,0 @@
-// The host in C, compiled as C++, under another name.
-#define tell tell_in_cpp
-#include "tests/api/host.c"
