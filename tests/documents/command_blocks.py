@@ -4,8 +4,8 @@
 command_blocks.py CHECKOUT DOCUMENT...
 
 Command blocks are indented by four spaces, or fenced and marked "bash". Fenced blocks marked "c" become example.c,
-those marked "cmake" the end of a project of that host, those marked "python" a script. Blocks of other kinds have tests
-of their own. What the commands change stays: scripts/test runs this in a system that is thrown away.
+those marked "cpp" example.cpp, those marked "cmake" the end of a project with example.c, those marked "python" a script.
+Blocks of other kinds have tests of their own. What the commands change stays: scripts/test runs this in a system that is thrown away.
 """
 import os
 import re
@@ -27,8 +27,8 @@ echo : >machines
 """
 
 PROJECT = """cmake_minimum_required(VERSION 3.16)
-project(host LANGUAGES C)
-add_executable(host ../example.c)
+project(example LANGUAGES C)
+add_executable(example ../example.c)
 """
 
 
@@ -70,14 +70,14 @@ def script_of(kind, block):
     """The block as commands for bash, or nothing."""
     if kind == "bash":
         return "".join(line + "\n" for line in block.splitlines() if not is_elsewhere(line))
-    if kind == "c":
-        write("example.c", block)
+    if kind in ("c", "cpp"):
+        write("example." + kind, block)
     if kind == "python":
         write("example.py", block)
         return "PYTHONPATH=$(scripts/python) /usr/bin/python3 example.py"
     if kind == "cmake":
         write("project/CMakeLists.txt", PROJECT + block)
-        return "cmake -S project -B project/build && cmake --build project/build && project/build/host build/sample.mar2300"
+        return "cmake -S project -B project/build && cmake --build project/build && project/build/example build/sample.mar2300 binned.png"
     return ""
 
 

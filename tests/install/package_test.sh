@@ -50,20 +50,21 @@ c_block() {
   awk -v number="$1" '/^```$/ { inside = 0 } inside { print } /^```c$/ { inside = ++count == number }' README.md
 }
 
-# The host of the README, by the shared library, found in the usual places, and by the static one, found by pkg-config.
+# The README's program for the flat library: linked with the shared library, found in the usual places, and with the static
+# one, found by pkg-config.
 apt install ./libxrdimage-dev_*.deb ./libxrdframe-dev_*.deb gcc libc6-dev pkg-config
 [ "$(pkg-config --modversion xrdimage)" = "$version" ]
-c_block 1 >example.c
+c_block 2 >example.c
 cc example.c -lxrdimage -o shared
 ldd shared | grep libxrdimage.so.1
 # shellcheck disable=SC2046 # words are what pkg-config gives
 cc example.c $(pkg-config --static --cflags --libs xrdimage | sed 's/-lxrdimage/-l:libxrdimage.a/') -o static
 if ldd static | grep libxrdimage; then fail "the static library was not linked"; fi
-for host in shared static; do
+for caller in shared static; do
   for frame in "${frames[@]}"; do
-    [ ! -e "$frame" ] || ./$host "$frame" | grep -E '^2300 x 2300 pixels from [0-9]+ to [0-9]+$'
+    [ ! -e "$frame" ] || ./$caller "$frame" | grep -E '^2300 x 2300 pixels from [0-9]+ to [0-9]+$'
   done
-  if ./$host README.md; then fail "$host takes README.md for a frame"; fi
+  if ./$caller README.md; then fail "$caller takes README.md for a frame"; fi
 done
 cc -Wall -Wextra -Werror /usr/share/doc/libxrdimage-dev/examples/process.c -lxrdimage -o process
 {
@@ -77,15 +78,16 @@ PATH=$PATH:/usr/libexec/xrdimage ./process frame.edf binned.edf || [ ! -x /usr/b
 # The other library, which needs nothing of the first.
 ldconfig -p | grep 'libxrdframe\.so\.1 ' || fail "the frame library is not in the linker's cache"
 [ "$(pkg-config --modversion xrdframe)" = "$version" ]
-c_block 2 >frame_example.c
+c_block 1 >frame_example.c
 cc -Wall -Wextra -Werror frame_example.c -lxrdframe -o shared
 ldd shared | grep libxrdframe.so.1
 if ldd shared | grep -E 'fftw|xrdimage'; then fail "the frame library is linked with what it does not need"; fi
 # shellcheck disable=SC2046 # words are what pkg-config gives
 cc frame_example.c $(pkg-config --static --cflags --libs xrdframe | sed 's/-lxrdframe/-l:libxrdframe.a/') -o static
-for host in shared static; do
-  ./$host frame.edf $host.png
-  ./$host missing.edf missing.png 2>&1 | grep 'No such file'
+for caller in shared static; do
+  ./$caller frame.edf $caller.png
+  if ./$caller missing.edf missing.png 2>messages; then fail "$caller makes a picture of a frame that is missing"; fi
+  grep 'No such file' messages
 done
 cmp shared.png static.png
 cc -Wall -Wextra -Werror /usr/share/doc/libxrdframe-dev/examples/picture.c -lxrdframe -o picture
