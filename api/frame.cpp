@@ -52,7 +52,8 @@ using api::Refusal;
 using api::required;
 
 frames::Frame frame_of(int width, int height, xrd_sample sample, const void* counts, const unsigned char* mask) {
-  if (sample != XRD_UINT32 && sample != XRD_INT32) throw Refusal(XRD_INVALID, "there is no such kind of sample");
+  if (sample != XRD_UINT32 && sample != XRD_INT32)
+    throw Refusal(XRD_INVALID, "the kind of sample must be XRD_UINT32 or XRD_INT32");
   const auto pixels = xrd::allocatable_pixels(width, height);
   if (pixels.value_or(0) == 0) {
     throw Refusal(XRD_INVALID,

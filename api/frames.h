@@ -1,4 +1,4 @@
-// What the functions of xrdframe.h share of frames.
+// What the functions on frames in xrdframe.h share.
 #pragma once
 
 #include <memory>
@@ -14,7 +14,7 @@ frames::Frame copy_of(const frames::Frame& frame);
 
 xrd_lines printable_lines(const std::vector<std::string>& lines);
 
-// What a caller gets.
+// A frame for the caller.
 std::unique_ptr<xrd_frame> handle_of(frames::Frame frame);
 
 // A Refusal if there is no frame, or if it has no counts.

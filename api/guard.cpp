@@ -13,9 +13,9 @@ namespace api {
 
 namespace {
 
-constexpr const char* kNoMemory = "needs more memory than there is";
+constexpr const char* kNoMemory = "needs more memory than is available";
 
-// Cuts between characters of UTF-8.
+// Cuts between UTF-8 characters.
 void put_line(char* detail, std::string_view line) {
   if (detail == nullptr) return;
   std::size_t length = std::min<std::size_t>(line.size(), XRD_DETAIL - 1);
@@ -25,7 +25,7 @@ void put_line(char* detail, std::string_view line) {
   detail[length] = '\0';
 }
 
-// Lines may quote a file. Making them printable takes memory, which may be what is lacking.
+// Lines may quote a file. Making them printable needs memory, which may have run out.
 xrd_result tell(char* detail, xrd_result result, const char* line) {
   try {
     put_line(detail, xrd::printable(line));
@@ -71,7 +71,7 @@ xrd_result report(char* detail) noexcept {
     return XRD_NO_MEMORY;
   } catch (const std::system_error& error) {
     return tell(detail, XRD_SYSTEM, std::strerror(error.code().value()));
-  } catch (const std::exception& error) {  // of an operation or option that makes no sense
+  } catch (const std::exception& error) {  // from an operation or option that makes no sense
     return tell(detail, XRD_INVALID, error.what());
   } catch (...) {
     return tell(detail, XRD_INVALID, xrd_result_text(XRD_INVALID));

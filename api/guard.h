@@ -1,4 +1,4 @@
-// The border to C: what is thrown inside becomes a result and a line of detail.
+// The border to C: exceptions become a result and a line of detail.
 #pragma once
 
 #include <stdexcept>
@@ -8,7 +8,7 @@
 
 namespace api {
 
-// A failure that has its result; the message is the line of detail.
+// A failure with its result; the message is the line of detail.
 class Refusal : public std::runtime_error {
  public:
   Refusal(xrd_result result, const std::string& detail) : std::runtime_error(detail), result_(result) {}

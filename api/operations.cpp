@@ -32,7 +32,7 @@ void refuse_unless(bool makes_sense, const char* why) {
 frames::Operation operation_of(const std::string& name, const char* value) {
   const auto& table = frames::operations();
   const auto found = std::ranges::find(table, name, &frames::OperationOption::name);
-  if (found == table.end()) throw Refusal(XRD_INVALID, "--" + name + " is no operation");
+  if (found == table.end()) throw Refusal(XRD_INVALID, "--" + name + " is not an operation");
   if (found->value.empty() != (value == nullptr)) {
     throw Refusal(XRD_INVALID, "--" + name + (value == nullptr ? " needs a value" : " takes no value"));
   }
@@ -49,7 +49,7 @@ extern "C" {
 
 xrd_result xrd_crop(xrd_frame* frame, int x, int y, int width, int height, char* detail) {
   return change(frame, detail, [&](frames::Frame& changed) {
-    refuse_unless(x >= 0 && y >= 0 && width >= 1 && height >= 1, "cannot be cropped to what is no rectangle of pixels");
+    refuse_unless(x >= 0 && y >= 0 && width >= 1 && height >= 1, "cannot be cropped: the rectangle is invalid");
     frames::crop(changed, x, y, width, height);
   });
 }

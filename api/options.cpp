@@ -44,9 +44,9 @@ bool set_in(const std::vector<frames::Option<Target>>& table, Target& target, st
   return true;
 }
 
-// Which calls the format is for shows later.
+// The call decides later whether it can use the format.
 std::string known_format(const std::string& text) {
-  if (!frames::find_format(text)) throw Refusal(XRD_UNKNOWN_FORMAT, "'" + text + "' is no format");
+  if (!frames::find_format(text)) throw Refusal(XRD_UNKNOWN_FORMAT, "'" + text + "' is not a format");
   return text;
 }
 
@@ -87,7 +87,7 @@ xrd_result xrd_options_set(xrd_options* options, const char* name, const char* v
     required(options, "list of options");
     const std::string option = "--" + std::string(&required(name, "option's name"));
     try {
-      if (!set_option(*options, name, value)) throw Refusal(XRD_INVALID, "is no option");
+      if (!set_option(*options, name, value)) throw Refusal(XRD_INVALID, "is not an option");
     } catch (const Refusal& refusal) {
       throw Refusal(refusal.result(), option + " " + refusal.what());
     } catch (const frames::InvalidValue& invalid) {

@@ -33,7 +33,7 @@ const frames::FileFormat& format_for(const std::string& path, const xrd_options*
   return writable(frames::format_of_ending(frames::ending_of(path)));
 }
 
-// Whether the bytes could be written shows in the stream, to which the completion of the file looks.
+// Write errors show in the stream, which is checked when the file is completed.
 void write(const frames::Frame& frame, const frames::FileFormat& format, const xrd_options* options, std::FILE* stream,
            frames::Remarks& remarks) {
   try {
@@ -45,7 +45,7 @@ void write(const frames::Frame& frame, const frames::FileFormat& format, const x
   }
 }
 
-// Null for no warnings, and where nobody wants them.
+// Null if there are no warnings, or if nobody wants them.
 std::unique_ptr<xrd_lines> lines_for(xrd_lines** place, const frames::Remarks& remarks) {
   if (place == nullptr || remarks.warnings.empty()) return nullptr;
   return std::make_unique<xrd_lines>(api::printable_lines(remarks.warnings));

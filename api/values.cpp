@@ -19,7 +19,7 @@ using api::guarded;
 using api::Refusal;
 using api::required;
 
-// All names, gathered without memory.
+// All names, gathered without allocating.
 struct Names {
   std::array<const char*, 32> names{};
   std::size_t count = 0;
@@ -41,7 +41,7 @@ const Names& all_names() {
   return found;
 }
 
-// A value of the header, or none. Of a point it is one of the numbers.
+// A value of the header, or none. For a point, one of its numbers.
 template <typename AnyHeader>
 struct Value {
   template <typename Type>

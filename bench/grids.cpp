@@ -1,4 +1,4 @@
-// Functions that put another array in the place of the caller's, and the local mean.
+// Functions that replace the caller's array, and the local mean.
 #include <algorithm>
 #include <cstring>
 #include <functional>

@@ -15,7 +15,7 @@ namespace {
 struct Component {
   int first = 0;
   int step = 0;
-  const int* listed = nullptr;  // in the place of evenly stepped values
+  const int* listed = nullptr;  // instead of evenly stepped values
   int at(int line) const { return listed != nullptr ? listed[line] : first + line * step; }
 };
 

@@ -13,7 +13,7 @@
 
 namespace {
 
-// Calls write(stream), and tells of the file what callers expect.
+// Calls write(stream), and prints the messages about the file that callers expect.
 template <typename Write>
 void write_dump(const char* path, Write write) {
   if (const xrd::FileHandle stream = xrd::open_file(path, "wb")) {
@@ -21,7 +21,7 @@ void write_dump(const char* path, Write write) {
   } else {
     xrd::print("# " XRD_RED_ERROR " opening %s", path);
   }
-  xrd::print("# %s written\n", path);  // after a failure too: callers know the pair of messages
+  xrd::print("# %s written\n", path);  // after a failure too: callers rely on both messages
 }
 
 }  // namespace
@@ -35,7 +35,7 @@ extern "C" void write_zimg(const char* path, unsigned int* Daten, int n) {
   // The maximum keeps pixels from being halved: each one keeps its low 16 bits.
   const xrd::ShortArray array = xrd::make_short_array(n, 65535);
   if (!array.words) return;
-  // In blocks, by way of the array's beginning: large enough for few system calls, small enough for a cache.
+  // In blocks, through the front of the array: large enough for few system calls, small enough for a cache.
   constexpr std::size_t kBlock = std::size_t{1} << 19;
   write_dump(path, [&](std::FILE* stream) {
     for (std::size_t first = 0; first < array.pixels; first += kBlock) {

@@ -27,7 +27,7 @@ int show(const std::string& name, unsigned int* image, int width, int height, in
                               std::to_string(static_cast<int>(xrd::signed_quotient(largest, divisor))) + " -o " +
                               picture + " " + xrd::shell_word(raw_name) + "; xv " + picture;
   xrd::print("%s\n", command.c_str());
-  xrd::flush_printed();                      // the line stands before what the programs print
+  xrd::flush_printed();                      // the line comes before the output of the programs
   return xrd::run_command(command.c_str());  // callers rely on the command
 }
 

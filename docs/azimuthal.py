@@ -3,8 +3,8 @@
 #
 #     PYTHONPATH=build/python/python /usr/bin/python3 docs/azimuthal.py [FRAME]
 #
-# Without a frame it takes a synthetic one, of lanthanum hexaboride with some crystal spots. The picture goes to
-# docs/images/azimuthal.png, or to the folder that the environment variable XRDIMAGE_PICTURES names. Editors that know
+# Without a frame it uses a synthetic one, of lanthanum hexaboride with some crystal spots. The picture goes to
+# docs/images/azimuthal.png, or to the folder in the environment variable XRDIMAGE_PICTURES. Editors that know
 # cells ("# %%") run it step by step.
 
 # %%
@@ -23,7 +23,7 @@ from xrdimage import classic
 
 # %% [markdown]
 # ## The frame
-# Its header has to tell the geometry.
+# Its header must have the geometry.
 
 # %%
 if len(sys.argv) > 1:
@@ -45,7 +45,7 @@ geometry = (
     header.beam_y_pixels,
 )
 if None in geometry:
-    sys.exit("the frame's header does not tell its wavelength, distance, pixel size and beam centre")
+    sys.exit("the frame's header lacks the wavelength, distance, pixel size or beam centre")
 wavelength, distance, pixel_width, pixel_height, beam_x, beam_y = geometry
 
 # %% [markdown]

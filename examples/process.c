@@ -1,18 +1,18 @@
 /*
- * A caller of the flat library, xrdimage: reads a frame, bins it 2 x 2, writes it as EDF and shows it.
+ * Uses the flat library, xrdimage: reads a frame, bins it 2 x 2, writes it as EDF and shows it.
  *
  *     cc process.c $(pkg-config --cflags --libs xrdimage) -o process
  *     xrdimage sample frame.mar2300
  *     ./process frame.mar2300 binned.edf
  *
- * It reads mar345 image plates and EDF files of 32 bits, of which the flat functions give the true counts. New callers
- * take xrdframe.h, which does so for every format: xrdframe/picture.c.
+ * It reads mar345 image plates and EDF files of 32 bits, of which the flat functions give the true counts. New programs
+ * should use xrdframe.h, which does so for every format: xrdframe/picture.c.
  */
 #include <stdio.h>
 #include <stdlib.h>
 #include <xrdimage.h>
 
-/* The frame's pixels, which the caller frees; NULL after the library's message, or for types that are not read here. */
+/* Returns the frame's pixels, which the caller frees; NULL after the library's message, or for other types. */
 static unsigned int *read_frame(const char *path, int *width, int *height) {
   unsigned int *pixels = NULL;
   int bits = -1; /* as the header says */
@@ -47,7 +47,7 @@ int main(int argc, char **argv) {
   if (pixels == NULL) return fail("cannot be read", argv[1]);
   /* A smaller array takes the place of the old one. The result is the largest sum. */
   if (binning(&pixels, 2, &width, &height) == 0) return fail("has no counts", argv[1]);
-  remove(argv[2]); /* what is there afterwards is new: the writer tells of failures on standard output only */
+  remove(argv[2]); /* a file that exists afterwards is new: the writer reports failures only on standard output */
   edf32_write(argv[2], pixels, width, height);
   shown = view("process", pixels, width, height, 4); /* process.png; full colour is a quarter of the largest pixel */
   free(pixels);

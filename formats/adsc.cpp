@@ -18,7 +18,7 @@
 
 namespace {
 
-// What the header tells beyond the values that the caller receives; printed in the summary.
+// Header values that the caller does not receive; printed in the summary.
 struct Summary {
   int detector_serial = -1;
   int dimensions = -1;
@@ -34,7 +34,7 @@ struct Summary {
   std::array<xrd::HeaderWord, 5> date_words{};
 };
 
-// The values that the caller receives.
+// Header values for the caller.
 struct Values {
   int width;
   int height;
@@ -86,7 +86,7 @@ void print_summary(const Values& values, const Summary& summary) {
   xrd::print_numbers("# Dim=%d, x=%d y=%d, Beam_x=%3.1f, Beam_y=%3.1f pixelsize=%6.5f\n", summary.dimensions,
                      values.width, values.height, summary.beam_x, summary.beam_y, summary.pixel_size);
   xrd::print("# Date=%s\n", date.data());
-  // What the line calls the end is the oscillation range; callers know it so.
+  // The line prints the oscillation range as the end; callers rely on it.
   xrd::print_numbers("# Lambda=%5.4f, Axis=%s start=%4.3f, end=%4.3f, time=%g\n", *values.wavelength, summary.axis,
                      *values.osc_start, *values.osc_range, *values.time);
 }

@@ -1,4 +1,4 @@
-// EDF frames: a text header in braces, then pixels in the host's byte order.
+// EDF frames: a text header in braces, then pixels in the processor's byte order.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -22,7 +22,7 @@ namespace {
 
 constexpr int kBitsUnknown = -1;
 
-// Where nothing else tells the bits per sample, the data type does. False, with a message, when it is unknown.
+// If nothing else states the bits per sample, the data type decides. False, with a message, if it is unknown.
 bool bits_from_data_type(std::string_view data_type, int* bits) {
   if (data_type == "UnsignedInteger") {
     *bits = 32;
@@ -36,7 +36,7 @@ bool bits_from_data_type(std::string_view data_type, int* bits) {
   return true;
 }
 
-// Fills the image with the samples as they stand in the file, packed from its first byte on: narrow samples fill
+// Fills the image with the samples as in the file, packed from its first byte on: narrow samples fill
 // only its first part, and wider ones than a pixel only as far as the image goes. Returns how many bytes were read.
 std::size_t read_samples(std::span<unsigned int> image, int bits, std::FILE* stream) {
   const int sample_bytes = std::clamp(bits / 8, 0, static_cast<int>(sizeof(unsigned int)));
@@ -59,9 +59,9 @@ void write_edf(const char* filename, const unsigned int* data, int width, int he
   std::fprintf(file, "%-15s = %s ; \n", "HeaderID", "EH:000001:000000:000000");
   std::fprintf(file, "%-15s = %s ; \n", "ByteOrder", "LowByteFirst");
   std::fprintf(file, "%-15s = %s ; \n", "DataType", data_type);
-  // Four bytes a pixel, also in files that declare 16 bits.
+  // Four bytes per pixel, also in files that declare 16 bits.
   std::fprintf(file, "%-15s = %llu ; \n", "Size", static_cast<unsigned long long>(pixels) * sizeof *data);
-  // Dimensions are printed as 16-bit numbers; callers know large ones as negative.
+  // Dimensions are printed as 16-bit numbers; callers expect large ones to be negative.
   std::fprintf(file, "%-15s = %d ; \n", "Dim_1", static_cast<std::int16_t>(width));
   std::fprintf(file, "%-15s = %d ; \n", "Dim_2", static_cast<std::int16_t>(height));
   std::fprintf(file, "%-15s = %d ; \n", "Image", 1);
@@ -113,8 +113,8 @@ extern "C" int read_edf(const char* filename, unsigned int** daten, int* bits, i
   if (size.width == 0) size = xrd::ask_detector_size({1242, 1152});
 
   const auto pixels = xrd::allocatable_pixels(size.width, size.height);
-  // What the samples do not fill is zero. Only a file that is as large as the image is let fill memory that is not
-  // zeroed before, so that the size which a small damaged file states takes no memory before it is used.
+  // The rest behind the samples is zero. Only a file as large as the image fills memory that is not
+  // zeroed before, so that a large size in a small damaged file takes no memory before it is used.
   const bool is_large = xrd::file_bytes(fileno(stream.get())) / sizeof(unsigned int) >= pixels.value_or(0);
   auto* const allocate = is_large ? xrd::allocate_unset<unsigned int> : xrd::allocate_zeroed<unsigned int>;
   auto image = pixels ? allocate(*pixels) : nullptr;

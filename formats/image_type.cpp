@@ -1,7 +1,7 @@
-// Image type detection: what `file` says of a path, or the path itself, decides.
+// Image type detection, by the output of `file` for a path or by the path itself.
 //
-// The readers beside it return what their callers have always had. What the files say is for the loaders in
-// frames/readers/, which are parsers of their own on purpose.
+// The readers beside it return what their callers have always had. True counts come from the loaders in
+// frames/readers/, which are separate parsers on purpose.
 #include <array>
 #include <new>
 #include <string>

@@ -19,10 +19,10 @@ namespace {
 
 namespace mar_ccd = xrd::mar_ccd;
 
-// What the library takes from the binary header, which it knows in the processor's byte order only.
+// The values that the library reads from the binary header, only in the processor's byte order.
 class MarCcdHeader {
  public:
-  // Reads it from the start of the file; false, with a message, when it is not whole.
+  // Reads it from the start of the file; false, with a message, if it is incomplete.
   bool read(std::FILE* stream) {
     std::array<char, mar_ccd::kHeaderBegin> skipped;  // NOLINT: read and discarded
     xrd::read_bytes(skipped.data(), skipped.size(), stream);
@@ -48,8 +48,8 @@ class MarCcdHeader {
   std::array<char, mar_ccd::kHeaderEnd - mar_ccd::kHeaderBegin> bytes_{};
 };
 
-// Opens the file and reads its header. The stream is closed behind a whole header only: callers rely on it staying open
-// behind an incomplete one.
+// Opens the file and reads its header. The stream is closed only behind a complete header: callers rely on it staying
+// open behind an incomplete one.
 enum class HeaderState { kNotOpened, kIncomplete, kRead };
 
 HeaderState read_header(MarCcdHeader& header, const char* filename) {

@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr std::size_t kHeaderBytes = 7680;  // whatever the header itself says
+constexpr std::size_t kHeaderBytes = 7680;  // whatever the header says
 constexpr std::size_t kRecordBytes = 80;
 
 // Reads records up to the one that closes the parsed part, or the end of the file. Returns how many bytes they are.

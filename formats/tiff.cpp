@@ -1,4 +1,4 @@
-// Plain TIFF frames: the strips' bytes as signed 16-bit pixels, whatever the tags say of them.
+// Plain TIFF frames: the strips' bytes as signed 16-bit pixels, whatever the tags say.
 #include <cstddef>
 
 #include "formats/tiff_strips.h"

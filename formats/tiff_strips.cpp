@@ -16,7 +16,7 @@ namespace xrd {
 
 namespace {
 
-// Strips of more than 8 bytes a pixel of the largest image are those of a damaged file.
+// Strips of more than 8 bytes per pixel of the largest image mean a damaged file.
 constexpr std::uint64_t kMaxStripBytes = std::uint64_t{kMaxPixels} * 8;
 
 }  // namespace
@@ -40,8 +40,8 @@ MallocArray<std::int16_t> read_strips(tiff* image, std::size_t pixels) {
   if (strip_bytes != 0 && strips > kMaxStripBytes / strip_bytes) return nullptr;
   const auto all_bytes = static_cast<std::size_t>(strip_bytes * strips);
   const std::size_t count = std::max(pixels, all_bytes / sizeof(std::int16_t) + 1);
-  // What strips do not fill is zero. Only a file that is as large as the array is let fill memory that is zeroed strip
-  // by strip, which then is in the cache: the size that a small damaged file states takes no memory.
+  // The rest behind the strips is zero. Only a file as large as the array fills memory that is zeroed strip
+  // by strip, which is then in the cache: a large size in a small damaged file takes no memory.
   const bool is_large = file_bytes(TIFFFileno(image)) >= count * sizeof(std::int16_t);
   auto samples = is_large ? allocate_unset<std::int16_t>(count) : allocate_zeroed<std::int16_t>(count);
   if (!samples) return nullptr;

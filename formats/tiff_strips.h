@@ -1,4 +1,4 @@
-// TIFF images as the readers take them: a size and strips, whatever the other tags say.
+// TIFF images for the readers: a size and strips, whatever the other tags say.
 #pragma once
 
 #include <cstddef>
@@ -14,18 +14,18 @@ struct TiffSize {
   std::uint32_t width = 0;
   std::uint32_t height = 0;
 
-  // Nothing for a size that cannot be.
+  // Nothing for an invalid size.
   std::optional<std::size_t> pixels() const;
 };
 
 TiffSize tiff_size(tiff* image);
 
 // The decoded bytes of all strips, each beginning where the one before ends, at an even offset, as signed 16-bit
-// samples: at least `pixels` of them. What could not be decoded, and what lies beyond the strips, is zero. Null without
-// memory for them.
+// samples: at least `pixels` of them. Samples that could not be decoded, or lie beyond the strips, are zero. Null
+// without memory for them.
 MallocArray<std::int16_t> read_strips(tiff* image, std::size_t pixels);
 
-// An image whose pixels are not set yet, with the samples that they are made of.
+// An image whose pixels are not set yet, and the samples to make them from.
 struct TiffImage {
   TiffSize size;
   std::size_t count = 0;
@@ -41,8 +41,8 @@ struct TiffAssertion {
   const char* function;
 };
 
-// Opens the file, makes the pixels and decodes the strips. Nothing, with a message that has `error` for its error word,
-// when the file cannot be opened, has a size that cannot be, or needs more memory for its strips than there is.
+// Opens the file, makes the pixels and decodes the strips. Nothing, with a message that has `error` as its error word,
+// if the file cannot be opened, has an invalid size, or needs more memory for its strips than is available.
 std::optional<TiffImage> read_tiff_image(const char* path, const char* error, const TiffAssertion& no_memory);
 
 }  // namespace xrd

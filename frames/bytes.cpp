@@ -28,7 +28,7 @@ void check_size(std::size_t size) {
   if (size > kLargestFile) throw LoadError("is too large for a frame");
 }
 
-// The size that the file is said to have; nothing of what is no regular file.
+// The size that the system reports; nothing for a file that is not regular.
 std::size_t expected_size(std::FILE* stream) {
   struct stat status {};
   if (fstat(fileno(stream), &status) != 0 || !S_ISREG(status.st_mode)) return 0;
@@ -37,7 +37,7 @@ std::size_t expected_size(std::FILE* stream) {
   return static_cast<std::size_t>(size);
 }
 
-// One read for a file that is as long as it is said to be: the room for one byte more is what shows its end. Files that
+// One read for a file of the reported size: room for one more byte shows its end. Files that
 // grow, and pipes, get more room as they go on.
 std::vector<unsigned char> read_all(std::FILE* stream) {
   constexpr std::size_t kLeastRoom = 65536;
@@ -53,20 +53,20 @@ std::vector<unsigned char> read_all(std::FILE* stream) {
   return bytes;
 }
 
-// Whether the texts agree as far as both go: files may be cut anywhere.
+// Whether the texts agree up to the end of the shorter one: files may be cut anywhere.
 bool agree(std::string_view one, std::string_view other) {
   const std::size_t length = std::min(one.size(), other.size());
   return one.substr(0, length) == other.substr(0, length);
 }
 
-// What the two compression libraries, whose interfaces are alike, call differently. The marks alone could as well be
-// the first pixels of a raw frame, so that what follows them has a say.
+// The differences between the two compression libraries, whose interfaces are alike. The marks alone could also be
+// the first pixels of a raw frame, so the bytes behind them are checked too.
 struct Gzip {
   using Stream = z_stream;
   using Byte = Bytef;
   static constexpr std::string_view kMark = "\x1F\x8B";
   static constexpr const char* kDamage = "is a damaged gzip file";
-  // The method, of which there is one, and flags with three bits that are always 0.
+  // The only method, and flags whose upper three bits are always 0.
   static bool follows_mark(std::string_view text) {
     return agree(text, "\x08") && (text.size() < 2 || (static_cast<unsigned char>(text[1]) & 0xE0) == 0);
   }
@@ -82,7 +82,7 @@ struct Bzip2 {
   using Byte = char;
   static constexpr std::string_view kMark = "BZh";
   static constexpr const char* kDamage = "is a damaged bzip2 file";
-  // The size of blocks, and the mark of the first one or, where there is none, of the end.
+  // The block size, and the mark of the first block or, without blocks, of the end.
   static bool follows_mark(std::string_view text) {
     if (text.empty()) return true;
     const std::string_view block = text.substr(1);
@@ -95,15 +95,15 @@ struct Bzip2 {
   static void end(Stream& stream) { BZ2_bzDecompressEnd(&stream); }
 };
 
-// What a compressed file may unpack to.
+// The limit on the unpacked size of a compressed file.
 //
-// Some kilobytes can unpack to gigabytes, and honest ones of blank frames do. So it is the frame that sets the limit,
-// as soon as its header is unpacked. Where nothing says how large it is - a directory at the end of a TIFF file, raw
-// pixels whose number is their size - it is 192 MiB, or 256 times the compressed size: beyond that no frame is but a
-// blank one.
+// Some kilobytes can unpack to gigabytes, and those of honest blank frames do. So the frame sets the limit
+// as soon as its header is unpacked. If nothing states its size (a TIFF directory at the end of the file, raw
+// pixels whose number is their size), the limit is 192 MiB, or 256 times the compressed size: only a blank frame
+// exceeds that.
 //
-// Where the limit is reached, the frame is asked again: what follows may be an image that only begins there, or one
-// more of several. That has a limit, too, the latter or what the frame said first.
+// When the limit is reached, the frame is asked again: an image may begin only there, or another one of several. This has
+// a limit, too: the one above, or what the frame said first.
 class Unpacked {
  public:
   Unpacked(Bytes packed, const Enough& enough)
@@ -114,7 +114,7 @@ class Unpacked {
     check_size(bytes_.size() + more.size());
     if (!limit_ && bytes_.size() + more.size() > largest_) {
       throw LoadError("is too large: it unpacks to more than " + std::to_string(largest_) +
-                      " bytes, which do not say how large the frame is");
+                      " bytes, which do not state the size of the frame");
     }
     make_room(bytes_.size() + more.size());
     bytes_.insert(bytes_.end(), more.begin(), more.end());
@@ -122,15 +122,15 @@ class Unpacked {
     const auto said = enough_(bytes_);
     limit_ = limit_ && said ? std::max(*limit_, std::min(*said, largest_)) : said;
     next_look_ = 2 * bytes_.size();
-    // So that bytes move no more. Room that is not filled takes no memory, but may be refused if there is much of it.
+    // Reserved so that bytes are not moved. Unused room takes no memory, but a large reservation may be refused.
     if (limit_) bytes_.reserve(std::min(*limit_, kMostReserved) + kFirstLook);
   }
 
-  // Compression may make a file longer, but not much: one whose pieces hold nothing would take time only. Blocks of up
-  // to 900 kB are taken before anything comes out of them.
+  // Compression may make a file longer, but not much: a file of empty pieces would only take time. Blocks of up
+  // to 900 kB are read before they give any output.
   void check_input(std::size_t taken, const char* damage) const {
     if (taken / 2 > kAnyInput + bytes_.size()) {
-      throw LoadError(std::string(damage) + ": it is far longer than what it holds");
+      throw LoadError(std::string(damage) + ": it is far longer than its content");
     }
   }
 
@@ -139,7 +139,7 @@ class Unpacked {
   std::vector<unsigned char> release() { return std::move(bytes_); }
 
  private:
-  // Twice as much each time, but no more than there can be.
+  // Doubles each time, up to the possible maximum.
   void make_room(std::size_t bytes) {
     if (bytes > bytes_.capacity()) {
       bytes_.reserve(std::max(bytes, std::min(2 * bytes_.capacity(), limit_ ? kLargestFile : largest_)));
@@ -159,7 +159,7 @@ class Unpacked {
   std::size_t next_look_ = kFirstLook;
 };
 
-// A running decompression, ended whatever happens.
+// A running decompression, which is always ended.
 template <typename Method>
 class Decompression {
  public:
@@ -170,10 +170,10 @@ class Decompression {
   Decompression& operator=(const Decompression&) = delete;
   ~Decompression() { Method::end(stream_); }
 
-  // Appends to `unpacked` what the member of the file that `packed` begins with holds, until that is enough. Returns
-  // the length of what was taken; `taken` is that of the members before.
+  // Appends the content of the member at the front of `packed` to `unpacked`, until that is enough. Returns
+  // the length read; `taken` is the length of the members before.
   std::size_t run(Bytes packed, std::size_t taken, Unpacked& unpacked) {
-    // In pieces: a stream would take all of what holds nothing at once.
+    // In pieces: a stream would read all empty blocks at once.
     constexpr std::size_t kPiece = std::size_t{1} << 18;
     std::array<unsigned char, 65536> buffer;  // NOLINT: filled before it is read
     // The input is only read.
@@ -189,7 +189,7 @@ class Decompression {
       stream_.avail_out = static_cast<unsigned>(buffer.size());
       state = Method::step(stream_);
       const std::size_t count = buffer.size() - stream_.avail_out;
-      // Without an end, output or input the file is cut: bzip2 does not call this an error.
+      // Without an end, output or input, the file is cut. bzip2 does not report this as an error.
       const bool stuck = state == Method::kRunning && count == 0 && stream_.avail_in == 0 && given == packed.size();
       if ((state != Method::kRunning && state != Method::kEnd) || stuck) throw LoadError(Method::kDamage);
       unpacked.append({buffer.data(), count});

@@ -15,17 +15,17 @@
 
 namespace frames {
 
-// Told the front of a file, after how many bytes nothing more of it matters; nothing while the front does not say. When
-// so many are there it is asked again, and may have found more.
+// Given the front of a file, returns after how many bytes the rest does not matter; nothing if the front does not show
+// it. It is asked again once so many bytes are there, and may find more.
 using Enough = std::function<std::optional<std::size_t>(Bytes front)>;
 
-// What the file holds from here on. LoadError when it cannot be read.
+// The rest of the file. LoadError if it cannot be read.
 std::vector<unsigned char> read_file(std::FILE* stream);
 
-// The content of a file that is compressed by gzip or bzip2, as far as `enough` says; nothing for another file.
-// LoadError when it is damaged, and when it goes on without saying.
+// The content of a file compressed with gzip or bzip2, as far as `enough` says; nothing for other files.
+// LoadError if it is damaged, or too long without a stated size.
 //
-// With `damage`, what a damaged file holds up to there counts, and what is wrong is put there.
+// With `damage`, the content up to the damage is returned, and `damage` says what is wrong.
 std::optional<std::vector<unsigned char>> unpack(Bytes file, const Enough& enough,
                                                  std::vector<std::string>* damage = nullptr);
 

@@ -1,4 +1,4 @@
-// The counts of a frame: a malloc'd array, as the library's functions take and replace them.
+// The counts of a frame: a malloc'd array, which the flat functions can take and replace.
 #pragma once
 
 #include <algorithm>
@@ -34,7 +34,7 @@ class Counts {
   std::uint32_t operator[](std::size_t i) const { return array_[i]; }
   std::uint32_t& back() { return array_[size_ - 1]; }
 
-  // Gives the array away; no counts are left.
+  // Gives the array away; the counts are empty then.
   xrd::MallocArray<std::uint32_t> release() {
     size_ = 0;
     return std::move(array_);

@@ -12,7 +12,7 @@ class Failure : public std::runtime_error {
   Failure(const std::string& path, const std::string& what_is_wrong, int error = 0)
       : std::runtime_error(path + ": " + what_is_wrong), error_(error) {}
 
-  // The system's number of the error; 0 where it is none of the system's.
+  // The system's error number; 0 for an error of another kind.
   int error() const { return error_; }
 
  private:

@@ -14,7 +14,7 @@ constexpr Abilities kUnsigned{.header = true, .large_counts = true};
 constexpr Abilities kPixels{.large_counts = true};
 constexpr Abilities kPlate{.header = true, .large_counts = true, .most_bits = 16};  // records hold large counts
 
-// MarCCD frames are TIFF files too, and mar345 frames hold a packed image: the more special format is asked first.
+// MarCCD frames are TIFF files too, and mar345 frames hold a packed image: the more specific format is asked first.
 constexpr std::array<FileFormat, 10> kFormats{{
     {Format::kPng, "png", "PNG picture", "png", {.is_picture = true}, nullptr, nullptr, nullptr, nullptr},
     {Format::kMarCcd, "marccd", "MarCCD", "mccd", kUnsigned, is_mar_ccd, load_mar_ccd, enough_of_tiff, nullptr},
@@ -46,7 +46,7 @@ constexpr std::array<FileFormat, 10> kFormats{{
      write_npy},
 }};
 
-// The first word of the list, which is taken out of it.
+// Removes the first word of the list, and returns it.
 std::string_view take_word(std::string_view& words) {
   const std::string_view word = words.substr(0, words.find(' '));
   words.remove_prefix(std::min(words.size(), word.size() + 1));
@@ -132,7 +132,7 @@ std::string name_without_ending(const std::string& name) {
   std::string_view plain = uncompressed_name(name);
   const FileFormat* const format = format_of_name(plain);
   if (format != nullptr && format->is_read()) plain.remove_suffix(ending_of(plain).size() + 1);
-  // What is left must be no folder: "...edf" is not to lead to the one above.
+  // The rest must not be a folder: "...edf" must not lead to the one above.
   const bool is_name = !plain.empty() && plain != "." && plain != "..";
   return is_name ? std::string(plain) : name;
 }

@@ -20,7 +20,7 @@ struct Abilities {
   bool negative_counts = false;  // as they are; otherwise they become 0
   bool large_counts = false;     // above 65535
   bool is_picture = false;       // colours instead of counts
-  int most_bits = 32;            // of a pixel; 16 where there is no choice
+  int most_bits = 32;            // per pixel; 16 if there is no choice
 };
 
 struct FileFormat {
@@ -29,18 +29,18 @@ struct FileFormat {
   const char* name;          // for people: "MarCCD"
   std::string_view endings;  // of file names: "tif tiff", the usual one first
   Abilities abilities;
-  // Reading; null where a format is only written.
+  // Reading; null if a format is only written.
   bool (*is_format)(Bytes file);  // null for formats that have no mark
   Frame (*load)(Bytes file, const LoadOptions& options);
   std::optional<std::size_t> (*enough)(Bytes front, const LoadOptions& options);
-  // Null where a format is only read, and for pictures, which are drawn first.
+  // Null if a format is only read, and for pictures, which are drawn first.
   void (*write)(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);
 
   bool is_read() const { return load != nullptr; }
   bool is_written() const { return write != nullptr || abilities.is_picture; }
 };
 
-// In the order in which files are asked for their marks.
+// In the order in which files are checked for their marks.
 std::span<const FileFormat> formats();
 const FileFormat& entry_of(Format format);
 
@@ -50,7 +50,7 @@ const FileFormat* find_format(std::string_view name);
 // The format that files with this ending have; null when there is none.
 const FileFormat* format_of_ending(std::string_view ending);
 
-// The format by the ending of a file's name, before that of a compressed file; null when there is none.
+// The format by the ending of a file's name, in front of ".gz" or ".bz2"; null if there is none.
 const FileFormat* format_of_name(std::string_view name);
 
 // "tif" of TIFF.
@@ -59,14 +59,14 @@ std::string_view usual_ending(const FileFormat& format);
 // "png" of "picture.PNG": what follows the last dot of the path's last part, in lower case.
 std::string ending_of(std::string_view path);
 
-// The keywords of what is read, or written.
+// The keywords of the formats that are read, or written.
 std::vector<std::string> readable_formats();
 std::vector<std::string> writable_formats();
 
-// The usual endings of what is written, with their dots: ".tif".
+// The usual endings of the formats that are written, with their dots: ".tif".
 std::vector<std::string> written_endings();
 
-// The name of a frame's file without the ending of its format, and that of a compressed file: "a" of "a.mar2300.gz",
+// The name of a frame's file without the endings of its format and of compression: "a" of "a.mar2300.gz",
 // but all of "a.0001", where the ending is the frame's number.
 std::string name_without_ending(const std::string& name);
 

@@ -8,13 +8,13 @@
 
 namespace frames {
 
-// A frame of another size, otherwise as this one. Its counts are 0, and known.
+// A copy of the frame in another size. Its counts are 0, and known.
 Frame blank_frame(const Frame& like, int width, int height);
 
-// For pixels that stand for blocks of so many old ones, or for fractions of one.
+// For pixels that replace blocks of so many old ones, or fractions of one.
 void scale_geometry(Header& header, double x_factor, double y_factor);
 
-// A frame of another size, whose pixel x, y is pixel source(x, y) of this one. The header is as it was.
+// A frame of another size, whose pixel x, y is pixel source(x, y) of this one. The header is unchanged.
 template <typename Source>
 Frame rearranged(const Frame& frame, int width, int height, Source source) {
   Frame result = blank_frame(frame, width, height);

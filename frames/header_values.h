@@ -1,4 +1,4 @@
-// The values of a frame's header by the names that users know them by: those of `xrdimage info --json` and of the
+// The values of a frame's header under the names that users see: those of `xrdimage info --json` and of the
 // Python package.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Files become frames: which format a file has, and what is the same for all of them.
+// Loads frames: decides the format of a file, and does what all formats have in common.
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -24,17 +24,17 @@ const FileFormat* format_by_content(Bytes file) {
   return nullptr;
 }
 
-// The content decides. A name does where the content says nothing: raw pixels, or frames that are damaged at the front.
+// The content decides. If it says nothing (raw pixels, or frames damaged at the front), the name does.
 const FileFormat& format_of(Bytes file, const std::string& name, const LoadOptions& options) {
   if (options.format) return entry_of(*options.format);
   if (const FileFormat* const format = format_by_content(file)) return *format;
-  if (options.size) return entry_of(Format::kRaw);  // who states a size means raw pixels
+  if (options.size) return entry_of(Format::kRaw);  // a stated size means raw pixels
   if (const FileFormat* const format = format_of_name(name); format != nullptr && format->is_read()) return *format;
-  throw LoadError("is of no known format; --size WxH takes it as raw pixels, --format states the format",
+  throw LoadError("has an unknown format; read it as raw pixels with --size WxH, or state the format with --format",
                   Problem::kUnknownFormat);
 }
 
-// What a header tells may fit no number once it has the right unit.
+// A header value may be too large for a number once it has the right unit.
 struct DropInfinite {
   void operator()(const char* /*name*/, std::optional<double>& number) const {
     if (number && !std::isfinite(*number)) number.reset();
@@ -59,7 +59,7 @@ Frame load_unpacked(Bytes file, const std::string& name, const LoadOptions& opti
   if (file.empty()) throw LoadError("is empty");
   const FileFormat& format = format_of(file, name, options);
   if (!format.is_read()) {
-    throw LoadError("cannot be read as " + std::string(format.keyword) + ", which is only written",
+    throw LoadError("cannot be read as " + std::string(format.keyword) + ": this format is only written",
                     Problem::kUnsupported);
   }
   Frame frame = format.load(file, options);
@@ -77,7 +77,7 @@ Frame load_content(Bytes content, const std::string& name, const LoadOptions& op
   return frame;
 }
 
-// Runs `load` in the C locale, as texts of headers and of errors are; a lack of memory is an error like others.
+// Runs `load` in the C locale, which header and error texts need. A lack of memory becomes a LoadError.
 template <typename Load>
 auto guarded(Load load) {
   const xrd::CLocale locale;
@@ -85,7 +85,7 @@ auto guarded(Load load) {
     return load();
   } catch (const std::bad_alloc&) {
     throw NoMemoryError();
-  } catch (const std::length_error&) {  // more than an array could ever hold, which 32 bits make few
+  } catch (const std::length_error&) {  // more than an array can hold, which is little on 32 bits
     throw NoMemoryError();
   }
 }
@@ -98,7 +98,7 @@ xrd::FileHandle open_frame(const std::string& path) {
 }
 
 Format detect(Bytes content, const std::string& name) {
-  // Marks stand at the front of a file. A packed image may follow anything, but in no file that is not known by then.
+  // Marks are at the front of a file. A packed image may follow anything, but then the file is known by other marks.
   static constexpr std::size_t kFront = std::size_t{1} << 20;
   const Enough front_is_enough = [](Bytes /*front*/) { return std::optional<std::size_t>(kFront); };
   std::vector<std::string> damage;
@@ -118,7 +118,7 @@ void take_stated(Header& header, const Header& stated) {
 }
 
 std::optional<std::size_t> enough_of_file(Bytes front, const std::string& name, const LoadOptions& options) {
-  // Which of the formats with a header in braces it is shows when the header is there.
+  // Only the whole header shows which of the formats with a header in braces it is.
   const std::string_view text = text_of(front);
   if (begins_with_brace(text) && HeaderItems(text).is_open()) return std::nullopt;
   const FileFormat* format = nullptr;

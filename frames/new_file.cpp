@@ -16,7 +16,7 @@ namespace {
 
 constexpr mode_t kAnyPermissions = 0666;
 
-// File systems that cannot do that keep files as safe as they can.
+// Some file systems cannot do this; that is no error.
 bool sync(int descriptor) {
   int result = 0;
   do {
@@ -29,8 +29,8 @@ bool is_unknown_to_the_file_system(int error) {
   return error == EINVAL || error == ENOSYS || error == ENOTSUP || error == EPERM;
 }
 
-// Renames in the folder where nothing has the new name; as far as the file system knows how, not even something that
-// another process makes right now.
+// Renames within the folder if nothing has the new name. If the file system can, this includes a file that
+// another process makes at the same moment.
 bool rename_to_free_name(int folder, const char* from, const char* to) {
   if (renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) return true;
   if (!is_unknown_to_the_file_system(errno)) return false;
@@ -66,7 +66,7 @@ NewFile::NewFile(const std::string& path, Existing existing)
     const bool is_ready =
         open_stream() && (!takes_permissions || take_permissions(unfinished_.descriptor.number(), place_, *replaced));
     if (!is_ready) throw Failure(path_, std::strerror(errno), errno);
-  } catch (...) {  // memory may be lacking, too
+  } catch (...) {  // also when memory has run out
     discard();
     throw;
   }
@@ -81,7 +81,7 @@ void NewFile::make(mode_t permissions) {
   if (!unfinished_.descriptor) throw Failure(path_, std::strerror(errno), errno);
 }
 
-// With a descriptor of its own: that of the unfinished file holds the lock until all is done.
+// With its own descriptor: that of the unfinished file holds the lock to the end.
 bool NewFile::open_stream() {
   xrd::Descriptor copy(fcntl(unfinished_.descriptor.number(), F_DUPFD_CLOEXEC, 0));
   if (copy) stream_.reset(fdopen(copy.number(), "w+b"));
@@ -106,7 +106,7 @@ void NewFile::rename() const {
   const char* const from = unfinished_.name.c_str();
   const char* const to = place_.name.c_str();
   if (existing_ == Existing::kIsReplaced) {
-    replaceable_file(place_, path_);  // it may be another one than at the beginning
+    replaceable_file(place_, path_);  // it may have changed since the beginning
     if (renameat(folder, from, folder, to) != 0) fail(errno);
   } else if (!rename_to_free_name(folder, from, to)) {
     if (errno == EEXIST) refuse_existing();

@@ -1,4 +1,4 @@
-// Files that appear under their name only when they are complete.
+// Files that get their name only when they are complete.
 #pragma once
 
 #include <sys/stat.h>
@@ -12,21 +12,21 @@
 
 namespace frames {
 
-// What becomes of a file that is there already.
+// What happens to a file that already exists.
 enum class Existing { kIsReplaced, kIsRefused };
 
-inline constexpr const char* kExistsAlready = "exists already; --overwrite replaces it";
+inline constexpr const char* kExistsAlready = "already exists; replace it with --overwrite";
 
-// When new names are made safe from a power cut: for many files in a folder it takes less time to do that once.
+// When new names are made safe from a power cut: for many files in a folder, once is faster.
 enum class Names { kAtOnce, kLater };
 
-// Makes the names in a folder safe. A Failure, which names the path, when that cannot be.
+// Makes the names in a folder safe. Throws a Failure, which names the path.
 void sync_folder(const xrd::Descriptor& folder, const std::string& path);
 
 // Written under a temporary name in the folder of `path`, and renamed by commit(). A file that is not committed
-// vanishes. What an existing `path` holds stays untouched until then; it must be writable. A new file has the
-// permissions of the one of the same owner that it replaces, and its list of access, without those to act as its owner
-// or group; those of the group only if it is the same group.
+// vanishes. An existing file stays untouched until then; it must be writable. A new file has the
+// permissions and the access list of the file that it replaces, if the owner is the same, without the set-user-ID
+// and set-group-ID bits; the group's permissions only if the group is the same.
 class NewFile {
  public:
   explicit NewFile(const std::string& path, Existing existing = Existing::kIsReplaced);
@@ -36,12 +36,12 @@ class NewFile {
 
   std::FILE* stream() { return stream_.get(); }
 
-  // Where the file is until it is committed, for those who remove it when a signal ends the process.
+  // The file's place until it is committed, for code that removes it when a signal ends the process.
   int folder() const { return place_.folder.number(); }
   const std::string& unfinished_name() const { return unfinished_.name; }
 
-  // Finds out whether all bytes could be written, and renames the file. When it returns, the bytes are safe from a
-  // power cut; the name is with kAtOnce, otherwise after sync_folder(). Throws a Failure when that cannot be.
+  // Checks that all bytes were written, and renames the file. When it returns, the bytes are safe from a
+  // power cut. The name is safe at once with kAtOnce, otherwise after sync_folder(). Throws a Failure.
   void commit(Names names = Names::kAtOnce);
 
  private:
@@ -55,7 +55,7 @@ class NewFile {
   Existing existing_;
   std::string path_;  // as the user gave it
   OutputPlace place_;
-  UnfinishedFile unfinished_;  // no name when it has that of `place_`
+  UnfinishedFile unfinished_;  // nameless once it has the name of `place_`
   xrd::FileHandle stream_;
 };
 

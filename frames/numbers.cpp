@@ -54,7 +54,7 @@ std::vector<double> parse_reals(const std::string& text, std::size_t least, std:
 
 double parse_positive(const std::string& text) {
   const double number = parse_reals(text, 1, 1)[0];
-  if (number <= 0.0) throw InvalidValue(text, "is not above 0");
+  if (number <= 0.0) throw InvalidValue(text, "must be above 0");
   return number;
 }
 

@@ -12,16 +12,16 @@
 
 namespace frames {
 
-// An option has a value that is none; the message says why, without the option's name: "'x' is not above 0".
+// An option has an invalid value. The message says why, without the option's name: "'x' must be above 0".
 class InvalidValue : public std::invalid_argument {
  public:
   InvalidValue(const std::string& text, const std::string& why) : std::invalid_argument("'" + text + "' " + why) {}
 };
 
-// "1.5,2" as numbers; nothing when it is something else. They are finite.
+// "1.5,2" as finite numbers; nothing for other texts.
 std::optional<std::vector<double>> reals_in(const std::string& text);
 
-// "1,2,3" as numbers, at least and at most so many; InvalidValue when it is something else.
+// "1,2,3" as numbers, at least and at most so many; InvalidValue for other texts.
 std::vector<int> parse_integers(const std::string& text, std::size_t least, std::size_t most);
 std::vector<double> parse_reals(const std::string& text, std::size_t least, std::size_t most);
 
@@ -40,7 +40,7 @@ Number parse_whole(const std::string& text, Number least) {
 // A number above 0.
 double parse_positive(const std::string& text);
 
-// "3/8" or "3x4": two whole numbers, and what stands between them. Nothing when it is something else.
+// "3/8" or "3x4": two whole numbers, and the separator between them. Nothing for other texts.
 template <typename Number>
 std::optional<std::array<Number, 2>> parse_pair(const std::string& text, char separator) {
   std::array<Number, 2> numbers{};

@@ -27,7 +27,7 @@ using Numbers = std::vector<int>;
 
 constexpr std::int64_t kLargestSigned = std::numeric_limits<std::int32_t>::max();
 
-// The numbers of a marker, and perhaps a divisor behind them.
+// The numbers of a marker, and an optional divisor behind them.
 Numbers parse_marker(const std::string& text, std::size_t numbers) {
   Numbers marker = parse_integers(text, numbers, numbers + 1);
   marker.resize(numbers + 1, 1);
@@ -39,7 +39,7 @@ std::span<unsigned int> pixels_of(Frame& frame) {
   return {frame.counts.data(), frame.counts.size()};
 }
 
-// Unknown counts must not disturb their neighbours more than they have to.
+// Unknown counts should disturb their neighbours as little as possible.
 void fill_unknown(Frame& frame) {
   if (frame.mask.empty()) return;
   const auto largest = static_cast<std::uint32_t>(statistics_of(frame).maximum);
@@ -48,7 +48,7 @@ void fill_unknown(Frame& frame) {
   }
 }
 
-// The flat functions take counts for unsigned numbers.
+// The flat functions treat counts as unsigned numbers.
 void make_unsigned(Frame& frame) {
   fill_unknown(frame);
   if (!frame.is_signed) return;
@@ -65,7 +65,7 @@ void make_unsigned(Frame& frame) {
 
 struct Block {
   std::int64_t sum = 0;
-  std::uint8_t mask = 0;  // all that masks one of its pixels
+  std::uint8_t mask = 0;  // the mask bits of all its pixels
 };
 
 // The block whose first pixel is given.
@@ -84,7 +84,7 @@ bool fits(std::int64_t sum, bool is_signed) {
   return is_signed ? std::in_range<std::int32_t>(sum) : std::in_range<std::uint32_t>(sum);
 }
 
-// The flat functions wrap what they cannot count; `option` is refused then.
+// The flat functions wrap counts that do not fit; `option` is refused then.
 void require_up_to(std::int64_t largest, std::int64_t maximum, const std::string& option) {
   if (maximum > largest) throw std::runtime_error(option + " takes no counts above " + std::to_string(largest));
 }
@@ -100,7 +100,7 @@ void average(Frame& frame, int radius) {
   if (!xrd::average_windows(frame.counts.data(), frame.width, frame.height, radius)) throw std::bad_alloc();
 }
 
-// From the smallest to the largest count that is known.
+// From the smallest to the largest known count.
 void take_logarithm(Frame& frame, int base) {
   make_unsigned(frame);
   const Statistics statistics = statistics_of(frame);
@@ -135,14 +135,14 @@ void draw_box(Frame& frame, Numbers numbers) {
   make_short_box(frame.counts.data(), frame.width, frame.height, numbers.data(), numbers.data() + 2, numbers[6]);
 }
 
-// The arms' length goes with the width, or is 20 pixels where there is a divisor.
+// The length of the arms depends on the width, or is 20 pixels if there is a divisor.
 void draw_cross(Frame& frame, const Numbers& numbers) {
   make_unsigned(frame);
   require_up_to(kLargestSigned, statistics_of(frame).maximum, "--cross");
   make_short_cross(frame.counts.data(), frame.width, frame.height, numbers[0], numbers[1], numbers[2]);
 }
 
-// As to_short, which warns anew of each halving, and cuts bits off counts above 31 bits.
+// Like to_short, but to_short warns of each halving and cuts bits off counts above 31 bits.
 void shift_to_16_bits(Frame& frame) {
   make_unsigned(frame);
   constexpr std::int64_t kLargestWord = 65535;
@@ -169,7 +169,7 @@ Operation parse_crop(const std::string& text) {
 
 Operation parse_smooth(const std::string& text) {
   const std::vector<double> widths = parse_reals(text, 1, 2);
-  if (widths.front() <= 0 || widths.back() <= 0) throw InvalidValue(text, "is not above 0");
+  if (widths.front() <= 0 || widths.back() <= 0) throw InvalidValue(text, "must be above 0");
   return [=](Frame& frame) { smooth(frame, widths.front(), widths.back()); };
 }
 
@@ -200,7 +200,7 @@ std::vector<OperationOption> make_operations() {
        }},
       {"rotate", "", "Turn clockwise by a quarter", alone<rotate>},
       {"flip", "WAY", "Exchange left and right (horizontal) or top and bottom (vertical)", parse_flip},
-      {"smooth", "SX[,SY]", "Smooth by a Gaussian of these standard deviations, in pixels", parse_smooth},
+      {"smooth", "SX[,SY]", "Smooth with a Gaussian of these standard deviations, in pixels", parse_smooth},
       {"mean", "N", "Average over windows of 2N x 2N pixels", with_number<average, 1>},
       {"log", "N", "Logarithm to base N, stretched to the old maximum", with_number<take_logarithm, 2>},
       {"invert", "", "Replace each count c by 16777215 - c", alone<invert>},
@@ -208,11 +208,11 @@ std::vector<OperationOption> make_operations() {
       {"scale-to", "N", "Multiply so that the largest becomes N", with_number<scale_to, 0>},
       {"to-16-bits", "", "Halve the counts until the largest is below 65536", alone<shift_to_16_bits>},
       {"swap-words", "", "Reverse the four bytes of each count", alone<swap_words>},
-      {"box", "X,Y,L,T,R,B[,DIV]", "Draw a box around X,Y in the largest count / DIV",
+      {"box", "X,Y,L,T,R,B[,DIV]", "Draw a box around X,Y with the largest count / DIV",
        [](const std::string& text) -> Operation {
          return [numbers = parse_marker(text, 6)](Frame& frame) { draw_box(frame, numbers); };
        }},
-      {"cross", "X,Y[,DIV]", "Draw a cross at X,Y in the largest count / DIV",
+      {"cross", "X,Y[,DIV]", "Draw a cross at X,Y with the largest count / DIV",
        [](const std::string& text) -> Operation {
          return [numbers = parse_marker(text, 2)](Frame& frame) { draw_cross(frame, numbers); };
        }},

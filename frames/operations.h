@@ -1,5 +1,5 @@
-// Operations on frames. Each changes pixels, and maybe the size; geometry, mask and saturation follow. A frame that an
-// operation cannot take is a std::runtime_error, one line for the user, and stays as it was.
+// Operations on frames. Each changes pixels, and maybe the size; geometry, mask and saturation follow. If an operation
+// refuses a frame, it throws a std::runtime_error with one line for the user, and the frame stays as it was.
 #pragma once
 
 #include <functional>
@@ -11,11 +11,11 @@
 
 namespace frames {
 
-// The rectangle from column x, row y on; what reaches beyond the frame is left out.
+// The rectangle from column x, row y on; the part beyond the frame is left out.
 void crop(Frame& frame, int x, int y, int width, int height);
 
-// Sums blocks of factor x factor pixels. Rows and columns at the end that fill no block are left out. A sum is unknown
-// where a count is, or where 32 bits do not hold it.
+// Sums blocks of factor x factor pixels. Rows and columns at the end that do not fill a block are left out. A sum is
+// unknown if one of its counts is, or if it does not fit 32 bits.
 void bin(Frame& frame, int factor);
 
 // Cuts, or pads with 0, at the right and at the bottom.
@@ -29,7 +29,7 @@ enum class Flip { kHorizontal, kVertical };
 void flip(Frame& frame, Flip direction);
 
 // Convolves with a Gaussian of these standard deviations in pixels, and rounds to whole counts. Pixels of unknown count
-// and what lies beyond the edges have no weight; pixels of unknown count stay unknown.
+// and those beyond the edges have no weight; unknown counts stay unknown.
 void smooth(Frame& frame, double sigma_x, double sigma_y);
 
 using Operation = std::function<void(Frame& frame)>;

@@ -14,19 +14,19 @@ Point parse_point(const std::string& text) {
 // One number stands for both directions.
 Point parse_pixel_size(const std::string& text) {
   const std::vector<double> numbers = parse_reals(text, 1, 2);
-  if (numbers.front() <= 0.0 || numbers.back() <= 0.0) throw InvalidValue(text, "is not above 0");
+  if (numbers.front() <= 0.0 || numbers.back() <= 0.0) throw InvalidValue(text, "must be above 0");
   return {numbers.front(), numbers.back()};
 }
 
 int parse_depth(const std::string& text) {
   const int depth = parse_whole<int>(text, 0);
-  if (depth != 8 && depth != 16 && depth != 32) throw InvalidValue(text, "is none of 8, 16, 32");
+  if (depth != 8 && depth != 16 && depth != 32) throw InvalidValue(text, "must be one of 8, 16, 32");
   return depth;
 }
 
 Format parse_format(const std::string& text) {
   const FileFormat* const format = find_format(text);
-  if (format == nullptr || !format->is_read()) throw InvalidValue(text, "is none of " + joined(readable_formats()));
+  if (format == nullptr || !format->is_read()) throw InvalidValue(text, "must be one of " + joined(readable_formats()));
   return format->format;
 }
 
@@ -41,7 +41,7 @@ std::vector<Option<LoadOptions>> make_load_options() {
        {"8", "16", "32"}},
       {"big-endian", "", "Raw pixels have their high byte first",
        [](LoadOptions& options, const std::string& /*text*/) { options.big_endian = true; }},
-      {"skip", "BYTES", "Bytes in front of raw pixels that are left out",
+      {"skip", "BYTES", "Bytes to skip before the raw pixels",
        [](LoadOptions& options, const std::string& text) { options.skip = parse_whole<std::size_t>(text, 0); }},
       {"format", "NAME", "Read the file as this format: " + joined(readable_formats()),
        [](LoadOptions& options, const std::string& text) { options.format = parse_format(text); }, readable_formats()},
@@ -55,7 +55,7 @@ std::vector<Option<LoadOptions>> make_load_options() {
        [](LoadOptions& options, const std::string& text) { options.stated.distance = parse_positive(text); }},
       {"pixel", "MM[,MM]", "Size of a pixel in mm, instead of the header's",
        [](LoadOptions& options, const std::string& text) { options.stated.pixel_size = parse_pixel_size(text); }},
-      {"force", "", "Take what there is of a truncated or damaged frame",
+      {"force", "", "Read as much as possible of a damaged frame",
        [](LoadOptions& options, const std::string& /*text*/) { options.force = true; }},
   };
 }

@@ -30,7 +30,7 @@ struct Option {
   std::string value;  // "WxH", for people; empty for an option without a value
   std::string help;
   Set set;
-  std::vector<std::string> choices;  // the values that there are, where they can be listed
+  std::vector<std::string> choices;  // the possible values, if they can be listed
 };
 
 // The options about reading frames.
@@ -47,13 +47,13 @@ std::vector<std::string> names_of(const std::array<std::pair<const char*, Value>
   return words;
 }
 
-// The value's entry in a list of names and what they stand for.
+// The value of this name in a list of names and values.
 template <typename Value, std::size_t count>
 Value choose(const std::string& text, const std::array<std::pair<const char*, Value>, count>& names) {
   for (const auto& [name, value] : names) {
     if (text == name) return value;
   }
-  throw InvalidValue(text, "is none of " + joined(names_of(names)));
+  throw InvalidValue(text, "must be one of " + joined(names_of(names)));
 }
 
 }  // namespace frames

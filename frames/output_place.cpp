@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The folder that the path names, with the links on the way, and the last name as it stands.
+// The folder of the path, with links followed, and the last name unchanged.
 OutputPlace open_place(const fs::path& path, const std::string& given) {
   const fs::path folder = path.parent_path();
   OutputPlace place{xrd::Descriptor(open(folder.empty() ? "." : folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)),
@@ -34,15 +34,15 @@ std::optional<struct stat> status_of(const OutputPlace& place, const std::string
 
 void check_type(const struct stat& status, const std::string& given) {
   if (S_ISDIR(status.st_mode)) throw Failure(given, "is a directory", EISDIR);
-  // Renaming would put a file in the place of a device.
+  // Renaming would replace a device by a file.
   if (!S_ISREG(status.st_mode)) throw Failure(given, "is not a regular file", EINVAL);
 }
 
-// Where the link at this place leads. The kernel follows it, by its rules for links of other users, and names what it
-// has found.
+// The target of the link at this place. The kernel follows it, with its rules for links of other users, and names what
+// it has found.
 OutputPlace behind_link(const OutputPlace& link, const std::string& given) {
   const xrd::Descriptor target(openat(link.folder.number(), link.name.c_str(), O_PATH | O_CLOEXEC));
-  if (!target && errno == ENOENT) throw Failure(given, "is a symbolic link to a file that is not there", ENOENT);
+  if (!target && errno == ENOENT) throw Failure(given, "is a symbolic link to a file that does not exist", ENOENT);
   struct stat found {};
   if (!target || fstat(target.number(), &found) != 0) cannot_be_written(given, errno);
   check_type(found, given);
@@ -73,7 +73,7 @@ std::optional<struct stat> replaceable_file(const OutputPlace& place, const std:
   const std::optional<struct stat> status = status_of(place, path);
   if (!status) return std::nullopt;
   check_type(*status, path);
-  // Renaming asks for the folder's permissions only, but who takes a file's away wants it to stay.
+  // Renaming checks only the folder's permissions, but a write-protected file is meant to stay.
   if (faccessat(place.folder.number(), place.name.c_str(), W_OK, AT_EACCESS | AT_SYMLINK_NOFOLLOW) != 0) {
     throw Failure(path, std::strerror(errno), errno);
   }

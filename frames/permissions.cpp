@@ -14,11 +14,11 @@ namespace {
 
 constexpr const char* kAccessList = "system.posix_acl_access";
 
-// The file's, as bytes; none where it has no more than permissions. Nothing when that is not known.
+// The file's list as bytes; empty if the file has only permissions. Nothing if that is unknown.
 std::optional<std::string> access_list(const OutputPlace& place, const struct stat& expected) {
   const xrd::Descriptor file(openat(place.folder.number(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   struct stat found {};
-  // Another one may have come meanwhile, and its owner's list may be for anybody.
+  // Another file may be there by now, and its owner's list may let anybody in.
   if (!file || fstat(file.number(), &found) != 0 || !is_same_file(found, expected)) return std::nullopt;
   std::string list(XATTR_SIZE_MAX, '\0');
   const std::string path = "/proc/self/fd/" + std::to_string(file.number());
@@ -28,12 +28,12 @@ std::optional<std::string> access_list(const OutputPlace& place, const struct st
   return list;
 }
 
-// Of a folder that gives lists to all new files.
+// For a folder that gives lists to all new files.
 bool remove_list(int made) {
   return fremovexattr(made, kAccessList) == 0 || errno == ENODATA || errno == ENOTSUP;
 }
 
-// Those of the group are what everybody has.
+// The group keeps only permissions that everybody has.
 mode_t without_group(mode_t permissions) {
   return permissions & ~(S_IRWXG & ~((permissions & S_IRWXO) << 3U));
 }

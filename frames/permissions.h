@@ -1,4 +1,4 @@
-// What a file takes over from the one that it replaces of who may read and write it.
+// The permissions that a file takes over from the one that it replaces.
 #pragma once
 
 #include <sys/stat.h>
@@ -7,9 +7,9 @@
 
 namespace frames {
 
-// The new file of this descriptor, which is its owner's alone, gets the permissions and the list of access (ACL) of the
-// `replaced` one, of the same owner, at this place. Where that has another group, or its list cannot be had, the group
-// may do what all others may. False, with the system's error, when that cannot be.
+// The new file of this descriptor, so far private, gets the permissions and the access control list (ACL) of the
+// `replaced` one, of the same owner, at this place. If that has another group, or its list cannot be read, the group
+// gets the permissions of all others. False, with the system's error, on failure.
 bool take_permissions(int made, const OutputPlace& place, const struct stat& replaced);
 
 }  // namespace frames

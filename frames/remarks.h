@@ -1,4 +1,4 @@
-// What the user is told beside the result: it is gathered where it comes up, and printed by whoever talks to the user.
+// Remarks for the user beside the result: gathered where they arise, printed by the code that talks to the user.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@
 namespace frames {
 
 struct Remarks {
-  // "range" "0-500 counts": printed as lines "key: value" when there is one frame to talk about.
+  // "range" "0-500 counts": printed as lines "key: value" if there is only one frame.
   std::vector<std::pair<std::string, std::string>> values;
   // One line each, without the path: "3 pixels above 65535 were written as 65535".
   std::vector<std::string> warnings;

@@ -1,7 +1,7 @@
 // Gaussian smoothing of frames: a separable convolution, along the rows and then along the columns.
 //
 // Weights and weighted counts are convolved alike, and their quotient is the result. So a pixel of unknown count, and
-// what lies beyond the edges, has no weight, and a constant frame stays constant up to its edges.
+// one beyond the edges, has no weight, and a constant frame stays constant up to its edges.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -63,7 +63,7 @@ std::vector<double> transposed(const std::vector<double>& image, std::size_t wid
 
 void smooth(Frame& frame, double sigma_x, double sigma_y) {
   if (!(sigma_x > 0 && sigma_y > 0 && sigma_x <= kLargestSigma && sigma_y <= kLargestSigma)) {
-    throw std::runtime_error("cannot be smoothed by widths that are not between 0 and 10000 pixels");
+    throw std::runtime_error("cannot be smoothed: widths must be above 0 and at most 10000 pixels");
   }
   const auto width = static_cast<std::size_t>(frame.width);
   const auto height = static_cast<std::size_t>(frame.height);

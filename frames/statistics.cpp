@@ -33,7 +33,7 @@ Statistics gather(const Counts& counts, IsKnown is_known) {
 
 template <typename Count>
 Statistics gather(const Frame& frame) {
-  // Without a mask the loop is one that the compiler makes vectors of.
+  // Without a mask, the compiler vectorises the loop.
   if (frame.mask.empty()) return gather<Count>(frame.counts, [](std::size_t /*pixel*/) { return true; });
   return gather<Count>(frame.counts, [&](std::size_t pixel) { return !has_no_count(frame.mask[pixel]); });
 }

@@ -1,4 +1,4 @@
-// What the pixels of a frame are like.
+// Statistics of the pixels of a frame.
 #pragma once
 
 #include <cstddef>
@@ -8,7 +8,7 @@
 
 namespace frames {
 
-// Pixels whose counts are unknown take no part in minimum, maximum and mean.
+// Minimum, maximum and mean leave out pixels of unknown count.
 struct Statistics {
   std::int64_t minimum = 0;
   std::int64_t maximum = 0;

@@ -27,7 +27,7 @@ constexpr double kBeamStopRadius = 5;  // millimetres, as the others
 constexpr double kBeamStopArm = 1.2;
 constexpr double kBeamStopLeak = 0.03;
 
-// Random numbers of which the sequence is fixed by the seed alone; the distributions of the standard library differ.
+// Random numbers fixed by the seed alone; the distributions of standard libraries differ.
 class Random {
  public:
   explicit Random(std::uint64_t seed) : state_(seed) {}

@@ -1,4 +1,4 @@
-// A frame as a diffractometer could have measured it, made from a seed.
+// A synthetic frame like that of a diffractometer, made from a seed.
 #pragma once
 
 #include <cstdint>

@@ -33,7 +33,7 @@ struct FolderCloser {
   void operator()(DIR* folder) const noexcept { closedir(folder); }
 };
 
-// What the names begin with that this computer gives.
+// How names given by this computer begin.
 std::string own_prefix() {
   std::array<char, HOST_NAME_MAX + 1> host{};
   gethostname(host.data(), host.size() - 1);
@@ -45,14 +45,14 @@ std::string own_prefix() {
 
 enum class Lock { kTaken, kOfAnother, kUnknown };
 
-// A lock of this kind goes with the open file, on network file systems too, and is never one with those of other files
+// A lock of this kind belongs to the open file, also on network file systems, and is never shared with other files
 // of this process.
 Lock lock(const xrd::Descriptor& file) {
   if (flock(file.number(), LOCK_EX | LOCK_NB) == 0) return Lock::kTaken;
   return errno == EWOULDBLOCK ? Lock::kOfAnother : Lock::kUnknown;
 }
 
-// Nobody else can have put it there, and it is nothing but that file.
+// Nobody else can have put it there, and it is a plain file with one name.
 bool is_own_file(const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_uid == geteuid() && status.st_nlink == 1;
 }
@@ -74,7 +74,8 @@ void remove_when_left(int folder, const std::string& name) {
   const xrd::Descriptor file(openat(folder, name.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
   if (!file || lock(file) != Lock::kTaken) return;
   struct stat locked {};
-  const auto now = status_in(folder, name);  // its process may have finished it, and another begun one of that name
+  const auto now =
+      status_in(folder, name);  // its process may have finished it, and another may have begun one of that name
   const bool is_locked_one =
       now && fstat(file.number(), &locked) == 0 && now->st_dev == locked.st_dev && now->st_ino == locked.st_ino;
   if (is_locked_one && is_own_file(locked)) unlinkat(folder, name.c_str(), 0);
@@ -96,7 +97,7 @@ std::vector<std::string> unfinished_files(int folder) {
 std::mutex noting;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 const int noting_in_forks = xrd::keep_free_in_forks<noting>();
 
-// Whether it is the first time.
+// Whether this is the first time.
 bool note_folder(int folder) {
   static std::set<std::pair<dev_t, ino_t>> noted;
   struct stat status {};
@@ -118,7 +119,7 @@ UnfinishedFile make_unfinished_file(int folder, mode_t permissions) {
     if (!file.descriptor) continue;
     struct stat status {};
     const bool is_locked = lock(file.descriptor) != Lock::kOfAnother;
-    // Before it was locked, another process may have taken it for a left one, which that is about to remove or has.
+    // Before it was locked, another process may have taken it for an abandoned file, and removes it or has removed it.
     if (is_locked && fstat(file.descriptor.number(), &status) == 0 && status.st_nlink > 0) return file;
   }
   errno = EEXIST;

@@ -1,5 +1,5 @@
 // Files that are being written: their names begin with ".xrdimage-" and end in ".part". While its process lives, such a
-// file is locked; what can be locked has been left behind by one that was killed, or by a power cut.
+// file is locked. One that can be locked was left behind by a killed process or a power cut.
 #pragma once
 
 #include <sys/types.h>
@@ -15,8 +15,8 @@ struct UnfinishedFile {
   std::string name;            // in its folder
 };
 
-// Makes a file whose name is not taken, with these permissions less those of the umask. Without a descriptor, and with
-// an error, when there is none to be had. Where the file system knows no locks there is none.
+// Makes a file with an unused name, and with these permissions less those of the umask. On failure there is no
+// descriptor, but an error. Without a lock if the file system has no locks.
 UnfinishedFile make_unfinished_file(int folder, mode_t permissions);
 
 // Removes the files that this user's processes have left unfinished, once in the life of this process: folders may be

@@ -14,8 +14,8 @@
 #include "support/assertion.h"
 
 // ------------------------------------------------------------------------------------------------------------------
-// Memory: what is too large is refused without a word, so that the refusals are tried, too. The sanitizer's own limit
-// says something each time, and ends the process where C++ throws; it remains for the libraries of others.
+// Memory: too large a request is refused silently, so that refusals are tried too. The sanitizer's own limit
+// prints a message each time, and ends the process where C++ throws; it remains for other libraries.
 // ------------------------------------------------------------------------------------------------------------------
 
 extern "C" const char* __asan_default_options();
@@ -66,7 +66,7 @@ struct FailedAssertion {};
 
 }  // namespace
 
-// In the place of the library's, which ends the process: the assertions guard nothing but allocations.
+// Replaces the library's, which ends the process: the assertions guard only allocations.
 void xrd::fail_assertion(const char* /*expression*/, const char* /*source*/, unsigned /*line*/,
                          const char* /*function*/) {
   throw FailedAssertion();

@@ -77,10 +77,10 @@ class StandardInput {
 // Closes the streams that the reader left open. Those that are still open when the run ends are a finding.
 void close_left_open();
 
-// A finding when it does not hold.
+// A finding if it does not hold.
 void require(bool condition);
 
-// What a reader hands out: nothing, or an array as large as the size says.
+// The output of a reader: nothing, or an array of the reported size.
 struct Image {
   unsigned int* pixels = nullptr;
   int width = 0;

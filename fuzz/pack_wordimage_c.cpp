@@ -1,6 +1,6 @@
 // pack_wordimage_c: bit for bit what a naive encoder writes, and readpack_word_c gives the same pixels back. The first
 // byte of an input is the width, the second how often the pixels behind them are repeated, so that short inputs can
-// make long images: few do, as they take their time.
+// make long images: only a few, as they take long.
 #include "fuzz/harness.h"
 #include "tests/pack/naive_pack.h"
 #include "xrdimage.h"

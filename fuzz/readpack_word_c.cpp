@@ -7,7 +7,7 @@
 #include "xrdimage.h"
 
 void fuzz::run(Bytes input) {
-  // Images larger than this take their time and show nothing new.
+  // Larger images take long and show nothing new.
   static std::vector<short> bounded(std::size_t{1} << 14);
   const char* const path = file_of(input);
   std::ranges::fill(bounded, short{0});

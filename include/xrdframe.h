@@ -3,7 +3,7 @@
  *
  * A frame is what a detector measured: width x height counts, a mask of the pixels that have none, and the values of
  * the header. This library reads frames of the formats that xrd_format_keyword lists, changes them and writes them. It
- * is for C, from C89 on, and for C++; xrdframe.hpp is a thin face for C++20.
+ * is for C, from C89 on, and for C++; xrdframe.hpp is a thin wrapper for C++20.
  *
  *   xrd_frame *frame;
  *   char detail[XRD_DETAIL];
@@ -54,7 +54,7 @@ extern "C" {
 /* Bytes of a `detail` buffer. Longer lines are cut. */
 #define XRD_DETAIL 512
 
-/* In C++, too, an enumeration has room for every number: those of later versions, and what is none of it. */
+/* In C++ too, an enumeration can hold every number: those of later versions, and invalid ones. */
 #if defined(__cplusplus) && __cplusplus >= 201103L
 #define XRDFRAME_ENUM(name) enum name : int
 #else
@@ -64,15 +64,15 @@ extern "C" {
 /* How a call went. Later versions may add results, up to 99. */
 typedef XRDFRAME_ENUM(xrd_result){
     XRD_OK = 0,
-    XRD_NO_MEMORY = 1,      /* more memory needed than there is */
+    XRD_NO_MEMORY = 1,      /* not enough memory */
     XRD_SYSTEM = 2,         /* the system refused: no such file, no permission, a full disk */
-    XRD_UNKNOWN_FORMAT = 3, /* the file is of no known format, or no format has that keyword or ending */
-    XRD_DAMAGED = 4,        /* truncated or damaged; the option "force" takes what there is */
+    XRD_UNKNOWN_FORMAT = 3, /* the file's format is unknown, or no format has that keyword or ending */
+    XRD_DAMAGED = 4,        /* truncated or damaged; the option "force" reads as much as possible */
     XRD_UNSUPPORTED = 5,    /* valid, but of a kind that this library does not read or write */
     XRD_INVALID = 6         /* an argument or option makes no sense: a crop beyond the frame, a null pointer */
 } xrd_result;
 
-/* A few words for each result: "truncated or damaged". Also for numbers that are no result. */
+/* A few words for each result: "truncated or damaged". "unknown result" for other numbers. */
 XRDFRAME_API const char *xrd_result_text(xrd_result result);
 
 /* The version of the library in use: "1.0.0". */
@@ -94,14 +94,14 @@ XRDFRAME_API void xrd_lines_free(xrd_lines *lines);
  * texts as values. A null pointer stands for no options. A call ignores the options that do not concern it.
  *
  * Reading: "format" (a keyword), "image" (which one of a file that holds several, from 1), "size" ("2048x2048"),
- * "depth", "big-endian", "skip", "force"; and instead of what the header says "beam" ("1024.5,1020"), "wavelength",
+ * "depth", "big-endian", "skip", "force"; and to replace values of the header, "beam" ("1024.5,1020"), "wavelength",
  * "distance", "pixel". Writing: "format" (a keyword or ending), "bits". Pictures: "scale", "range", "colors", "rings",
  * "bar".
  */
 typedef struct xrd_options xrd_options;
 /* Null if there is no memory. */
 XRDFRAME_API xrd_options *xrd_options_new(void);
-/* A null `value` is for options without one ("force"). XRD_INVALID for a name or value that there is not. */
+/* Pass a null `value` for options without one ("force"). XRD_INVALID for an unknown name or an invalid value. */
 XRDFRAME_API xrd_result xrd_options_set(xrd_options *options, const char *name, const char *value, char *detail);
 XRDFRAME_API void xrd_options_free(xrd_options *options);
 
@@ -121,7 +121,7 @@ enum {
 
 /* Formats are numbered from 0. Beyond the last, these functions return a null pointer, or 0. */
 XRDFRAME_API size_t xrd_format_count(void);
-/* "marccd": what options take and xrd_detect gives. */
+/* "marccd": what options take and xrd_detect finds. */
 XRDFRAME_API const char *xrd_format_keyword(size_t format);
 /* "MarCCD": for people. */
 XRDFRAME_API const char *xrd_format_name(size_t format);
@@ -144,7 +144,7 @@ XRDFRAME_API xrd_result xrd_detect(const char *path, const char **keyword, char 
 XRDFRAME_API xrd_result xrd_detect_memory(const void *bytes, size_t size, const char *name, const char **keyword,
                                           char *detail);
 
-/* Reads a frame, which the caller frees. xrd_notes tells what was guessed or is missing. */
+/* Reads a frame, which the caller frees. xrd_notes says what was guessed or is missing. */
 XRDFRAME_API xrd_result xrd_load(const char *path, const xrd_options *options, xrd_frame **frame, char *detail);
 XRDFRAME_API xrd_result xrd_load_memory(const void *bytes, size_t size, const char *name, const xrd_options *options,
                                         xrd_frame **frame, char *detail);
@@ -159,8 +159,8 @@ XRDFRAME_API xrd_result xrd_load_header_memory(const void *bytes, size_t size, c
 
 /*
  * Writes the frame, also as a picture. The option "format" or else the ending of the name decides the format. The file
- * appears under its name when it is complete, and then replaces one that has this name. `warnings`, if not null, gets a
- * list of what could not be carried over, which the caller frees; null if there is nothing to say.
+ * gets its name when it is complete, and then replaces a file of that name. `warnings`, if not null, receives a list
+ * of what could not be carried over, which the caller frees; null if there is nothing to warn of.
  */
 XRDFRAME_API xrd_result xrd_save(const xrd_frame *frame, const char *path, const xrd_options *options,
                                  xrd_lines **warnings, char *detail);
@@ -180,7 +180,7 @@ typedef XRDFRAME_ENUM(xrd_sample){
 } xrd_sample;
 
 /*
- * Why a pixel is masked: bits of its byte in the mask, those of NeXus's pixel_mask as far as they fit a byte. A pixel
+ * Why a pixel is masked: bits of its byte in the mask, those of NeXus's pixel_mask that fit a byte. A pixel
  * with no bit but XRD_MASK_SATURATED has a count like any other. With another bit it has none.
  */
 enum {
@@ -190,7 +190,7 @@ enum {
   XRD_MASK_SATURATED = 0x08, /* at or above what the detector can count */
   XRD_MASK_NOISY = 0x10,     /* it counts too much */
   XRD_MASK_UNKNOWN = 0x20,   /* it overflowed, and the file does not have its count */
-  XRD_MASK_CLUSTER = 0x40,   /* one of a group of pixels that have something wrong */
+  XRD_MASK_CLUSTER = 0x40,   /* one of a group of faulty pixels */
   XRD_MASK_USER = 0x80       /* masked by somebody */
 };
 
@@ -208,12 +208,12 @@ XRDFRAME_API void xrd_free(xrd_frame *frame);
 XRDFRAME_API int xrd_width(const xrd_frame *frame);  /* pixels in a row */
 XRDFRAME_API int xrd_height(const xrd_frame *frame); /* rows */
 XRDFRAME_API xrd_sample xrd_sample_of(const xrd_frame *frame);
-/* The keyword of the format that it was read from; "raw" if it was made by xrd_create. */
+/* The keyword of the format that the frame was read from; "raw" if it was made by xrd_create. */
 XRDFRAME_API const char *xrd_format_of(const xrd_frame *frame);
-/* How many images the file holds that it was read from; 0 if it was made by xrd_create. */
+/* How many images the frame's file holds; 0 if the frame was made by xrd_create. */
 XRDFRAME_API size_t xrd_images(const xrd_frame *frame);
 
-/* The counts, of the kind that xrd_sample_of tells. Nothing is copied. Null after xrd_load_header. */
+/* The counts, of the kind that xrd_sample_of returns. Nothing is copied. Null after xrd_load_header. */
 XRDFRAME_API const void *xrd_counts(const xrd_frame *frame);
 /* The mask, a byte for each pixel. Nothing is copied. Null if no pixel is masked. */
 XRDFRAME_API const unsigned char *xrd_mask(const xrd_frame *frame);
@@ -240,7 +240,7 @@ XRDFRAME_API const char *xrd_text(const xrd_frame *frame, const char *name);
 XRDFRAME_API xrd_result xrd_set_number(xrd_frame *frame, const char *name, const double *value, char *detail);
 XRDFRAME_API xrd_result xrd_set_text(xrd_frame *frame, const char *name, const char *value, char *detail);
 
-/* All items of the header, in the file's order and words: "DISTANCE", "100.0". Null beyond the end. */
+/* All items of the header, in the order and words of the file: "DISTANCE", "100.0". Null beyond the end. */
 XRDFRAME_API size_t xrd_item_count(const xrd_frame *frame);
 XRDFRAME_API const char *xrd_item_name(const xrd_frame *frame, size_t index);
 XRDFRAME_API const char *xrd_item_text(const xrd_frame *frame, size_t index);
@@ -259,22 +259,22 @@ XRDFRAME_API xrd_result xrd_statistics_of(const xrd_frame *frame, xrd_statistics
  * Operations
  *
  * Each changes the frame in place: counts and mask, and with them geometry and saturation. On failure the frame is as
- * it was. A pixel that is made from one without a count has none.
+ * it was. A pixel made from one without a count has none either.
  * ------------------------------------------------------------------------------------------------------------ */
 
-/* Cuts out the rectangle from column x, row y on. What reaches beyond the frame is left out. */
+/* Cuts out the rectangle from column x, row y on. The part beyond the frame is left out. */
 XRDFRAME_API xrd_result xrd_crop(xrd_frame *frame, int x, int y, int width, int height, char *detail);
 /* Sums blocks of factor x factor pixels. Rows and columns at the end that fill no block are left out. */
 XRDFRAME_API xrd_result xrd_bin(xrd_frame *frame, int factor, char *detail);
 /* Cuts, or pads with 0, at the right and at the bottom. */
 XRDFRAME_API xrd_result xrd_fit(xrd_frame *frame, int width, int height, char *detail);
-/* Turns clockwise by so many quarters; by negative ones the other way. */
+/* Turns clockwise by so many quarters; anticlockwise if negative. */
 XRDFRAME_API xrd_result xrd_rotate(xrd_frame *frame, int quarters, char *detail);
 /* Exchanges left and right, or, if `vertical` is not 0, top and bottom. */
 XRDFRAME_API xrd_result xrd_flip(xrd_frame *frame, int vertical, char *detail);
 /*
- * Convolves with a Gaussian of these standard deviations in pixels. Pixels without a count, and what lies beyond the
- * edges, have no weight; pixels without a count stay so.
+ * Convolves with a Gaussian of these standard deviations in pixels. Pixels without a count, and those beyond
+ * the edges, have no weight; pixels without a count stay so.
  */
 XRDFRAME_API xrd_result xrd_smooth(xrd_frame *frame, double sigma_x, double sigma_y, char *detail);
 /*

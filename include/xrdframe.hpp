@@ -1,4 +1,4 @@
-// xrdframe.h for C++20: objects that own what they hold, spans, and exceptions in the place of results.
+// xrdframe.h for C++20: objects that own their content, spans, and exceptions instead of results.
 //
 //   const auto frame = xrdframe::Frame::load("a.mccd");
 //   for (const std::uint32_t count : frame.counts<std::uint32_t>()) { ... }
@@ -79,7 +79,7 @@ class Warnings {
 
 }  // namespace detail
 
-// Options by name; without any, no memory is taken.
+// Options by name. An object without options allocates nothing.
 class Options {
  public:
   // set("force"), set("size", "2048x2048"). Calls can be chained.
@@ -150,7 +150,7 @@ struct HeaderItem {
 template <typename Type>
 concept Count = std::same_as<Type, std::uint32_t> || std::same_as<Type, std::int32_t>;
 
-// Owns a frame; can be moved, and copied by copy(). Spans and views of it are valid until it is changed or gone.
+// Owns a frame; can be moved, and copied with copy(). Its spans and views are valid until it is changed or destroyed.
 class Frame {
  public:
   // Takes over a frame of xrdframe.h.
@@ -169,7 +169,7 @@ class Frame {
                            const Options& options = {}) {
     return made_by(xrd_load_header_memory, bytes.data(), bytes.size(), name.c_str(), options.get());
   }
-  // Copies the counts; the mask is empty or has a byte for each of them.
+  // Copies the counts. The mask is empty or has one byte per count.
   static Frame create(int width, int height, std::span<const std::uint32_t> counts,
                       std::span<const unsigned char> mask = {}) {
     return create(width, height, XRD_UINT32, counts, mask);
@@ -189,7 +189,7 @@ class Frame {
   std::string_view format() const noexcept { return xrd_format_of(get()); }
   std::size_t images() const noexcept { return xrd_images(get()); }
 
-  // Empty without counts; an Error if they are of the other kind.
+  // Empty if there are no counts. An Error if they are of the other kind.
   template <Count Type>
   std::span<const Type> counts() const {
     if (sample() != (std::is_signed_v<Type> ? XRD_INT32 : XRD_UINT32)) {
@@ -269,7 +269,7 @@ class Frame {
                       std::span<const unsigned char> mask) {
     const auto pixels = width < 0 || height < 0 ? 0 : std::uint64_t(width) * std::uint64_t(height);
     if (counts.size() != pixels || (!mask.empty() && mask.size() != pixels)) {
-      throw Error(XRD_INVALID, "needs as many counts as it has pixels, and as many bytes of a mask, or none");
+      throw Error(XRD_INVALID, "needs one count per pixel, and a mask of one byte per pixel or none");
     }
     return made_by(xrd_create, width, height, sample, static_cast<const void*>(counts.data()),
                    mask.empty() ? nullptr : mask.data());

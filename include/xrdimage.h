@@ -50,7 +50,7 @@ extern "C" {
 /* The pixel value that readers store where the true value is unknown because the pixel overflowed. */
 #define OVERFLOW_MARK 256001U
 
-/* What get_image_type returns. Callers switch on these exact numbers; 5 and 11 are not in use. */
+/* What get_image_type returns. Callers rely on these exact numbers; 5 and 11 are unused. */
 enum {
   IMAGE_TYPE_UNKNOWN = 0,
   IMAGE_TYPE_TRA = 1,
@@ -65,9 +65,9 @@ enum {
   IMAGE_TYPE_MAR2000 = 12 /* mar345 image plate, 2000 x 2000 */
 };
 
-/* Summary of a frame's header, owned by the caller. A reader writes only the fields that its comment names. */
+/* Summary of a frame's header, owned by the caller. A reader writes only the fields named in its comment. */
 typedef struct ImageInfo {
-  int overflow_count;       /* pixels that overflowed, as the header counts them */
+  int overflow_count;       /* pixels that overflowed, as stated in the header */
   double start_angle;       /* degrees */
   double reserved_angle;    /* set to 0.0 by every reader */
   double distance;          /* crystal to detector, millimetres */
@@ -153,7 +153,7 @@ typedef struct Mar345Header {
   double trans2;
 } Mar345Header;
 
-/* The 2400 bytes in front of a packed image file; written as they stand. */
+/* The 2400 bytes in front of a packed image file; written unchanged. */
 typedef struct PackedFileHeader {
   int width;
   int height;
@@ -165,14 +165,15 @@ typedef struct PackedFileHeader {
  * ------------------------------------------------------------------------------------------------------------ */
 
 /*
- * Which kind of image `filename` holds: one of the IMAGE_TYPE_ codes.
+ * Returns the kind of image in the file `filename`: one of the IMAGE_TYPE_ codes.
  *
  * Runs "file PATH | grep WORD >/dev/null" through the system shell for the words TIFF, tif, edf, mar2300, mar2000,
- * pck, img, IFF, raw, TRA, tra, xi, in this order; the first that is found decides, be it in the description or in
- * the path itself. The file need not exist. A path of letters, digits and _-./+=:,@% stands in the command as it is,
- * any other is quoted; a leading '-' gets "./" in front of it.
+ * pck, img, IFF, raw, TRA, tra, xi, in this order; the first word found decides, whether in the description or in
+ * the path itself. The file need not exist. A path of letters, digits and _-./+=:,@% enters the command unchanged,
+ * any other is quoted; "./" goes before a leading '-'.
  *
- * Nothing found: prints "# RED(ERROR) COMMAND returned -1\n" with the last command and returns IMAGE_TYPE_UNKNOWN.
+ * If no word is found: prints "# RED(ERROR) COMMAND returned -1\n" with the last command and returns
+ * IMAGE_TYPE_UNKNOWN.
  */
 XRDIMAGE_API int get_image_type(const char *filename);
 
@@ -181,13 +182,13 @@ XRDIMAGE_API int get_image_type(const char *filename);
  * values (0 to 65535).
  *
  * Asks for the size on standard output, "# Detector x y [1200 1200]> ", and reads one line of standard input;
- * unless that holds two numbers the size is 1200 x 1200. Prints "# N kB f\374r Daten bereitgestellt\n" (N: kibibytes of
+ * unless that has two numbers, the size is 1200 x 1200. Prints "# N kB f\374r Daten bereitgestellt\n" (N: kibibytes of
  * the array). Pixels past the end of a short file are 0; further bytes are ignored.
  *
  * The stream that it opens stays open for the life of the process.
  *
- * Returns 0 always. When the file cannot be opened: "# RED(ERROR) READING PATH\n", no prompt, outputs untouched.
- * When an image of that size cannot be had (negative, too large): "# RED(ERROR) READING PATH: cannot allocate
+ * Always returns 0. When the file cannot be opened: "# RED(ERROR) READING PATH\n", no prompt, outputs untouched.
+ * When the size is negative or too large: "# RED(ERROR) READING PATH: cannot allocate
  * W x H pixels\n", outputs untouched.
  */
 XRDIMAGE_API int read_raw(const char *filename, unsigned int **daten, int *width, int *height);
@@ -196,17 +197,17 @@ XRDIMAGE_API int read_raw(const char *filename, unsigned int **daten, int *width
  * Reads a CCD frame with an ADSC-style text header: lines "KEY=value;" up to a line that begins with a closing brace,
  * then 16-bit pixels. `reserved` is ignored.
  *
- * `*width` and `*height` come from SIZE1 and SIZE2; a missing one keeps the caller's value, which is then used. The
- * others come from DISTANCE (millimetres), WAVELENGTH (angstrom), OSC_START, OSC_RANGE (degrees) and TIME (seconds), as
- * they stand; -1.0 when missing, also when the file cannot be opened.
+ * `*width` and `*height` come from SIZE1 and SIZE2; if one is missing, the caller's value is used. The other
+ * outputs are DISTANCE (millimetres), WAVELENGTH (angstrom), OSC_START, OSC_RANGE (degrees) and TIME (seconds),
+ * unchanged; -1.0 if missing, also when the file cannot be opened.
  *
  * `*daten` has width x height 32-bit values, but its first half holds the samples side by side, two to a value; the
  * second half is 0. Unless the header has BYTE_ORDER=big_endian with no semicolon attached, the bytes of every
  * second sample, from the first on, are exchanged.
  *
- * Prints a summary of four lines, the byte order decision, and "# W H * 4 bereitgestellt\n". Returns 0 always. When the
+ * Prints a summary of four lines, the byte order decision, and "# W H * 4 bereitgestellt\n". Always returns 0. When the
  * file cannot be opened: "# ERROR reading File PATH\n", ERROR between two reset sequences "\033[0m"; the image
- * outputs are untouched. A size that cannot be: the same line with ": cannot allocate W x H pixels" behind the path.
+ * outputs are untouched. For an invalid size: the same line with ": cannot allocate W x H pixels" behind the path.
  */
 XRDIMAGE_API int read_bnl(const char *filename, int reserved, unsigned int **daten, int *width, int *height,
                           double *distance, double *wavelength, double *osc_start, double *osc_range, double *time);
@@ -214,32 +215,32 @@ XRDIMAGE_API int read_bnl(const char *filename, int reserved, unsigned int **dat
 /*
  * Reads an EDF header (the ESRF data format) from `stream`, up to and including a line that begins with a closing
  * brace:
- * `*width` (Dim_1), `*height` (Dim_2), `*bits` (BitsPerSample). A missing value leaves its output untouched. Bits that
- * are -1 then are taken from DataType: 32 for UnsignedInteger, 16 for UnsignedShort.
+ * `*width` (Dim_1), `*height` (Dim_2), `*bits` (BitsPerSample). A missing value leaves its output untouched. If `*bits`
+ * is then -1, DataType decides: 32 for UnsignedInteger, 16 for UnsignedShort.
  *
- * Prints what it found, or "# Datatype TYPE nicht bekannt. Bitte mit -b <bits> starten\n". Returns 0 always; with a
- * null stream at once.
+ * Prints what it found, or "# Datatype TYPE nicht bekannt. Bitte mit -b <bits> starten\n". Always returns 0; at once
+ * for a null stream.
  */
 XRDIMAGE_API int read_edf_header(FILE *stream, int *width, int *height, int *bits);
 
 /*
  * Reads an EDF frame into a new array `*daten` of width x height 32-bit values. `*bits` is the caller's setting, or -1
- * for the header's. Samples are stored as they stand in the file, without regard to ByteOrder, packed from the array's
+ * for the header's. Samples are stored as in the file, whatever its ByteOrder, packed from the array's
  * first byte on: 16-bit samples fill its first half, 8-bit ones its first quarter; the rest is 0. Samples wider than 32
- * bits fill the array as far as it goes.
+ * bits fill the array up to its end.
  *
  * Without Dim_1 the size is asked for: "# Detector x y [1242 1152]> ". Prints what read_edf_header prints, "# N kB
  * f\374r Daten bereitgestellt\n" and "# W x H BITSbit char read\n".
  *
- * Returns 0 always. When the file cannot be opened: "# ERROR READING PATH\n", ERROR between two reset sequences
- * "\033[0m", `*width` 0, the other outputs untouched. A size that cannot be: the same line with ": cannot allocate
+ * Always returns 0. When the file cannot be opened: "# ERROR READING PATH\n", ERROR between two reset sequences
+ * "\033[0m", `*width` 0, the other outputs untouched. For an invalid size: the same line with ": cannot allocate
  * W x H pixels" behind the path, `*width` 0, `*daten` and `*height` untouched.
  */
 XRDIMAGE_API int read_edf(const char *filename, unsigned int **daten, int *bits, int *width, int *height);
 
 /*
  * Writes an EDF file that declares unsigned 16-bit (edf16_write) or 32-bit (edf32_write) pixels. Both write four bytes
- * a pixel, little-endian. Dimensions above 32767 are stated as negative numbers, as callers know it.
+ * per pixel, little-endian. Dimensions above 32767 are stated as negative numbers, as callers expect.
  *
  * When the file cannot be opened: "# ERROR opening PATH\n", ERROR between two reset sequences "\033[0m". A negative
  * size is refused with the same line and ": cannot write W x H pixels" behind the path. Write errors are not reported.
@@ -249,8 +250,8 @@ XRDIMAGE_API void edf32_write(const char *filename, const unsigned int *data, in
 
 /*
  * Reads the header of a SAINT frame, 96 records of 80 bytes (Bruker's publicly documented format), from `stream`, which
- * is left at byte 7680 (behind ENDING2 where that comes later): `*ncols` (NCOLS) and `*nrows` (NROWS), untouched where
- * the record is missing. Records are read up to ENDING2 or the end of the file. Returns 0 always, prints nothing.
+ * is left at byte 7680 (behind ENDING2 if that comes later): `*ncols` (NCOLS) and `*nrows` (NROWS), untouched if
+ * the record is missing. Records are read up to ENDING2 or the end of the file. Always returns 0, prints nothing.
  */
 XRDIMAGE_API int read_saint_header(FILE *stream, int *ncols, int *nrows);
 
@@ -258,19 +259,19 @@ XRDIMAGE_API int read_saint_header(FILE *stream, int *ncols, int *nrows);
  * Reads a SAINT frame of unsigned 16-bit pixels into a new array `*daten`. A size that the header does not state is
  * taken from `*width` and `*height`. Overflow tables are not read. Prints "# N kB f\374r Daten bereitgestellt\n".
  *
- * The stream that it opens stays open for the life of the process. Returns 0 always. When the file cannot be opened:
- * "# ERROR READING PATH\n", ERROR between two reset sequences "\033[0m", outputs untouched. A size that cannot be: the
+ * The stream that it opens stays open for the life of the process. Always returns 0. When the file cannot be opened:
+ * "# ERROR READING PATH\n", ERROR between two reset sequences "\033[0m", outputs untouched. For an invalid size: the
  * same line with ": cannot allocate W x H pixels" behind the path.
  */
 XRDIMAGE_API int read_saint(const char *filename, unsigned int **daten, int *width, int *height);
 
 /*
  * Reads a TIFF image into a new array `*daten`: the decoded strips as signed 16-bit samples, sign-extended (40000
- * becomes 4294941760), whatever the tags say of depth and format. Pixels that the strips lack are 0. `reserved` is
+ * becomes 4294941760), whatever the tags say about depth and format. Pixels that the strips lack are 0. `reserved` is
  * ignored. libtiff prints its own warnings and errors.
  *
- * Returns 0 always. When the file cannot be opened: "# ERROR reading file PATH\n", ERROR between two reset sequences
- * "\033[0m", outputs untouched. A size that cannot be: the same line with ": cannot allocate W x H pixels" behind the
+ * Always returns 0. When the file cannot be opened: "# ERROR reading file PATH\n", ERROR between two reset sequences
+ * "\033[0m", outputs untouched. For an invalid size: the same line with ": cannot allocate W x H pixels" behind the
  * path. When memory for the array runs out the process ends with an assertion failure.
  */
 XRDIMAGE_API int read_tiff(const char *filename, unsigned int **daten, int reserved, int *width, int *height);
@@ -290,9 +291,10 @@ XRDIMAGE_API int read_mar_ccd_header(const char *filename, ImageInfo *info);
  * plus the pixels from 32768 on, which become OVERFLOW_MARK. `*distance` is the caller's distance setting, millimetres:
  * -999.0 is replaced by the header's, any other value is kept. Silences libtiff's warnings for the rest of the process.
  *
- * Returns 1 or 0. When the file cannot be opened nothing is printed; when the header is not whole, "Not read correctly!
- * Abandoning.\n" (the file is left open then); records are untouched in both cases. When libtiff cannot open it:
- * "# RED(ERROR) reading file PATH\n", with `*distance` and data->overflows set already; a size that cannot be: the same
+ * Returns 1 or 0. When the file cannot be opened nothing is printed; when the header is incomplete, "Not read
+ * correctly! Abandoning.\n" (the file is left open then); records are untouched in both cases. When libtiff cannot open
+ * it:
+ * "# RED(ERROR) reading file PATH\n", with `*distance` and data->overflows set already; for an invalid size, the same
  * line with ": cannot allocate W x H pixels" behind the path. When memory for the array runs out the process ends
  * with an assertion failure.
  */
@@ -310,21 +312,21 @@ XRDIMAGE_API int read_mar_ccd(const char *filename, ImageData *data, double *dis
  * Decodes the packed image of the file `filename`, wherever in the file its header line stands, into `img`, which must
  * have room for the width x height 16-bit values that the header line states.
  *
- * Returns 0 always. Without a header line nothing is written. When the file cannot be opened: "# PATH does not
+ * Always returns 0. Without a header line nothing is written. When the file cannot be opened: "# PATH does not
  * exist." (no line feed), `img` untouched. Data that end early are continued with one bits, so the rest of the
  * image has no meaning.
  */
 XRDIMAGE_API int readpack_word_c(short *img, const char *filename);
 
 /*
- * Decodes x * y pixels (x: pixels per row, y: rows) from `stream`, which stands at the first byte of the bit stream,
+ * Decodes x * y pixels (x: pixels per row, y: rows) from `stream`, positioned at the first byte of the bit stream,
  * into `img`. Pixels are stored as 16-bit values (those above 32767 come out negative).
  *
- * Reads no byte that it does not need, also from pipes: afterwards the stream stands behind the byte that held the
- * last bit in use. Data that end early are continued with one bits. An empty image takes nothing from the stream.
- * In an image one pixel wide the prediction takes in what `img` held before.
+ * Reads only the bytes that it needs, also from pipes: afterwards the stream is positioned behind the byte with the
+ * last bit used. Data that end early are continued with one bits. An empty image takes nothing from the stream.
+ * In an image one pixel wide, the prediction depends on what `img` held before.
  *
- * Returns 0 always, prints nothing.
+ * Always returns 0, prints nothing.
  */
 XRDIMAGE_API int unpack_word(FILE *stream, int x, int y, short *img);
 
@@ -350,9 +352,9 @@ XRDIMAGE_API int bits(int32_t *chunk, int n);
 
 /*
  * Appends a chunk of `nmbr` differences (a power of two from 1 to 128) of `bitsize` bits (0, 4, 5, 6, 7, 8, 16, 32) to
- * the calling thread's output buffer, which is written to `stream` when it fills up. With `lng` null: writes what the
- * buffer holds, the byte that is being filled included, and begins afresh with the next chunk. Each thread has a
- * buffer of its own, and pack_wordimage_c one for every call. Impossible numbers (nmbr outside 1 to 128, bitsize
+ * the calling thread's output buffer, which is written to `stream` when it fills up. With `lng` null: writes the
+ * buffer, including the byte that is being filled, and begins afresh with the next chunk. Each thread has its
+ * own buffer, and pack_wordimage_c has one for every call. Invalid arguments (nmbr outside 1 to 128, bitsize
  * outside 0 to 32) append nothing.
  */
 XRDIMAGE_API void pack_chunk(int32_t *lng, int nmbr, int bitsize, FILE *stream);
@@ -366,17 +368,17 @@ XRDIMAGE_API void pack_longs(int32_t *lng, int n, unsigned char **target, int *b
 
 /*
  * Reads a packed file (2400-byte header) into a new array `*Daten` of 1200 x 1200 pixels, whatever the file says, with
- * sign extension (40000 becomes 4294941760). A larger packed image is cut, pixels that it lacks are 0. Sets `*x` and
+ * sign extension (40000 becomes 4294941760). A larger packed image is cut, missing pixels are 0. Sets `*x` and
  * `*y` to 1200.
  *
- * A header of another size: "# RED(WARNING) Dimension WxH auf 1200x1200 gesetzt\n". Returns 0 always. When the file
+ * A header of another size: "# RED(WARNING) Dimension WxH auf 1200x1200 gesetzt\n". Always returns 0. When the file
  * cannot be opened: "# \033[0mERROR\033s [0m opening PATH\n", outputs untouched.
  */
 XRDIMAGE_API int read_pck(const char *filename, unsigned int **Daten, int *x, int *y);
 
 /*
- * Writes a packed file: `header` as it stands, then the header.width x header.height pixels of `img`. `unused` has no
- * effect. Returns 0 always. When the file cannot be opened: "# RED(ERROR) opening PATH" (no line feed). Write errors
+ * Writes a packed file: `header` unchanged, then the header.width x header.height pixels of `img`. `unused` has no
+ * effect. Always returns 0. When the file cannot be opened: "# RED(ERROR) opening PATH" (no line feed). Write errors
  * are not reported.
  */
 XRDIMAGE_API int tomar(const char *filename, short *img, int unused, PackedFileHeader header);
@@ -392,8 +394,8 @@ XRDIMAGE_API int tomar(const char *filename, short *img, int unused, PackedFileH
  * Reads the text header of the file `path` into `*header`.
  *
  * Values are looked for in the order PROGRAM, DATE, FORMAT, HIGH, LENGTH/HEIGHT, ROFF/TOFF, WAVELENGTH, DISTANCE, TIME,
- * INTENSITY, PHI, each at the first occurrence of its first letter behind the keyword before; where something
- * else stands there, the fields keep their values, as callers rely on it. `date` and `phi_osc` are always rewritten.
+ * INTENSITY, PHI, each at the first occurrence of its first letter behind the keyword before; if something
+ * else stands there, the fields keep their values; callers rely on it. `date` and `phi_osc` are always rewritten.
  *
  * Returns how many of the two PHI values were read (-1 when the text ends there), or 0 with the record untouched when
  * the file cannot be opened. Prints nothing.
@@ -407,28 +409,28 @@ XRDIMAGE_API int print_marheader(const Mar345Header *header);
  * Reads the text header of `path`, prints it as print_marheader does, and fills `info`: start_angle (0, as no OMEGA
  * value is read), reserved_angle (0), distance, oscillation_range, wavelength, minimum and maximum (truncated), average
  * and file_name. In file_name the path is taken as a format string: "%d" becomes "0", "%s" nothing, "%%" a percent
- * sign. Values that were not found, or a file that cannot be opened, count as 0. Returns 1 always.
+ * sign. Values that were not found, or a file that cannot be opened, count as 0. Always returns 1.
  */
 XRDIMAGE_API int read_mar_header(const char *path, ImageInfo *info);
 
 /*
  * Reads the mar345 image `path`, either layout and byte order, into a new array `*Daten` of `*x` x `*y` pixels.
  * Overflow records are merged in; a pixel whose value is 256000 or more (older layout: 65356 or more), or negative,
- * becomes OVERFLOW_MARK. A packed image larger than the header says is cut, pixels that a smaller one lacks are 0.
+ * becomes OVERFLOW_MARK. A packed image larger than the header says is cut; pixels that a smaller one lacks are 0.
  *
  * Returns 1, or 0 with the outputs untouched when the file cannot be opened (nothing is printed) or when its header
- * states a size that cannot be ("ERROR> Cannot allocate W x H pixels for PATH\n"). A damaged header is reported and
- * taken as it stands: see gethead and int_getpck. When memory for the array runs out the process ends with an
+ * states an invalid size ("ERROR> Cannot allocate W x H pixels for PATH\n"). A damaged header is reported and
+ * used all the same: see gethead and int_getpck. When memory for the array runs out the process ends with an
  * assertion failure. The stream that it opens stays open for the life of the process.
  */
 XRDIMAGE_API int new_read_pck(const char *path, unsigned int **Daten, int *x, int *y);
 
 /*
  * Reads the ten header words from `stream`: `*new_layout` (1 or 0), `*size` (pixels per row, and rows), `*swapped` (1
- * when the file's byte order is not the host's) and `*overflow_count` (number of overflow records). Leaves the stream
- * at the first overflow record.
+ * when the file's byte order is not the processor's) and `*overflow_count` (number of overflow records). Leaves the
+ * stream at the first overflow record.
  *
- * Prints "ERROR> Cannot read header\n" when fewer than ten words are there (missing ones count as 0) and "ERROR>
+ * Prints "ERROR> Cannot read header\n" when there are fewer than ten words (missing ones count as 0) and "ERROR>
  * Something wrong with header: \n" when the first word, in the right order, is not from 100 to 5000; goes on in
  * both cases. Returns the result of the final fseek: 0 on success.
  */
@@ -458,12 +460,12 @@ XRDIMAGE_API void swapword(void *data, int nbytes);
  */
 XRDIMAGE_API void swapbytes(short *data, int nbytes);
 
-/* The 16-bit code of a value up to 131067, in steps of 1, 2, 4 or 8; 0x8000 for others. */
+/* Returns the 16-bit code of a value up to 131067, in steps of 1, 2, 4 or 8; 0x8000 for others. */
 XRDIMAGE_API short packi32(int value);
 
 /*
- * The value of a 16-bit code. Not the exact inverse of packi32. Prints "unpacking CODE " and, for codes outside 0 to
- * 16383 (-32767 excepted), the number of the branch taken, " 1 " to " 4 ".
+ * Returns the value of a 16-bit code. Not the exact inverse of packi32. Prints "unpacking CODE " and, for codes outside
+ * 0 to 16383 (-32767 excepted), the number of the branch taken, " 1 " to " 4 ".
  */
 XRDIMAGE_API int unpack_i32(short code);
 
@@ -499,8 +501,8 @@ XRDIMAGE_API int getmod(void *buffer, FILE *stream, int x, int y);
 XRDIMAGE_API int fileclose(const char *name, FILE *modpix, FILE *bkgpix, FILE *other);
 
 /*
- * Rewinds the stream that fileclose would close; for "MODPIX.XDS" `other` as well, as callers rely on it. Null streams
- * are left out.
+ * Rewinds the stream that fileclose would close; for "MODPIX.XDS" `other` as well: callers rely on it. Null streams
+ * are ignored.
  */
 XRDIMAGE_API void filerewind(const char *name, FILE *modpix, FILE *bkgpix, FILE *other);
 
@@ -511,8 +513,8 @@ XRDIMAGE_API int filedelete(void);
  * Image operations: pixel grid
  *
  * These functions free the caller's array and store a new one, with its size: other pointers into the old array are
- * invalid afterwards. What cannot be done (negative sizes, a factor below 1, no memory) leaves array and size
- * untouched, with a message that begins with "# RED(ERROR): cannot ".
+ * invalid afterwards. A failure (negative sizes, a factor below 1, no memory) leaves array and size
+ * untouched, and prints a message that begins with "# RED(ERROR): cannot ".
  * ------------------------------------------------------------------------------------------------------------ */
 
 /*
@@ -520,14 +522,14 @@ XRDIMAGE_API int filedelete(void);
  * in the old one, and so even; the height likewise. A block that holds OVERFLOW_MARK becomes OVERFLOW_MARK. With a
  * factor of 1, the last column (row) of an even width (height) becomes 0.
  *
- * Returns the largest sum, to be read as unsigned, that of marked blocks as it was; 0 after a message.
+ * Returns the largest sum, to be read as unsigned; a marked block counts with its sum. Returns 0 after a message.
  */
 XRDIMAGE_API int binning(unsigned int **Daten, int factor, int *width, int *height);
 
 /*
  * Bins a 16-bit image to width / factor x height / factor pixels, each the mean along its block's diagonal, rounded
  * half to even. When two or more columns are left over, the block that they begin is stored in the first pixel of the
- * next row, as callers know it. With a factor of 1 the last column and row become 0. Returns 0.
+ * next row, as callers expect. With a factor of 1 the last column and row become 0. Returns 0.
  */
 XRDIMAGE_API int short_binning(unsigned short **Daten_ushort, int factor, int *width, int *height);
 
@@ -549,10 +551,10 @@ XRDIMAGE_API int fit_to_new_dimension_short(unsigned short **Daten_ushort, int *
  * All work in place on 32-bit arrays. "Short" in a name stands for the 16-bit oriented limits that it uses.
  * ------------------------------------------------------------------------------------------------------------ */
 
-/* Largest and smallest of the width x height pixels; `*min` is 999999999 at the most, also when there are no pixels. */
+/* Largest and smallest of the width x height pixels; `*min` is at most 999999999, also when there are no pixels. */
 XRDIMAGE_API void find_maximum(unsigned int *Daten, int width, int height, unsigned int *max, unsigned int *min);
 
-/* As find_maximum, with 65535 in the place of 999999999. */
+/* As find_maximum, with 65535 instead of 999999999. */
 XRDIMAGE_API void find_short_maximum(unsigned int *Daten, int width, int height, unsigned int *max, unsigned int *min);
 
 /* Background level: the mean of pixels 512 to 521, truncated. The array must have at least 522 pixels. */
@@ -571,7 +573,7 @@ XRDIMAGE_API void invert_data(unsigned int *Daten, int n);
 /*
  * Prints "# logscaling Data with logscale L...\n" and replaces each of the `n` pixels p by
  * max * ln((p - min) * logscale / (max - min) + 1) / ln(logscale), computed in extended precision and truncated.
- * p - min is an unsigned 32-bit difference. Results that are no number or do not fit 64 bits become 0. Returns 0.
+ * p - min is an unsigned 32-bit difference. Results that are not a number or do not fit 64 bits become 0. Returns 0.
  */
 XRDIMAGE_API int logarith_data(unsigned int *Daten, int n, int logscale, int min, int max);
 
@@ -585,14 +587,14 @@ XRDIMAGE_API void scale_up_short(unsigned int *Daten, int width, int height, int
  * Makes a new 16-bit array `*Daten_ushort` of the `n` pixels, shifted right until `maximum`, the largest of them, fits
  * 16 bits. Larger pixels wrap. Prints "# RED(WARNING) Die Intensit\344ten werden halbiert, damit sie in 16bit passen\n"
  * for each bit shifted, "(to_short) shift = S\n" on standard error, and "# N kB f\374r Daten_ushort bereitgestellt\n".
- * Returns 0. When the array cannot be had: "# RED(ERROR) cannot allocate N pixels\n", output untouched.
+ * Returns 0. When the array cannot be allocated: "# RED(ERROR) cannot allocate N pixels\n", output untouched.
  */
 XRDIMAGE_API int to_short(unsigned int *Daten, unsigned short **Daten_ushort, int n, int maximum);
 
 /* ---------------------------------------------------------------------------------------------------------------
  * Image operations: markers
  *
- * Drawn in place, in the image's largest value, divided by `divisor` as a signed number (0 counts as 1). Whatever lies
+ * Drawn in place with the image's largest value, divided by `divisor` as a signed number (0 counts as 1). Whatever lies
  * outside the image is not drawn.
  * ------------------------------------------------------------------------------------------------------------ */
 
@@ -622,14 +624,14 @@ typedef double fftw_real;
 
 /*
  * Writes the kernel's x * y samples, wrapped around the corners, to `gauss`: x rows of y + 2 values, of which the last
- * two are left alone. Along an odd size the last position but the padding is left alone too. A sigma of 0 gives
+ * two are left alone. Along an odd size the last position before the padding is left alone too. A sigma of 0 gives
  * infinities and NaN.
  */
 XRDIMAGE_API void fill_gauss(fftw_real *gauss, int x, int y, float sigma_x, float sigma_y);
 
 /*
  * Makes a new array `*gauss` of x * (y + 2) values, fills it by fill_gauss and transforms it in place. The caller frees
- * it. When memory runs out the process ends with an assertion failure; for a size that cannot be: "# RED(ERROR): cannot
+ * it. When memory runs out the process ends with an assertion failure; for an invalid size: "# RED(ERROR): cannot
  * smooth XxY pixels\n", output untouched.
  */
 XRDIMAGE_API void init_gauss(fftw_real **gauss, int x, int y, float sigma_x, float sigma_y);
@@ -657,7 +659,7 @@ XRDIMAGE_API void write_colormap(const char *path);
 /*
  * Writes the low 16 bits of `n` pixels, little-endian and without a header, to `path`, and prints what to_short prints
  * and "# PATH written\n". When the file cannot be opened: "# RED(ERROR) opening PATH" (no line feed) before that line.
- * A count that cannot be is reported by to_short, and no file is touched.
+ * An invalid count is reported by to_short, and no file is touched.
  */
 XRDIMAGE_API void write_zimg(const char *path, unsigned int *Daten, int n);
 
@@ -670,7 +672,7 @@ XRDIMAGE_API void write_short_zimg(const char *path, unsigned short *Daten_ushor
  * NAME.png" and runs it in the system shell, waiting for its end. LARGEST is the largest pixel divided by `divisor` (0
  * counts as 1). The file names in the command are quoted as in get_image_type. All files are left behind.
  *
- * Returns what system() returns, or -1 when x * y pixels cannot be, with "# RED(ERROR) cannot show X x Y pixels\n".
+ * Returns what system() returns, or -1 for an invalid size, with "# RED(ERROR) cannot show X x Y pixels\n".
  */
 XRDIMAGE_API int view(const char *name, unsigned int *Daten, int x, int y, int divisor);
 

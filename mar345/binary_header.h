@@ -16,7 +16,7 @@ inline constexpr std::size_t kRecordBytes = 2 * sizeof(std::int32_t);  // positi
 
 using Words = std::array<std::int32_t, 10>;
 
-// The first word is the newer layout's mark or the older one's size. The range that tells the byte order and the range
+// The first word is the newer layout's mark or the older one's size. The range that shows the byte order and the range
 // that is sane differ on purpose.
 constexpr bool is_swapped(const Words& words) {
   return words[0] <= 100 || words[0] >= 5000;

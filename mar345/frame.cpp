@@ -19,7 +19,7 @@
 
 namespace {
 
-// Values from the limit on are saturated. That of the older layout is no typing error: 65356, as callers know it.
+// Values from the limit on are saturated. That of the older layout, 65356, is not a typing error: callers rely on it.
 constexpr int kNewLayoutLimit = 256000;
 constexpr int kOldLayoutLimit = 65356;
 
@@ -37,8 +37,8 @@ struct SignedImage {
   Size size;
 };
 
-// What the binary header says, the value from which on a pixel is saturated, and what stands for negative values: -1
-// itself, or the mark that callers know.
+// The binary header, the value from which on a pixel is saturated, and the replacement for negative values: -1
+// itself, or the overflow mark.
 struct Layout {
   bool is_new;
   bool swapped;
@@ -53,7 +53,7 @@ void print_cannot_allocate(const Size& size, const char* path) {
   xrd::print("ERROR> Cannot allocate %d x %d pixels for %s\n", size.width, size.height, path);
 }
 
-// Decodes the packed image of the file into `image`, as much of it as fits. Returns how many pixels that are.
+// Decodes as much of the file's packed image as fits into `image`. Returns the number of pixels.
 std::size_t read_packed(std::span<short> image, const char* path, xrd::Held held) {
   const auto pixels = xrd::unpack_file(path, image, held);
   if (!pixels) xrd::print("ERROR> %s does not exist.", path);
@@ -74,7 +74,7 @@ class RecordReader {
  public:
   RecordReader(std::FILE* stream, int count) : stream_(stream), unread_(count) {}
 
-  // Copies the next record to `record`, of an incomplete last one what there is of it. False if it was not whole.
+  // Copies the next record to `record`; if the last record is cut short, what is left of it. False if it was cut.
   bool next(int* record) {
     if (position_ == available_) fetch();
     const std::size_t bytes = std::min(kRecordBytes, available_ - position_);
@@ -104,7 +104,7 @@ void merge_overflows(const SignedImage& image, int* record, std::FILE* stream, c
   RecordReader records(stream, layout.overflow_count);
   for (int read = 0; read < layout.overflow_count; ++read) {
     if (!records.next(record)) {
-      // The number printed is one more than the missing record's; callers know it so.
+      // The printed number is that of the missing record plus one; callers rely on it.
       xrd::print("WARNING> cannot read overflow pixel # %lld!\n", read + 2LL);
       xrd::print("         Overflow pixel will be ignored\n");
       return;

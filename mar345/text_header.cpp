@@ -24,7 +24,7 @@ using HeaderText = std::array<char, kTextBytes + 1>;  // ends with a NUL, and ma
 using Word = std::array<char, kTextBytes + 1>;        // as long as the text can make it
 
 // Walks the text from keyword to keyword. The search looks at single letters only, not at whole keywords: callers rely
-// on what it misses on real headers. It ends at the text's end, where every parse fails.
+// on what it misses in real headers. It ends at the text's end, where every parse fails.
 class Cursor {
  public:
   explicit Cursor(const HeaderText& text) : text_(text) {}

@@ -93,7 +93,7 @@ extern "C" void swapword(void* data, int nbytes) {
 extern "C" void swapbytes(short* data, int nbytes) {
   const int words = nbytes >> 1;
   for (int i = 0; i < words; ++i) {
-    // The arithmetic shift keeps the sign: callers know 0xabcd to become 0xffab.
+    // The arithmetic shift keeps the sign: 0xabcd becomes 0xffab, and callers rely on it.
     const int word = data[i];
     const auto low = static_cast<std::uint16_t>(static_cast<std::uint16_t>(word) << 8);
     data[i] = static_cast<short>(low | static_cast<std::uint16_t>(word >> 8));

@@ -14,7 +14,7 @@ namespace {
 constexpr std::size_t kValueBytes = 4;
 constexpr int kCorrectionValues = 1187;
 
-// Reads 4-byte values as they stand; `file` names the source in the message for a short read. Returns how many came.
+// Reads 4-byte values unchanged; `file` names the source in the message for a short read. Returns how many were read.
 int read_values(void* buffer, std::size_t count, std::FILE* stream, const char* file) {
   const std::size_t values = xrd::read_bytes(buffer, kValueBytes * count, stream) / kValueBytes;
   if (values != count) {

@@ -58,7 +58,7 @@ void cut_fields(const unsigned char* bytes, unsigned shift, int bits, std::size_
   }
 }
 
-// Whether bytes that were read too many can be given back.
+// Whether surplus bytes can be given back.
 bool is_regular_file(std::FILE* stream) {
   struct stat status {};
   return fstat(fileno(stream), &status) == 0 && S_ISREG(status.st_mode);
@@ -73,7 +73,7 @@ ChunkReader::ChunkReader(std::FILE* stream) : stream_(stream), reads_ahead_(is_r
 ChunkReader::~ChunkReader() {
   if (stream_ == nullptr) return;
   if (reads_ahead_ && !past_end_) {
-    // Also without bytes to give back: reading ahead may have met the end of the file, which the caller has not.
+    // Also without bytes to give back: reading ahead may have met the end of the file before the caller does.
     const std::size_t unused = end_ / 8 - (position_ + 7) / 8;
     fseeko(stream_, -static_cast<off_t>(unused), SEEK_CUR);
   }

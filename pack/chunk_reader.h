@@ -12,11 +12,11 @@
 namespace xrd {
 
 // Turns a bit stream, of a file or in memory, into differences. Past its end the stream goes on with one bits. A file's
-// stream is locked while the reader lives; afterwards it stands behind the byte that held the last bit in use.
+// stream is locked while the reader lives; afterwards it is positioned behind the byte with the last bit used.
 //
 // Fast because:
-// - regular files and memory are read ahead in blocks, and a stream is set back at the end; from pipes, where that
-//   cannot be, a chunk's header tells how many bytes to fetch at once, so that no byte is read that is not needed;
+// - regular files and memory are read ahead in blocks, and a stream is set back at the end; for pipes, where that
+//   is impossible, a chunk's header shows how many bytes to fetch at once, so that only the needed bytes are read;
 // - eight fields of up to seven bits are cut out of one unaligned 64-bit load, by constant shifts: there is one loop
 //   for each field width;
 // - the buffer is padded, so that no load has to look where the buffer ends.
@@ -29,7 +29,7 @@ class ChunkReader {
   ~ChunkReader();
 
   // Writes the next chunk's differences to `differences`, which has room for kLargestChunk, and returns how many are
-  // valid: not more than `wanted` (at least 1). What a chunk holds beyond those is not read.
+  // valid: at most `wanted` (at least 1). The rest of a chunk is not read.
   std::size_t read(std::int32_t* differences, std::size_t wanted);
 
   // Whether bits past the end of memory were needed. Files go on for ever.
@@ -37,7 +37,7 @@ class ChunkReader {
 
  private:
   static constexpr std::size_t kBlockBytes = 16384;
-  // A block, what is left over from before it, and padding for 64-bit loads.
+  // A block, the rest of the one before, and padding for 64-bit loads.
   static constexpr std::size_t kLeftOverBytes = kLargestChunk * sizeof(std::uint32_t) + 1;
   static constexpr std::size_t kBufferBytes = kLeftOverBytes + kBlockBytes + sizeof(std::uint64_t);
 

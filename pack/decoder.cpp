@@ -59,7 +59,7 @@ class HeaderLineSearch {
   }
 
   void parse(Size& size) const {
-    // A quick look spares most lines of binary data the formatted scan.
+    // A quick check avoids the formatted scan for most lines of binary data.
     std::size_t start = 1;
     while (xrd::is_space(buffer_[start])) ++start;
     if (buffer_[start] != 'C') return;

@@ -28,8 +28,8 @@ constexpr std::size_t kStretch = 16384;
 
 constexpr std::size_t kRunLengths = 8;  // 1, 2, 4 ... 128 differences
 
-// What is known of a stretch before its chunks are chosen. There is room for looking behind its end; what stands there
-// does not matter.
+// What is known about a stretch before its chunks are chosen. There is room to read behind its end; the values there
+// do not matter.
 struct StretchTables {
   std::array<std::array<std::uint8_t, kStretch + 64>, kRunLengths>
       widths{};                                                            // [n][i]: bits for 2^n differences from i on
@@ -72,7 +72,7 @@ XRD_INLINE void join_runs(const std::uint8_t* __restrict widths, std::size_t run
   for (std::size_t i = 0; i < count; ++i) joined[i] = std::max(widths[i], widths[i + run]);
 }
 
-// Fills the tables of a stretch, as far as there are so many differences behind.
+// Fills the tables of a stretch, as far as enough differences follow.
 XRD_INLINE void fill_tables(const std::int32_t* differences, std::size_t count, StretchTables& tables) {
   find_widths(differences, count, tables.low_bytes.data(), tables.widths[0].data());
   std::size_t run = 1;
@@ -87,7 +87,7 @@ XRD_INLINE void subtract_predictions(const short* pixels, std::ptrdiff_t width, 
   for (std::size_t i = 0; i < count; ++i) differences[i] = pixels[i] - xrd::predict(pixels + i, width);
 }
 
-// Bits on their way to bytes, lowest first. Writes whole words, so that bytes behind the last bit lose what they held.
+// Bits on their way to bytes, lowest first. Writes whole words, so that bytes behind the last bit are overwritten.
 class BitWriter {
  public:
   // From the lowest bit of the byte on.
@@ -103,10 +103,10 @@ class BitWriter {
     used_ = end % 8;
   }
 
-  // Writes what is left; used() bits of *byte() are in use then.
+  // Writes the rest; used() bits of *byte() are in use then.
   XRD_INLINE void finish() { store_word(word_); }
 
-  // Goes on at another byte, with the bits that are left.
+  // Continues at another byte, with the remaining bits.
   void move_to(unsigned char* byte) { byte_ = byte; }
 
   unsigned char* byte() const { return byte_; }
@@ -183,7 +183,7 @@ constexpr std::array<unsigned, 33> kFieldCodes = [] {
   return codes;
 }();
 
-// Where the bit stream goes: to the stream at once, or in larger pieces.
+// The destination of the bit stream: the stream at once, or in larger pieces.
 struct DirectOutput {
   std::FILE* stream;
 
@@ -213,7 +213,7 @@ class GatheredOutput {
   std::size_t gathered_ = 0;
 };
 
-// Collects the bit stream. Readers of old files know the byte behind a stream that ends on a byte boundary, so the
+// Collects the bit stream. Callers rely on the byte behind a stream that ends on a byte boundary, so the
 // buffer's stale contents matter: its size and the moment it is written are part of the format as it is written.
 class ChunkWriter {
  public:
@@ -222,7 +222,7 @@ class ChunkWriter {
   ChunkWriter& operator=(const ChunkWriter&) = delete;
   ~ChunkWriter() = default;
 
-  // append_fields(bits) is to append `count` fields of `field_bits` bits. `bits` is a copy of the stream's end, which
+  // append_fields(bits) must append `count` fields of `field_bits` bits. `bits` is a copy of the stream's end, which
   // the processor can keep in its registers from chunk to chunk.
   template <typename Output, typename AppendFields>
   XRD_INLINE void append(BitWriter& bits, unsigned count, unsigned field_bits, Output& output,
@@ -264,7 +264,7 @@ class ChunkWriter {
   BitWriter bits_;
 };
 
-// A stretch of differences, and what its chunks are chosen by.
+// A stretch of differences, and the tables that decide its chunks.
 class Stretch {
  public:
   std::int32_t* differences() { return differences_.data(); }

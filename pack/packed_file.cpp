@@ -13,7 +13,7 @@
 
 namespace {
 
-// The reader knows images of one size only.
+// The reader handles images of only one size.
 constexpr int kEdge = 1200;
 constexpr std::size_t kPixels = std::size_t{kEdge} * kEdge;
 
@@ -30,7 +30,7 @@ PackedFileHeader read_header(std::FILE* stream) {
 extern "C" int read_pck(const char* filename, unsigned int** Daten, int* x, int* y) {
   xrd::FileHandle stream = xrd::open_file(filename, "r");
   if (!stream) {
-    // The colour sequence is malformed; callers know the message so.
+    // The colour sequence is malformed; callers rely on the message.
     xrd::print("# \033[0mERROR\033s [0m opening %s\n", filename);
     return 0;
   }

@@ -7,7 +7,7 @@
 
 namespace xrd {
 
-// The header line, given the format of its two numbers; it stands between line feeds.
+// The header line, given the format of its two numbers; it is between line feeds.
 #define XRD_PACKED_TITLE "CCP4 packed image"
 #define XRD_PACKED_LINE(number) XRD_PACKED_TITLE ", X: " number ", Y: " number
 
@@ -19,7 +19,7 @@ inline constexpr int kLargestChunk = 128;
 // Width in bits of a difference field, by its code.
 inline constexpr std::array<int, 8> kFieldBits{0, 4, 5, 6, 7, 8, 16, 32};
 
-// The code of a width; 0 for widths that no code stands for.
+// The code of a width; 0 for widths without a code.
 constexpr unsigned field_code(int bits) {
   for (unsigned code = 1; code < kFieldBits.size(); ++code) {
     if (kFieldBits[code] == bits) return code;

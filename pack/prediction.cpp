@@ -109,7 +109,7 @@ void run_side_by_side(const Band& band, const Lanes& lanes) {
   }
 }
 
-// What the guesses spoilt, and the rows' ends.
+// Repairs what the guesses spoilt, and restores the rows' ends.
 void mend_rows(const Band& band) {
   std::size_t spoilt = 0;  // columns of the row above that have been restored again
   for (std::size_t row = 0; row < kBandRows; ++row) {

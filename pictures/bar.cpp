@@ -55,7 +55,7 @@ void add_bar(Picture& picture, const Pen& pen, int levels, const CountRange& ran
   const int top = picture.height + side;
   const int bottom = top + ramp_height(picture.width, pen);
   picture.height += bar_height(picture.width, pen);
-  if (!xrd::allocatable_pixels(picture.width, picture.height)) throw std::runtime_error("has no room for the bar");
+  if (!xrd::allocatable_pixels(picture.width, picture.height)) throw std::runtime_error("is too large for a bar");
   picture.pixels.resize(static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height), pen.paper);
   const int columns = picture.width - 2 * side;
   for (int column = 0; column < columns; ++column) {

@@ -22,7 +22,7 @@ std::vector<Rgb> read_colormap(const std::string& path) {
     colours.push_back(
         {static_cast<std::uint8_t>(red), static_cast<std::uint8_t>(green), static_cast<std::uint8_t>(blue)});
   }
-  if (found != EOF || colours.empty() || colours.size() > 256) throw frames::Failure(path, "is no colour map");
+  if (found != EOF || colours.empty() || colours.size() > 256) throw frames::Failure(path, "is not a colour map");
   return colours;
 }
 

@@ -18,7 +18,7 @@ constexpr Rgb kMidGrey{128, 128, 128};  // the classic map has every bright colo
 constexpr Rgb kYellow{255, 215, 0};
 constexpr Rgb kBlue{0, 70, 200};
 
-// Levels beside which a palette has room for the three other colours.
+// The most levels that leave room for the three other colours in a palette.
 constexpr int kLevels = 253;
 
 constexpr std::array kGreyAnchors{kBlack, kWhite};

@@ -22,7 +22,7 @@ struct Colors {
   int levels = 0;
   std::uint8_t unknown = 0;  // pixels without a count: a colour that no level has
   std::uint8_t ink = 0;      // rings and letters,
-  std::uint8_t paper = 0;    // and what makes them stand out
+  std::uint8_t paper = 0;    // and their outline
 };
 
 // kClassic is the library's colour map.

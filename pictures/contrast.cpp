@@ -19,7 +19,7 @@ Order order_of(const frames::Frame& frame) {
   return frame.is_signed ? Order{0x80000000, -0x80000000LL} : Order{0, 0};
 }
 
-// How many counts there are of each upper or lower half of 16 bits.
+// The number of counts for each value of the upper or lower 16 bits.
 constexpr std::size_t kHalves = 65536;
 using Histogram = std::vector<std::uint32_t>;
 
@@ -44,7 +44,7 @@ Histogram upper_halves(const frames::Frame& frame, const Order& order) {
   return sums;
 }
 
-// Of the counts with this upper half.
+// For the counts with this upper half.
 Histogram lower_halves(const frames::Frame& frame, const Order& order, std::uint32_t upper) {
   Histogram sums(kHalves);
   for (const std::uint32_t bits : frame.counts) {
@@ -115,7 +115,7 @@ class LevelTable {
     return there;
   }
 
-  std::vector<std::int64_t> thresholds_;  // of level + 1; of the last level none that is reached
+  std::vector<std::int64_t> thresholds_;  // of level + 1; the last level has one that is never reached
   std::vector<std::uint8_t> entries_;
 };
 

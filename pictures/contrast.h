@@ -8,7 +8,7 @@
 
 namespace pictures {
 
-// The counts that take the first and the last level; those beyond look the same.
+// The counts of the first and the last level; counts beyond look the same.
 struct CountRange {
   std::int64_t low = 0;
   std::int64_t high = 1;
@@ -21,8 +21,8 @@ enum class Scale { kLinear, kSqrt, kLog };
 // range is never empty: high is at least low + 1.
 CountRange automatic_range(const frames::Frame& frame);
 
-// How far a count is on its way through the range, from 0 to 1. With t = (count - low) / (high - low), not beyond 0
-// and 1, that is t, sqrt(t), or log1p(t * (high - low)) / log1p(high - low).
+// How far a count is on its way through the range, from 0 to 1. With t = (count - low) / (high - low), limited to 0
+// to 1, that is t, sqrt(t), or log1p(t * (high - low)) / log1p(high - low).
 double share_of(std::int64_t count, const CountRange& range, Scale scale);
 
 // floor(share * levels), at most levels - 1.
@@ -31,7 +31,7 @@ int level_of(std::int64_t count, const CountRange& range, Scale scale, int level
 // The count in the middle of the levels.
 std::int64_t middle_count(const CountRange& range, Scale scale);
 
-// The level of each pixel, as level_of() has it; of unknown ones `unknown`. At most 256 levels.
+// The level of each pixel, as level_of() gives it, or `unknown`. At most 256 levels.
 std::vector<std::uint8_t> levels_of(const frames::Frame& frame, const CountRange& range, Scale scale, int levels,
                                     std::uint8_t unknown);
 

@@ -63,7 +63,7 @@ frames::Frame enlarged(const frames::Frame& frame, const Factors& factors) {
 frames::Frame fitted(const frames::Frame& frame, const Room& room) {
   const int width = std::max(room.width, 1);
   const int height = std::max(room.height, 1);
-  // Where pixels are higher than wide, a frame's pixel is made as many wide as they are high.
+  // If a screen pixel is higher than wide, a pixel of the frame is that many screen pixels wide.
   const int enlarging = std::min(width / (frame.width * room.pixel_height), height / frame.height);
   if (enlarging >= 1) return enlarged(frame, {enlarging * room.pixel_height, enlarging});
   const int reducing = std::max(divided_up(frame.width, width), divided_up(frame.height, height * room.pixel_height));

@@ -21,7 +21,7 @@ constexpr std::array<std::pair<const char*, ColorMap>, 4> kColorMaps{{{"classic"
                                                                       {"inverse", ColorMap::kInverse},
                                                                       {"viridis", ColorMap::kViridis}}};
 
-// Takes the number that the text begins with off its front.
+// Removes the number at the front of the text, and returns it.
 std::optional<std::int64_t> take_number(std::string_view& text) {
   std::int64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
@@ -44,8 +44,8 @@ CountRange parse_range(const std::string& text) {
   if (!low || !has_hyphen || !high || !rest.empty()) {
     throw InvalidValue(text, "is not of the form LO-HI, as in 0-500");
   }
-  if (*low >= *high) throw InvalidValue(text, "does not go upwards");
-  if (!can_be_counted(*low) || !can_be_counted(*high)) throw InvalidValue(text, "is beyond 32 bits");
+  if (*low >= *high) throw InvalidValue(text, "must begin with the lower count");
+  if (!can_be_counted(*low) || !can_be_counted(*high)) throw InvalidValue(text, "does not fit into 32 bits");
   return {*low, *high};
 }
 
@@ -53,7 +53,7 @@ std::vector<double> parse_rings(const std::string& text) {
   const auto spacings = frames::reals_in(text);
   const auto is_spacing = [](double number) { return number > 0.0 && number < 1e6; };
   if (!spacings || !std::ranges::all_of(*spacings, is_spacing)) {
-    throw InvalidValue(text, "is no list of spacings in angstrom, as in 10,4.5,2");
+    throw InvalidValue(text, "is not a list of spacings in ångström, as in 10,4.5,2");
   }
   return *spacings;
 }
@@ -70,7 +70,7 @@ std::vector<frames::Option<PictureOptions>> make_picture_options() {
        names_of(kColorMaps)},
       {"rings", "D[,D...]", "Draw the resolution rings of these spacings, in ångström",
        [](PictureOptions& options, const std::string& text) { options.rings = parse_rings(text); }},
-      {"bar", "", "Show below the picture what the colours mean",
+      {"bar", "", "Explain the colours below the picture",
        [](PictureOptions& options, const std::string& /*text*/) { options.bar = true; }},
   };
 }

@@ -27,14 +27,14 @@ struct PictureOptions {
   bool bar = false;           // what the colours mean, below the picture
 };
 
-// The range that the options ask for, and the words about it among the remarks.
+// The range that the options ask for; it is added to the remarks.
 CountRange chosen_range(const frames::Frame& frame, const PictureOptions& options, frames::Remarks& remarks);
 
-// The picture in a range that has been chosen already; options.range plays no part.
+// The picture in a range that is chosen already; options.range is ignored.
 Picture draw_picture_in_range(const frames::Frame& frame, const CountRange& range, const PictureOptions& options,
                               frames::Remarks& remarks);
 
-// Throws std::runtime_error when the frame does not tell what rings need.
+// Throws std::runtime_error if the header lacks a value that rings need.
 Picture draw_picture(const frames::Frame& frame, const PictureOptions& options, frames::Remarks& remarks);
 
 }  // namespace pictures

@@ -29,17 +29,17 @@ void keep_error(png_structp png, png_const_charp text) {
 
 void ignore_warning(png_structp /*png*/, png_const_charp /*text*/) {}
 
-// The stream itself remembers that something could not be written.
+// The stream itself remembers write errors.
 void write_to_stream(png_structp png, png_bytep bytes, std::size_t size) {
   std::fwrite(bytes, 1, size, static_cast<std::FILE*>(png_get_io_ptr(png)));
 }
 
 void leave_unflushed(png_structp /*png*/) {}
 
-// libpng jumps back here when something is wrong: nothing in this function has a destructor, and nothing that it
+// libpng jumps back here on an error: nothing in this function has a destructor, and nothing that it
 // changes is looked at afterwards. False with an error's text.
 bool encode(png_structp png, png_infop info, const Picture& picture, std::FILE* stream) {
-  if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT(cert-err52-cpp): it is what libpng has
+  if (setjmp(png_jmpbuf(png)) != 0) return false;  // NOLINT(cert-err52-cpp): libpng has no other way
   png_set_write_fn(png, stream, write_to_stream, leave_unflushed);
   // Noisy pixels have no repetitions to look for, but differ little from their neighbours: of a real frame this makes
   // smaller files than the best of the levels, in a tenth of its time.
@@ -70,7 +70,7 @@ void write_png(const Picture& picture, std::FILE* stream) {
   png_infop info = png == nullptr ? nullptr : png_create_info_struct(png);
   const bool is_complete = info != nullptr && encode(png, info, picture, stream);
   png_destroy_write_struct(&png, &info);
-  if (!is_complete) throw std::runtime_error(std::string("no PNG picture can be made: ") + error.data());
+  if (!is_complete) throw std::runtime_error(std::string("cannot make a PNG picture: ") + error.data());
 }
 
 std::string png_bytes(const Picture& picture) {

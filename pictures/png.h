@@ -8,7 +8,7 @@
 
 namespace pictures {
 
-// Whether the bytes could be written is for the caller to ask of the stream. Throws std::runtime_error when libpng
+// The caller checks the stream for write errors. Throws std::runtime_error if libpng
 // refuses the picture.
 void write_png(const Picture& picture, std::FILE* stream);
 

@@ -42,10 +42,10 @@ void check_geometry(const frames::Header& header) {
     options += (options.empty() ? "" : ", ") + std::string(need.option);
   }
   if (names.empty()) return;
-  throw std::runtime_error("rings need " + joined(names) + ", which the frame does not tell (" + options + ")");
+  throw std::runtime_error("rings need " + joined(names) + ", which the header lacks (" + options + ")");
 }
 
-// Nothing when no reflection of this spacing reaches the detector's plane.
+// Nothing if no reflection of this spacing reaches the detector's plane.
 std::optional<Ring> ring_of(double spacing, const frames::Header& header) {
   const double sine = *header.wavelength / (2.0 * spacing);
   if (!(sine < std::numbers::sqrt2 / 2.0)) return std::nullopt;  // 2 theta of 90 degrees and more
@@ -83,10 +83,10 @@ std::vector<PixelPlace> places_of(const Ring& ring, const Picture& picture) {
   return places;
 }
 
-// Where the text fits on the ring, away from the others: at the upper right, or as near to it as can be.
+// Where the text fits on the ring, away from the others: as near to the upper right as possible.
 std::optional<Box> label_box(const Ring& ring, int width, int height, const Picture& picture,
                              const std::vector<Box>& others) {
-  if (width > picture.width / 4) return std::nullopt;  // it would hide more than it tells
+  if (width > picture.width / 4) return std::nullopt;  // it would hide more than it shows
   for (int step = 0; step < 72; ++step) {
     const double degrees = 45.0 + (step % 2 == 0 ? step / 2 : -(step + 1) / 2) * 5.0;
     const double angle = degrees * std::numbers::pi / 180.0;

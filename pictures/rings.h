@@ -12,7 +12,7 @@ namespace pictures {
 std::string spacing_text(double spacing);
 
 // Rings about the beam centre at distance * tan(2 asin(wavelength / 2 spacing)), with their spacings written on them.
-// Throws std::runtime_error that names what the header lacks for them; rings that cannot be seen are warned about.
+// Throws std::runtime_error that names the values missing in the header. Warns of rings that lie outside the picture.
 void draw_rings(Picture& picture, const Pen& pen, const frames::Header& header, const std::vector<double>& spacings,
                 frames::Remarks& remarks);
 

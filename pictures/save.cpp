@@ -14,7 +14,7 @@ void write_frame(const frames::Frame& frame, const frames::FileFormat& format, c
   } else if (format.write != nullptr) {
     format.write(frame, options.writing, stream, remarks);
   } else {
-    throw std::runtime_error(std::string("cannot be written as ") + format.keyword + ", which is only read");
+    throw std::runtime_error(std::string("cannot be written as ") + format.keyword + ": this format is only read");
   }
 }
 

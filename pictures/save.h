@@ -13,8 +13,8 @@ struct SaveOptions {
   PictureOptions picture;
 };
 
-// Writes the whole file to a new, empty, seekable stream. Write errors show in the stream's error state; what else
-// cannot be written is a std::runtime_error, one line without the path.
+// Writes the whole file to a new, empty, seekable stream. Write errors show in the stream's error state; any
+// other failure is a std::runtime_error with one line without the path.
 void write_frame(const frames::Frame& frame, const frames::FileFormat& format, const SaveOptions& options,
                  std::FILE* stream, frames::Remarks& remarks);
 

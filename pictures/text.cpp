@@ -33,7 +33,7 @@ constexpr std::array kFont{
 };
 // clang-format on
 
-// Takes the first character off the text.
+// Removes the first character of the text, and returns it.
 std::string_view take_character(std::string_view& text) {
   std::size_t bytes = 1;
   while (bytes < text.size() && (static_cast<unsigned char>(text[bytes]) & 0xC0) == 0x80) ++bytes;
@@ -62,7 +62,7 @@ std::vector<PixelPlace> dots_of(std::string_view text) {
 }  // namespace
 
 Pen pen_for(int width, int height, const Colors& colors) {
-  // Of a long strip, lines and letters grow with its shorter side.
+  // In a long strip, lines and letters grow with its shorter side.
   const int size = std::min(std::max(width, height), 4 * std::min(width, height) + 700);
   return {colors.ink, colors.paper, 1 + size / 1000, 1 + size / 700};
 }

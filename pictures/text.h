@@ -14,7 +14,7 @@ struct Pen {
   int text = 1;  // pixels that a dot of a letter is wide and high
 };
 
-// Large pictures will be seen reduced: their lines and letters grow with them.
+// Large pictures are shown reduced, so their lines and letters grow with them.
 Pen pen_for(int width, int height, const Colors& colors);
 
 struct PixelPlace {
@@ -40,15 +40,15 @@ struct Box {
   }
 };
 
-// What there is of the box in the picture.
+// The part of the box that is in the picture.
 void fill_box(Picture& picture, Box box, std::uint8_t entry);
 
-// The room that a text takes with a rim of one dot around it.
+// The size of a text with a rim of one dot around it.
 int text_width(std::string_view text, const Pen& pen);
 int text_height(const Pen& pen);
 
 // Letters in ink with a rim of paper, so that they are legible on every ground. The text is UTF-8; the place is the
-// upper left corner of the room that it takes. Characters that the font does not have are left blank.
+// upper left corner of its room. Characters that the font lacks are left blank.
 void draw_text(Picture& picture, const PixelPlace& corner, std::string_view text, const Pen& pen);
 
 }  // namespace pictures

@@ -35,8 +35,8 @@ Block sum_block(const unsigned int* first, std::size_t width, std::size_t factor
   return block;
 }
 
-// Sums a row of blocks; true when one of their pixels is marked. Compilers make vector instructions of this for a
-// factor that they know.
+// Sums a row of blocks; true when one of their pixels is marked. Compilers vectorise this for a
+// factor known at compile time.
 template <std::size_t factor>
 XRD_INLINE bool sum_row(const unsigned int* __restrict first, std::size_t width, std::size_t blocks,
                         unsigned int* __restrict sums) {
@@ -77,7 +77,7 @@ XRD_INLINE void average_pairs(const unsigned short* __restrict first, std::size_
 }
 
 // The mean along the block's diagonal, rounded half to even, as its low 16 bits. Each diagonal pixel counts `factor`
-// times in a 32-bit sum, which callers rely on where it wraps.
+// times in a 32-bit sum, which may wrap; callers rely on it.
 unsigned short diagonal_mean(const unsigned short* first, std::size_t width, std::size_t factor) {
   const auto weight = static_cast<std::uint32_t>(factor);
   std::uint32_t sum = 0;
@@ -93,7 +93,7 @@ std::size_t visited_blocks(int blocks, int factor, int size) {
   return static_cast<std::size_t>(factor == 1 ? std::clamp(size - 1, 0, blocks) : blocks);
 }
 
-// The new array; null, with a message, when sizes or factor cannot be or memory is short.
+// The new array; null, with a message, if sizes or factor are invalid or memory is short.
 template <typename Pixel>
 xrd::MallocArray<Pixel> allocate_binned(int width, int height, int factor, int new_width, int new_height) {
   const auto pixels =
@@ -131,7 +131,7 @@ extern "C" int binning(unsigned int** Daten, int factor, int* width, int* height
     }
     for (std::size_t bx = 0; bx < block_columns; ++bx, first += edge) {
       const Block block = sum_block(first, columns, edge);
-      largest = std::max(largest, block.sum);  // the sum as it is, also of a marked block
+      largest = std::max(largest, block.sum);  // also the sum of a marked block
       *pixel++ = block.marked ? OVERFLOW_MARK : block.sum;
     }
   }
@@ -161,7 +161,7 @@ extern "C" int short_binning(unsigned short** Daten_ushort, int factor, int* wid
     }
   }
   // Two or more columns left over make one block more in each row, which callers find in the first pixel of the next
-  // row. Its diagonal goes on in the next row of the image.
+  // row. Its diagonal continues in the next row of the image.
   if (new_columns > 0 && *width % factor >= 2) {
     for (std::size_t by = 0; by + 1 < block_rows; ++by) {
       const unsigned short* first = *Daten_ushort + by * edge * columns + new_columns * edge;

@@ -12,7 +12,8 @@ struct Extremes {
   unsigned int smallest;
 };
 
-// Of `pixels` pixels. The smallest is never above `ceiling`; an image without pixels has the largest pixel 0.
+// The extremes of `pixels` pixels. The smallest is never above `ceiling`; an image without pixels has the largest pixel
+// 0.
 //
 // Fast because compilers turn the loop into vector instructions, for processors with AVX2 into those that compare
 // unsigned numbers, eight at a time. Exact: the order of comparisons does not matter.

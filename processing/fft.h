@@ -9,7 +9,7 @@
 
 namespace xrd {
 
-// Neither library can make or destroy two plans at once.
+// Neither library can make or destroy two plans at the same time.
 inline std::mutex planner;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 inline const int planner_in_forks = keep_free_in_forks<planner>();
 
@@ -23,7 +23,7 @@ class RealTransform {
   RealTransform& operator=(const RealTransform&) = delete;
   ~RealTransform();
 
-  // The values from one row to the next: so many that the complex numbers have room.
+  // The distance of rows in values: enough room for the complex numbers.
   static std::size_t stride(int size) { return 2 * (static_cast<std::size_t>(size) / 2 + 1); }
 
   void run(double* rows, int count) const;

@@ -1,4 +1,4 @@
-// Fourier transforms by FFTW 3. Plans are made without looking at arrays, so that they serve for any array.
+// Fourier transforms by FFTW 3. Plans are made without looking at arrays, so that they fit any array.
 #include <fftw3.h>
 
 #include "processing/fft.h"

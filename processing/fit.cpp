@@ -20,7 +20,7 @@ void warn_of_stripping(const char* dimension, int old_size, int new_size) {
   }
 }
 
-// Null, with a message, when a size cannot be or memory is short.
+// Null, with a message, if a size is invalid or memory is short.
 template <typename Pixel>
 MallocArray<Pixel> allocate_fitted(const GridRef<Pixel>& image, int new_width, int new_height) {
   const auto pixels = allocatable_pixels(new_width, new_height);
@@ -62,7 +62,7 @@ bool fit(const GridRef<Pixel>& image, int new_width, int new_height) {
 }  // namespace
 
 bool fit_grid(const GridRef<unsigned int>& image, int new_width, int new_height) {
-  // The line ends with the new width again; callers know it so.
+  // The line ends with the new width again; callers rely on it.
   xrd::print("# fitting dimension from %dx%d to %dx%d\n", *image.width, *image.height, new_width, new_width);
   if (!fit(image, new_width, new_height)) return false;
   print_allocated(caller_pixels(new_width, new_height, sizeof(unsigned int)) * sizeof(unsigned int));

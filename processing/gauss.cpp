@@ -72,13 +72,13 @@ std::ptrdiff_t row_stride(int y) {
   return std::ptrdiff_t{y} + 2;
 }
 
-// x * (y + 2) values; nothing for a size that cannot be.
+// x * (y + 2) values; nothing for an invalid size.
 std::optional<std::size_t> transform_values(int x, int y) {
   if (!xrd::allocatable_pixels(x, y)) return std::nullopt;
   return static_cast<std::size_t>(x) * (static_cast<std::size_t>(y) + 2);
 }
 
-// Calls action(0) and action(1), at the same time where so many values are worth a thread.
+// Calls action(0) and action(1), at the same time if so many values are worth a thread.
 template <typename Action>
 void in_two_parts(std::size_t values, Action action) {
   constexpr std::size_t kWorthThread = std::size_t{1} << 16;
@@ -88,7 +88,7 @@ void in_two_parts(std::size_t values, Action action) {
 }
 
 // A few columns of an array whose rows (columns of the image, that is) are transformed, laid out column by column, so
-// that the cache holds them; what is done to each one is the same as without that.
+// that the cache holds them; the operations on each column stay the same.
 class ColumnGroup {
  public:
   static constexpr std::size_t kColumns = 8;
@@ -182,7 +182,7 @@ bool is_zero(const fftw_real* values, std::size_t count) {
   return std::all_of(values, values + count, [](double value) { return value == 0.0 && !std::signbit(value); });
 }
 
-// The kernel's samples, whose rows are transformed. Of the rows that hold zeros only, which are most of them, one is
+// The kernel's samples, whose rows are transformed. Most rows hold only zeros: one of these is
 // transformed for all.
 class KernelRows {
  public:
@@ -217,7 +217,7 @@ class KernelRows {
   MallocArray<fftw_real*> rows_;
 };
 
-// Transforms the kernel's columns, too, to where its samples are; false without memory for it.
+// Transforms the kernel's columns too, and stores them in the kernel; false without memory for it.
 bool transform_columns(fftw_real* kernel, const KernelRows& rows, int x, int y) {
   ColumnGroup first_group(x);
   ColumnGroup second_group(x);
@@ -237,7 +237,7 @@ bool transform_columns(fftw_real* kernel, const KernelRows& rows, int x, int y) 
   xrd::fail_assertion("gauss=(fftw_real*)malloc(sizeof(fftw_real)*(x)*(y+2))", "gauss", 32, "init_gauss");
 }
 
-// Zeros for the kernel of x * (y + 2) values; null, with a message, for a size that cannot be.
+// Zeros for the kernel of x * (y + 2) values; null, with a message, for an invalid size.
 MallocArray<fftw_real> allocate_kernel(int x, int y) {
   const auto values = transform_values(x, y);
   if (!values) {
@@ -268,7 +268,7 @@ void for_each_tiled(int width, int height, Action action) {
   });
 }
 
-// What a thread works on.
+// The work space of a thread.
 struct Groups {
   ColumnGroup image;
   ColumnGroup kernel;
@@ -310,7 +310,7 @@ bool convolve_values(fftw_real* image, const KernelRows& kernel, int x, int y) {
   return true;
 }
 
-// Smooths the image, whose size is even. Without memory for it the image is left as it is, with a message.
+// Smooths the image, whose size is even. Without memory for it the image stays unchanged, with a message.
 template <typename Pixel>
 void convolve(Pixel* image, int x, int y, const KernelRows& kernel) {
   const auto array = xrd::allocate_zeroed<fftw_real>(*transform_values(x, y));

@@ -1,4 +1,4 @@
-// Smoothing for those who do not want the kernel to stay behind.
+// Smoothing without leaving the kernel allocated.
 #pragma once
 
 #include "processing/grid.h"
@@ -6,7 +6,8 @@
 
 namespace xrd {
 
-// What falte_gauss does. Returns the kernel, which falte_gauss leaves allocated: null when it did not get that far.
+// Does the work of falte_gauss. Returns the kernel, which falte_gauss leaves allocated; null if it did not get that
+// far.
 MallocArray<double> smooth_grid(const GridRef<unsigned int>& image, int sigma_x, int sigma_y);
 
 }  // namespace xrd

@@ -1,4 +1,4 @@
-// Images that get another pixel grid: the new array takes the place of the caller's.
+// Images that get another pixel grid: the new array replaces the caller's.
 #pragma once
 
 #include <cstdlib>
@@ -25,7 +25,7 @@ void replace_grid(const GridRef<Pixel>& image, MallocArray<Pixel> pixels, int wi
 }
 
 // Crops or pads the image to the new size, keeping its top left corner, and prints what fit_to_new_dimension and
-// fit_to_new_dimension_short print. False, with the image untouched, when the new array cannot be had.
+// fit_to_new_dimension_short print. False, with the image untouched, if the new array cannot be allocated.
 bool fit_grid(const GridRef<unsigned int>& image, int new_width, int new_height);
 bool fit_grid(const GridRef<unsigned short>& image, int new_width, int new_height);
 

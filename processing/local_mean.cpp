@@ -73,7 +73,7 @@ class LocalMean {
   }
 
  private:
-  // A row on its way, and the sum of the window of its next pixel before that has moved on.
+  // A row in progress, and the sum of its next pixel's window before the window moves on.
   struct Lane {
     unsigned int* pixels;
     unsigned int* column_sums;
@@ -94,7 +94,7 @@ class LocalMean {
   const unsigned int* entering(std::ptrdiff_t row) const { return row_or_none(row + radius_ - 1); }
   const unsigned int* leaving(std::ptrdiff_t row) const { return row_or_none(row - radius_ - 1); }
 
-  // Makes the column sums of a row's windows of those of the row before.
+  // Makes the column sums of a row's windows from those of the row before.
   void move_down(std::ptrdiff_t row, Columns columns, const unsigned int* before, unsigned int* sums) const {
     const unsigned int* enters = entering(row);
     const unsigned int* leaves = leaving(row);
@@ -107,7 +107,7 @@ class LocalMean {
     const std::ptrdiff_t rows = std::min(row + radius_, height_) - std::max<std::ptrdiff_t>(row - radius_, 0);
     unsigned int sum = 0;
     for (std::ptrdiff_t column = 0; column < std::min(radius_ - 1, width_); ++column) sum += column_sums[column];
-    // Where no window is whole, the columns of one can be more than fit.
+    // If no window is whole, one may have more columns than fit.
     const std::ptrdiff_t whole_columns = whole_from_ < whole_to_ ? 2 * radius_ : 1;
     return {image_ + row * width_, column_sums, rows, Divisor(static_cast<std::uint32_t>(rows * whole_columns)), sum};
   }

@@ -3,7 +3,7 @@
 
 namespace xrd {
 
-// What mittle_Daten does. False for want of memory; the image is as it was then.
+// Does the work of mittle_Daten. False if memory is short; then the image is unchanged.
 bool average_windows(unsigned int* image, int width, int height, int radius);
 
 }  // namespace xrd

@@ -59,8 +59,8 @@ extern "C" void make_short_box(unsigned int* Daten, int width, int height, int* 
   const std::int64_t top = y - box[1];
   const std::int64_t right = x + box[2];
   const std::int64_t bottom = y + box[3];
-  // Edges that reach past the image are moved onto its border. The lines end short of the far corner: callers know the
-  // box with that gap.
+  // Edges that reach past the image are moved onto its border. The lines end short of the far corner: callers rely on
+  // that gap in the box.
   canvas.draw_row(std::max<std::int64_t>(top, 0), left, right);
   canvas.draw_row(std::min(bottom, canvas.height() - 1), left, right);
   canvas.draw_column(std::max<std::int64_t>(left, 0), top, bottom);

@@ -8,13 +8,13 @@
 namespace xrd {
 
 // Detector images hold few different values: most pixels are background counts close to each other. So the function is
-// computed once for a value and looked up from then on. A value has one place, at its lowest bits; what stood there
-// before is forgotten. Small enough for a processor's first-level cache.
+// computed once for a value and looked up from then on. A value has one place, given by its lowest bits; the value
+// there before is forgotten. Small enough for a processor's first-level cache.
 template <typename Function>
 class PixelMemo {
  public:
   explicit PixelMemo(Function function) : function_(function) {
-    // Each place starts out with the value 0, which only the first place is for; in the others it stands for nothing.
+    // Each place starts with the value 0, which only the first place can hold; in the others it means empty.
     results_[0] = function_(0);
   }
 

@@ -1,4 +1,4 @@
-// The steps of to_short, for the writer of raw dumps too.
+// The steps of to_short, also for the writer of raw dumps.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ struct ShortArray {
 };
 
 // Makes the array, whose values are not set, for pixels up to `maximum`, and prints what to_short prints. Null words,
-// with a message, for a count that cannot be or without memory.
+// with a message, for an invalid count or without memory.
 ShortArray make_short_array(int n, int maximum);
 
 void narrow_pixels(std::span<const unsigned int> pixels, int shift, unsigned short* words);

@@ -26,7 +26,7 @@ namespace {
 // Callers rely on results that were computed with the processor's extended precision, which long double has on x86.
 using Extended = long double;
 
-// Replaces each pixel by a function of it that costs more than a look into a table.
+// Replaces each pixel by a function of it that costs more than a table look-up.
 template <typename Function>
 void replace_pixels(std::span<unsigned int> pixels, Function function) {
   xrd::PixelMemo<Function> memo(function);
@@ -39,7 +39,7 @@ void replace_pixels(std::span<unsigned int> pixels, Function function) {
 // The factor in double precision, the smaller and the larger factor made of it, and each product are off by at most
 // 2^-52 of themselves, the product in extended precision by at most 2^-63. Three of the former are less than 2^-49, so
 // that the exact path's product lies between these two, and its whole part too, as cutting keeps the order: where both
-// have the same one, that is it.
+// have the same one, that is the result.
 constexpr std::size_t kProducts = 128;
 
 XRD_INLINE bool cut_products(const unsigned int* __restrict pixels, double factor, std::int32_t* __restrict products) {

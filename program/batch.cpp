@@ -44,7 +44,7 @@ Shard parse_shard(const std::string& text) {
 struct Worker {
   std::size_t task = 0;
   pid_t process = -1;
-  int pipe = -1;  // its result comes here, and the end of file with its end
+  int pipe = -1;  // its result comes here, and end of file when it ends
   std::string text;
 };
 
@@ -56,19 +56,19 @@ void write_all(int descriptor, std::string_view text) {
   }
 }
 
-// The exit status of a worker tells how its task went.
+// The exit status of a worker shows how its task ended.
 int status_of(TaskResult::State state) {
   return static_cast<int>(state);
 }
 
-// No exception may leave a worker: what the parent does about it would end the other workers.
+// No exception may leave a worker: the parent's handling of it would end the other workers.
 TaskResult attempt(const std::function<std::string(std::size_t)>& work, std::size_t task) {
   try {
     return {TaskResult::State::kSucceeded, work(task)};
   } catch (const frames::Failure& failure) {
     return {TaskResult::State::kFailed, failure.what()};
   } catch (const std::bad_alloc&) {
-    return {TaskResult::State::kCrashed, "needs more memory than there is"};
+    return {TaskResult::State::kCrashed, "needs more memory than is available"};
   } catch (const std::exception& failure) {
     return {TaskResult::State::kCrashed, failure.what()};
   }
@@ -92,7 +92,7 @@ void note_interrupt(int signal) {
   interrupt_signal = signal;
 }
 
-// While it lives, the signals that end the program are noted only, so that the workers can be ended first. One that was
+// While it lives, signals that end the program are only noted, so that the workers can be ended first. One that was
 // ignored, as under nohup, stays ignored.
 class InterruptGuard {
  public:
@@ -108,7 +108,7 @@ class InterruptGuard {
   InterruptGuard& operator=(const InterruptGuard&) = delete;
   ~InterruptGuard() { restore(); }
 
-  // Forks; the new process is ended by interrupts again, also by one that comes right now.
+  // Forks. Interrupts end the new process again, also one that comes at this moment.
   pid_t start_process() const {
     const xrd::BlockedSignals blocked(xrd::signal_set(xrd::kInterrupts));
     const pid_t process = fork();
@@ -124,12 +124,12 @@ class InterruptGuard {
   std::array<struct sigaction, xrd::kInterrupts.size()> saved_{};
 };
 
-// Nothing, with an error, when there is no pipe or process to be had.
+// Nothing, with an error, if no pipe or process can be made.
 std::optional<Worker> start(const std::function<std::string(std::size_t)>& work, std::size_t task,
                             const InterruptGuard& guard) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) return std::nullopt;
-  std::fflush(nullptr);  // or else the worker writes it, too
+  std::fflush(nullptr);  // or else the worker would write it too
   const pid_t process = guard.start_process();
   if (process == 0) {
     close(ends[0]);
@@ -153,11 +153,11 @@ TaskResult finish(Worker& worker) {
     ended = waitpid(worker.process, &status, 0);
   } while (ended < 0 && errno == EINTR);
   if (ended < 0) {
-    return {TaskResult::State::kCrashed, std::string("how its process ended is not known: ") + std::strerror(errno)};
+    return {TaskResult::State::kCrashed, std::string("its process ended in an unknown way: ") + std::strerror(errno)};
   }
   if (WIFSIGNALED(status)) {
     return {TaskResult::State::kCrashed,
-            std::string("the process that worked on it was ended: ") + strsignal(WTERMSIG(status))};
+            std::string("its process was ended by a signal: ") + strsignal(WTERMSIG(status))};
   }
   using State = TaskResult::State;
   for (const State state : {State::kSucceeded, State::kFailed, State::kUnheard}) {
@@ -178,7 +178,7 @@ bool receive(Worker& worker) {
 void end_all(std::vector<Worker>& workers) {
   for (const Worker& worker : workers) {
     kill(worker.process, SIGTERM);
-    kill(worker.process, SIGCONT);  // one that is stopped would end later only
+    kill(worker.process, SIGCONT);  // a stopped process would not end now
   }
   for (Worker& worker : workers) finish(worker);
   workers.clear();
@@ -188,7 +188,7 @@ void wait_for_some(std::vector<Worker>& workers, const std::function<void(std::s
   std::vector<pollfd> polled;
   polled.reserve(workers.size());
   for (const Worker& worker : workers) polled.push_back({worker.pipe, POLLIN, 0});
-  constexpr int kMilliseconds = 200;  // an interrupt that comes just before is noticed after that time
+  constexpr int kMilliseconds = 200;  // an interrupt just before is noticed after that time
   if (poll(polled.data(), polled.size(), kMilliseconds) < 0) return;
   for (std::size_t i = polled.size(); i-- > 0;) {
     if (polled[i].revents == 0 || receive(workers[i])) continue;
@@ -208,14 +208,12 @@ void add_batch_options(Command& command, BatchOptions& options) {
   command.add_arguments({.names = "FILE", .help = "Frames"}, options.files);
   command.add_option({.names = "--files-from",
                       .value = "LIST",
-                      .help = "More frames, one name a line; - is standard input",
+                      .help = "More frames, one name per line; - is standard input",
                       .group = kGroup},
                      options.list);
-  command.add_number({.names = "-j,--jobs",
-                      .value = "N",
-                      .help = "Processes at a time; one per processor if not told",
-                      .group = kGroup},
-                     1, kMostJobs, [&](std::uint64_t jobs) { options.jobs = static_cast<unsigned>(jobs); });
+  command.add_number(
+      {.names = "-j,--jobs", .value = "N", .help = "Processes at a time (default: one per processor)", .group = kGroup},
+      1, kMostJobs, [&](std::uint64_t jobs) { options.jobs = static_cast<unsigned>(jobs); });
   command.add_option(
       {.names = "--shard", .value = "K/N", .help = "Only every N-th frame, from the K-th on", .group = kGroup},
       [&](const std::string& text) { options.shard = parse_shard(text); });
@@ -230,7 +228,7 @@ std::vector<std::string> all_files(const BatchOptions& options) {
     if (!stream) throw frames::Failure(options.list, std::strerror(errno));
     read_names(stream.get(), options.list, files);
   }
-  if (files.empty()) throw UsageError("FILE", "no frames are named");
+  if (files.empty()) throw UsageError("FILE", "no frames are given");
   return files;
 }
 
@@ -253,9 +251,9 @@ void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string
             workers.push_back(std::move(*worker));
             ++next;
           } else if (workers.empty()) {
-            throw std::runtime_error(std::string("no process can be started: ") + std::strerror(errno));
+            throw std::runtime_error(std::string("cannot start a process: ") + std::strerror(errno));
           } else {
-            most = workers.size();  // the system allows no more
+            most = workers.size();  // the system does not allow more
           }
         } else {
           wait_for_some(workers, finished);

@@ -1,4 +1,4 @@
-// Many frames at once: which of them, and in how many processes.
+// Many frames at once: which ones, and in how many processes.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ struct Shard {
 
 struct BatchOptions {
   std::vector<std::string> files;
-  std::string list;   // a file with names, one a line; "-" is standard input
+  std::string list;   // a file with names, one per line; "-" is standard input
   unsigned jobs = 0;  // processes at a time; 0 for one per processor
   Shard shard;
 };
@@ -27,29 +27,29 @@ struct BatchOptions {
 // Adds FILE..., --files-from, -j and --shard.
 void add_batch_options(Command& command, BatchOptions& options);
 
-// The files that the options name, those of other shards too. A Failure when the list cannot be read, a
-// UsageError when there are none.
+// The files that the options name, also those of other shards. A Failure if the list cannot be read, a
+// UsageError if there are none.
 std::vector<std::string> all_files(const BatchOptions& options);
 
 inline bool is_in_shard(std::size_t position, const Shard& shard) {
   return position % shard.parts == shard.part - 1;
 }
 
-// How a task went, and its text: the result, the message of the Failure that it threw, what is wrong with standard
-// output, or else what ended it: a signal to its process, or another exception.
+// How a task ended, and its text: the result, the message of its Failure, what is wrong with standard
+// output, or what ended it: a signal to its process, or another exception.
 struct TaskResult {
   enum class State { kSucceeded, kFailed, kUnheard, kCrashed };
   State state = State::kSucceeded;
   std::string text;
 };
 
-// The line for the user about a file whose task did not succeed.
+// The line for the user about a file whose task failed.
 std::string failure_line(const std::string& path, const TaskResult& result);
 
 // Runs work(0) to work(count - 1), each in a process of its own, so that a task that crashes takes no other with it and
-// leaves no memory behind; at most `jobs` at a time (0: one per processor). What work returns is handed to `finished`
-// in the order in which tasks end, and so is the message of the Failure that it throws. An interrupt ends all of them,
-// and then this process; so does, by an OutputError, a standard output that does not take what work prints.
+// leaves no memory behind; at most `jobs` at a time (0: one per processor). The result of work is passed to `finished`
+// in the order in which tasks end, and so is the message of its Failure. An interrupt ends all of them,
+// and then this process. So does a standard output that cannot be written, with an OutputError.
 void run_tasks(std::size_t count, unsigned jobs, const std::function<std::string(std::size_t)>& work,
                const std::function<void(std::size_t, const TaskResult&)>& finished);
 

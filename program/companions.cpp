@@ -9,7 +9,7 @@ namespace program {
 
 namespace {
 
-// Those of PATH that are absolute. An empty one would be the working directory.
+// The absolute folders of PATH. An empty one would be the working directory.
 std::string absolute_folders(const std::string& path) {
   std::string folders;
   std::istringstream elements(path);

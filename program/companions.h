@@ -1,9 +1,9 @@
-// Where the programs are that the library and view run.
+// The place of the programs that the library and view run.
 #pragma once
 
 namespace program {
 
-// Leaves the absolute folders in PATH only, or the usual ones if there are none: no program is found in the working
+// Leaves only the absolute folders in PATH, or the usual ones if there are none: no program is found in the working
 // directory, where a stranger's data may have brought one.
 void clean_path();
 

@@ -31,27 +31,27 @@ struct Subcommand {
 };
 
 constexpr std::array<Subcommand, 8> kSubcommands{{
-    {"info", "Tell formats, sizes, header values, statistics", program::define_info},
+    {"info", "Print formats, sizes, header values, statistics", program::define_info},
     {"convert", "Write frames as pictures or in another format", program::define_convert},
     {"view", "Show a frame on the screen, or in the terminal", program::define_view},
     {"diff", "Compare the counts of two frames", program::define_diff},
     {"sample", "Make a synthetic mar345 frame to try things on", program::define_sample},
     {"completion", "Print the completion for bash or zsh", program::define_completion},
     {"manual", "Print the manual page", program::define_manual},
-    {"licenses", "Print the licences of this program and what is in it", program::define_licenses},
+    {"licenses", "Print the licences of this program and its parts", program::define_licenses},
 }};
 
 void prepare_process() {
-  // A standard descriptor that is closed would be given to the next file that is opened.
+  // The next file to be opened would get a standard descriptor that is closed.
   int descriptor = 0;
   while ((descriptor = open("/dev/null", O_RDWR)) >= 0 && descriptor <= STDERR_FILENO) {
   }
   close(descriptor);
-  // A parent may have it ignored, and then nobody learns how a process has ended.
+  // A parent may have set this to be ignored; then nobody learns how a process ended.
   std::signal(SIGCHLD, SIG_DFL);
-  // Files too large are write errors, and not the end of the process.
+  // Too large a file is a write error, not the end of the process.
   std::signal(SIGXFSZ, SIG_IGN);
-  // The library keeps a stream open for some of the frames that it reads; there may be thousands.
+  // The library keeps a stream open for some frames; there may be thousands.
   rlimit files{};
   getrlimit(RLIMIT_NOFILE, &files);
   files.rlim_cur = files.rlim_max;
@@ -63,7 +63,7 @@ int run(int argc, char** argv) {
   Settings settings;
   program::CommandLine line("xrdimage", "Two-dimensional X-ray diffraction detector images",
                             "xrdimage " XRDIMAGE_VERSION);
-  line.program().add_flag({.names = "-v,--verbose", .help = "Show what the library prints, too"}, settings.verbose);
+  line.program().add_flag({.names = "-v,--verbose", .help = "Also show what the library prints"}, settings.verbose);
   line.program().set_footer(
       "Examples:\n"
       "  xrdimage info frame.mar2300\n"
@@ -86,7 +86,7 @@ int report(const std::string& message, int status) {
   return status;
 }
 
-// Standard output may be in trouble beside.
+// Standard output may have failed besides.
 int run_and_report(int argc, char** argv) {
   constexpr int kFailed = 1;
   try {

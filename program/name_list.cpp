@@ -13,8 +13,8 @@ namespace program {
 
 namespace {
 
-constexpr std::size_t kLongestName = PATH_MAX - 1;        // the NUL behind a path counts, too
-constexpr std::size_t kMostNames = std::size_t{1} << 24;  // blank lines count, too
+constexpr std::size_t kLongestName = PATH_MAX - 1;        // the NUL behind a path counts too
+constexpr std::size_t kMostNames = std::size_t{1} << 24;  // blank lines count too
 constexpr std::size_t kMostBytes = std::size_t{1} << 29;  // of all names: paths of usual length are some million
 
 class NameCollector {
@@ -32,7 +32,7 @@ class NameCollector {
     }
   }
 
-  // The last name need not have an end.
+  // The last name may lack its end.
   void finish() {
     if (!name_.empty()) finish_name();
   }
@@ -45,7 +45,7 @@ class NameCollector {
     const std::size_t nul = part.find('\0');
     name_.append(part.substr(0, nul));
     if (name_.size() > kLongestName + 1) refuse_length();  // one may be a carriage return
-    if (nul != std::string_view::npos) refuse("holds a NUL");
+    if (nul != std::string_view::npos) refuse("contains a NUL byte");
   }
 
   void finish_name() {
@@ -85,7 +85,7 @@ void read_names(std::FILE* stream, const std::string& list, std::vector<std::str
     return std::string_view(block.data(), std::fread(block.data(), 1, block.size(), stream));
   };
   std::string_view text = read_block();
-  // Of names that end with NULs, the first one does so in the first block.
+  // If names end with NULs, the first NUL is in the first block.
   const bool has_nuls = text.find('\0') != std::string_view::npos;
   NameCollector collector(list, has_nuls ? '\0' : '\n', names);
   for (; !text.empty(); text = read_block()) collector.take(text);

@@ -13,7 +13,7 @@ namespace program {
 
 namespace {
 
-// The file that an interrupt takes away: in memory that a signal handler may read.
+// The file that an interrupt removes: in memory that a signal handler may read.
 std::array<char, NAME_MAX + 1> interrupted_file{};
 volatile std::sig_atomic_t interrupted_folder = -1;  // none
 
@@ -28,7 +28,7 @@ void remove_on_interrupt(const frames::NewFile& file) {
   std::strncpy(interrupted_file.data(), file.unfinished_name().c_str(), interrupted_file.size() - 1);
   interrupted_folder = file.folder();
   for (const int signal : xrd::kInterrupts) {
-    // One that was ignored, as under nohup, stays ignored.
+    // An ignored signal, as under nohup, stays ignored.
     if (std::signal(signal, remove_and_end) == SIG_IGN) std::signal(signal, SIG_IGN);
   }
 }
@@ -36,12 +36,12 @@ void remove_on_interrupt(const frames::NewFile& file) {
 }  // namespace
 
 OutputFile::OutputFile(const std::string& path, frames::Existing existing) {
-  // Interrupts wait until it is known which file they are to take away.
+  // Interrupts wait until it is known which file they must remove.
   const xrd::BlockedSignals blocked(xrd::signal_set(xrd::kInterrupts));
   remove_on_interrupt(file_.emplace(path, existing));
 }
 
-// Interrupts have nothing to take away any more.
+// Interrupts have nothing to remove any more.
 OutputFile::Watch::~Watch() {
   interrupted_folder = -1;
 }

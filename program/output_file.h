@@ -1,4 +1,4 @@
-// Files that the program writes, of which an interrupt leaves nothing unfinished.
+// Files that the program writes; an interrupt leaves no unfinished one.
 #pragma once
 
 #include <optional>
@@ -8,7 +8,7 @@
 
 namespace program {
 
-// A new file that vanishes, too, when a signal ends the program before commit(). There is one at a time.
+// A new file that also vanishes if a signal ends the program before commit(). There is one at a time.
 class OutputFile {
  public:
   explicit OutputFile(const std::string& path, frames::Existing existing = frames::Existing::kIsReplaced);

@@ -31,13 +31,13 @@ std::string padded(std::size_t number, std::size_t digits) {
   return std::string(digits - std::min(digits, text.size()), '0') + text;
 }
 
-// The pattern that stands for the output.
+// The output as a pattern.
 std::string pattern_of(const std::vector<std::string>& inputs, const OutputOptions& options) {
   if (is_pattern(options.output)) return options.output;
   const std::string folder = output_folder(options);
   if (!folder.empty()) {
     if (options.format.empty())
-      throw frames::Failure(options.output, "is a folder; --to states the format, as in --to png");
+      throw frames::Failure(options.output, "is a folder; state the format with --to, as in --to png");
     return (fs::path(folder) / kName).string() + "." +
            std::string(frames::usual_ending(*frames::find_format(options.format)));
   }
@@ -66,7 +66,7 @@ std::vector<std::string> output_names(const std::vector<std::string>& inputs, co
     replace_all(output, kNumber, padded(outputs.size() + 1, digits));
     replace_all(output, kName, frames::name_without_ending(fs::path(input).filename().string()));
     const auto [other, is_new] = input_of.emplace(output, input);
-    if (!is_new) throw frames::Failure(output, "would be written for " + other->second + " and for " + input);
+    if (!is_new) throw frames::Failure(output, "would be written twice: for " + other->second + " and for " + input);
     outputs.push_back(std::move(output));
   }
   return outputs;

@@ -16,10 +16,10 @@ struct OutputOptions {
 // - a pattern has {name} for the frame's name without its ending, or {n} for its number, from 1, with leading zeros;
 // - a folder, which exists or whose name ends in a slash, gets NAME.FORMAT;
 // - any other output is the name of one file, and there must be one input.
-// A Failure when this cannot be, or when two inputs would have the same output.
+// A Failure if this is impossible, or if two inputs would have the same output.
 std::vector<std::string> output_names(const std::vector<std::string>& inputs, const OutputOptions& options);
 
-// Whether the outputs go to a folder, which has to be there when the first is written; empty otherwise.
+// The folder of the outputs, which must exist when the first is written; empty if there is none.
 std::string output_folder(const OutputOptions& options);
 
 }  // namespace program

@@ -9,7 +9,7 @@
 
 namespace program {
 
-// A line of results, readable and easy to take apart: the key, a colon, blanks up to a common column, the value.
+// A line of results, easy to read and to parse: the key, a colon, blanks up to a common column, the value.
 inline void print_value(const std::string& key, const std::string& value) {
   std::printf("%-17s %s\n", (key + ":").c_str(), xrd::printable(value).c_str());
 }

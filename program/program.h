@@ -9,7 +9,7 @@ namespace program {
 
 // Options that every subcommand obeys.
 struct Settings {
-  bool verbose = false;  // the library's own lines are shown
+  bool verbose = false;  // show the library's own lines
 };
 
 // Does a subcommand's work once the command line has been parsed, and returns the exit status.

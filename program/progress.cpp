@@ -73,7 +73,7 @@ double Progress::seconds() const {
 
 void Progress::draw() {
   if (!is_terminal_) return;
-  // One column stays free, where some terminals would begin a new line.
+  // One column stays free: in the last one some terminals begin a new line.
   std::fprintf(stderr, "\r\033[K%s", progress_line(done_, total_, seconds(), terminal_columns() - 1).c_str());
   std::fflush(stderr);
   is_drawn_ = true;

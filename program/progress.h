@@ -1,4 +1,4 @@
-// How far a batch is: a bar on the terminal.
+// The progress of a batch: a bar on the terminal.
 #pragma once
 
 #include <chrono>
@@ -7,7 +7,7 @@
 
 namespace program {
 
-// Draws on standard error, when that is a terminal, and nothing otherwise.
+// Draws on standard error if that is a terminal, and nothing otherwise.
 class Progress {
  public:
   explicit Progress(std::size_t total);
@@ -17,7 +17,7 @@ class Progress {
 
   // One more is done.
   void advance();
-  // Takes the bar away, before another line is printed.
+  // Removes the bar before another line is printed.
   void clear();
 
   double seconds() const;

@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Whether others can put something in the place of what a user has there.
+// Whether other users can replace a user's files there.
 bool is_safe(const fs::path& folder) {
   struct stat status {};
   if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return false;
@@ -42,8 +42,8 @@ fs::path parent_folder() {
   return temporary;
 }
 
-// Waits until nobody holds the other end of the pipe, and removes the folder. Belongs to no terminal, and keeps nothing
-// open that others wait for. All signals are blocked: those who send them end all processes, and this one is the last.
+// Waits until nobody holds the other end of the pipe, and removes the folder. Belongs to no terminal, and keeps no file
+// open that others wait for. All signals are blocked: they end the other processes, and this one ends last.
 [[noreturn]] void keep(const std::string& folder, int pipe) {
   setsid();
   const int nothing = open("/dev/null", O_RDWR);
@@ -64,7 +64,7 @@ fs::path parent_folder() {
 ScratchFolder::ScratchFolder() : path_((parent_folder() / "xrdimage-XXXXXX").string()) {
   sigset_t all;
   sigfillset(&all);
-  // What has been made is removed by whom it is told.
+  // The waiting process removes the folder.
   const xrd::BlockedSignals blocked(all);
   if (mkdtemp(path_.data()) == nullptr) throw frames::Failure(path_, std::strerror(errno), errno);
   try {
@@ -87,14 +87,14 @@ void ScratchFolder::start_keeper() {
     keep(path_, ended_.number());
   }
   fcntl(held_.number(), F_SETFD, 0);
-  setenv("XRDIMAGE_SCRATCH", path_.c_str(), 1);  // the program's own xv minds it
+  setenv("XRDIMAGE_SCRATCH", path_.c_str(), 1);  // for the program's own xv
 }
 
 ScratchFolder::~ScratchFolder() {
   unsetenv("XRDIMAGE_SCRATCH");
   held_ = xrd::Descriptor();
   pollfd ended{ended_.number(), 0, 0};
-  // Viewers that go on have the folder until they end.
+  // Viewers that are still running keep the folder until they end.
   if (poll(&ended, 1, 0) <= 0) return;
   while (waitpid(keeper_, nullptr, 0) < 0 && errno == EINTR) {
   }

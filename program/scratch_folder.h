@@ -1,4 +1,4 @@
-// A folder of this process alone, for files that outside programs are to read.
+// A private folder of this process, for files that other programs read.
 #pragma once
 
 #include <sys/types.h>
@@ -9,9 +9,9 @@
 
 namespace program {
 
-// In XDG_RUNTIME_DIR or else the system's temporary folder. It is removed when neither this object nor a program that
-// was started meanwhile is left, however they end: a process of its own waits for them. So it is there as long as a
-// viewer that is still at work behind the program that started it, and no longer.
+// In XDG_RUNTIME_DIR, or else in the system's temporary folder. It is removed when this object and all programs
+// started meanwhile are gone, however they end: a separate process waits for them. So it lasts as long as a
+// viewer that outlives the program which started it, and no longer.
 class ScratchFolder {
  public:
   ScratchFolder();
@@ -26,7 +26,7 @@ class ScratchFolder {
 
   std::string path_;
   xrd::Descriptor ended_;  // reads an end of file when nobody holds `held_` any more
-  xrd::Descriptor held_;   // programs that are started hold it, too
+  xrd::Descriptor held_;   // also held by programs that are started
   pid_t keeper_ = -1;
 };
 

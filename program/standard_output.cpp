@@ -19,7 +19,7 @@ void finish_standard_output() {
   if (std::fflush(stdout) != 0) {
     throw OutputError(std::string("standard output cannot be written: ") + std::strerror(errno));
   }
-  // When it failed, nobody asked why.
+  // The reason of the earlier failure is lost.
   if (std::ferror(stdout) != 0) throw OutputError("standard output cannot be written completely; is the disk full?");
 }
 

@@ -1,4 +1,4 @@
-// Whether what the program prints arrives. Where it does not, every subcommand ends with this error and this status.
+// Checks that the program's output arrives. If not, every subcommand ends with this error and this status.
 #pragma once
 
 #include <stdexcept>
@@ -12,11 +12,11 @@ class OutputError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// An OutputError when standard output is closed, or open for reading only. To be asked before any file is opened, which
-// would be given the descriptor.
+// An OutputError if standard output is closed, or open for reading only. To be called before any file is opened, which
+// would get the descriptor.
 void require_standard_output();
 
-// Writes what has been printed. An OutputError when not all has arrived since the process began.
+// Flushes the output. An OutputError if not all of it has arrived since the process began.
 void finish_standard_output();
 
 }  // namespace program

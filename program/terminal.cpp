@@ -25,9 +25,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// What is known of the terminal after this time is what it is drawn for.
+// After this time the picture is drawn for what is known of the terminal.
 constexpr std::chrono::seconds kPatience{1};
-// A slow connection's answer is waited for so long before it is left for the shell.
+// How long to wait for the answer of a slow connection before it is left to the shell.
 constexpr std::chrono::seconds kLongestWait{8};
 
 std::string variable(const char* name) {
@@ -51,7 +51,7 @@ sigset_t interrupts() {
   return set;
 }
 
-// Those that it does not ignore, and that do not wait anyway.
+// Those that are neither ignored nor blocked already.
 sigset_t heeded_interrupts() {
   sigset_t set = interrupts();
   sigset_t blocked;
@@ -64,9 +64,9 @@ sigset_t heeded_interrupts() {
   return set;
 }
 
-// The terminal hands over each byte at once and shows none. Signals that would end or stop the process wait until the
-// terminal is as it was before. What has not been read by then is lost: the rest of an answer, and what somebody has
-// typed, which the answer might have torn, are nothing that a shell should run.
+// The terminal passes on each byte at once and echoes none. Signals that would end or stop the process wait until the
+// terminal is as it was before. Unread input is then lost: the rest of an answer, and what somebody has
+// typed, which the answer may have split, should not be run by a shell.
 class RawTerminal {
  public:
   explicit RawTerminal(int terminal) : terminal_(terminal) {
@@ -88,7 +88,7 @@ class RawTerminal {
 
  private:
   xrd::BlockedSignals blocked_{
-      interrupts()};  // the first member: they wait before the terminal changes, and until it is back
+      interrupts()};  // the first member: they are blocked before the terminal changes, and until it is restored
   int terminal_;
   termios before_{};
   bool is_raw_ = false;
@@ -98,8 +98,8 @@ std::chrono::milliseconds time_until(Clock::time_point end) {
   return std::max(std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()), std::chrono::milliseconds(0));
 }
 
-// To a descriptor that does not block: a terminal that is stopped (Ctrl-S), or that nobody reads, takes nothing, and
-// interrupts wait. False when it is time.
+// Writes to a descriptor that does not block: a terminal that is stopped (Ctrl-S), or that nobody reads, accepts
+// nothing, and interrupts wait. False at the time limit.
 bool write_all(int descriptor, std::string_view bytes, Clock::time_point end) {
   while (!bytes.empty()) {
     pollfd waiting{descriptor, POLLOUT, 0};
@@ -113,8 +113,8 @@ bool write_all(int descriptor, std::string_view bytes, Clock::time_point end) {
   return true;
 }
 
-// What the terminal says until its answers are complete, it is time, or a signal waits at the descriptor `signals`, of
-// which there need be none. False when the terminal is gone.
+// Reads the terminal's answers until they are complete, the time is over, or a signal waits at the descriptor
+// `signals`, which is optional. False if the terminal is gone.
 bool read_answers(int terminal, int signals, Clock::time_point end, std::string& answers) {
   while (!answers_are_complete(answers)) {
     const auto left = time_until(end);
@@ -131,7 +131,7 @@ bool read_answers(int terminal, int signals, Clock::time_point end, std::string&
   return true;
 }
 
-// Below 0 when there is no terminal to ask.
+// Below 0 if there is no terminal to ask.
 int open_terminal() {
   const int terminal = open("/dev/tty", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
   // A process in the background would take the answers from the one in front.
@@ -140,7 +140,7 @@ int open_terminal() {
   return -1;
 }
 
-// The answer to "what are you": "\033[?62;4;22c". Empty if there is none that is complete.
+// The answer to "what are you": "\033[?62;4;22c". Empty if there is no complete one.
 std::string_view attributes_in(std::string_view answers) {
   constexpr std::string_view kBegin = "\033[?";
   std::size_t begin = answers.find(kBegin);
@@ -148,7 +148,7 @@ std::string_view attributes_in(std::string_view answers) {
     const std::string_view rest = answers.substr(begin + kBegin.size());
     const std::size_t length = rest.find_first_not_of("0123456789;");
     if (length != std::string_view::npos && rest[length] == 'c') return rest.substr(0, length);
-    begin = answers.find(kBegin, begin + kBegin.size());  // somebody has typed what looks like it
+    begin = answers.find(kBegin, begin + kBegin.size());  // somebody has typed something similar
   }
   return "";
 }
@@ -177,7 +177,7 @@ std::optional<TerminalGraphics> graphics_of(const Surroundings& surroundings) {
 }
 
 std::string terminal_questions(std::string_view term) {
-  // A picture of one pixel that is not to be shown. tmux and screen take it for a window's title.
+  // Asks about a picture of one pixel without showing it. tmux and screen would take it for a window title.
   const bool is_multiplexer = term.starts_with("tmux") || term.starts_with("screen");
   return (is_multiplexer ? "" : "\033_Gi=31,s=1,v=1,a=q,t=d,f=24;AAAA\033\\") + std::string("\033[c");
 }
@@ -188,7 +188,7 @@ bool answers_are_complete(std::string_view answers) {
 
 std::optional<TerminalGraphics> graphics_in(std::string_view answers) {
   if (answers.find("\033_Gi=31;OK\033\\") != std::string_view::npos) return TerminalGraphics::kKitty;
-  // The first attribute is the class of the terminal: only those behind a semicolon tell what it can do.
+  // The first attribute is the class of the terminal: only those behind a semicolon state abilities.
   constexpr std::string_view kSixelGraphics = ";4;";
   const std::string attributes = std::string(attributes_in(answers)) + ";";
   if (attributes.find(kSixelGraphics) != std::string::npos) return TerminalGraphics::kSixel;
@@ -217,8 +217,8 @@ AskedTerminal::AskedTerminal() {
 AskedTerminal::~AskedTerminal() {
   if (!asked_) return;
   std::fflush(stdout);
-  // Nobody needs to wait now that all is drawn: signals end this. One that has stopped the process is followed by the
-  // rest, when it is in front again.
+  // All is drawn, so signals end the wait. If one has stopped the process, the wait goes on
+  // when the process is in the foreground again.
   const sigset_t ending = heeded_interrupts();
   const Clock::time_point end = *asked_ + kLongestWait;
   while (!answers_are_complete(answers_) && Clock::now() < end) {
@@ -229,7 +229,7 @@ AskedTerminal::~AskedTerminal() {
   }
 }
 
-// Signals wait for the answer, which would reach the shell after them.
+// Signals wait for the answer, which would otherwise reach the shell.
 void AskedTerminal::ask(const std::string& questions) {
   const xrd::Descriptor terminal(open_terminal());
   const RawTerminal raw(terminal.number());

@@ -1,4 +1,4 @@
-// What the terminal can show.
+// The abilities of the terminal.
 #pragma once
 
 #include <chrono>
@@ -19,8 +19,8 @@ struct Terminal {
   bool true_color = false;  // or else 256 colours
 };
 
-// The terminal that the program runs in, which is asked what it can show where the surroundings do not tell: once, and
-// up to a second is waited for the answer. What is typed meanwhile is lost.
+// The terminal that the program runs in. If the environment does not show its abilities, it is asked once, and
+// the program waits up to a second for the answer. What is typed meanwhile is lost.
 class AskedTerminal {
  public:
   AskedTerminal();
@@ -40,7 +40,7 @@ class AskedTerminal {
   std::string answers_;
 };
 
-// What is known before the terminal is asked.
+// The knowledge before the terminal is asked.
 struct Surroundings {
   bool is_interactive = false;  // standard input and output are a terminal
   bool is_utf8 = false;
@@ -48,17 +48,17 @@ struct Surroundings {
   std::string term;
 };
 
-// Nothing when the terminal has to be asked.
+// Nothing if the terminal has to be asked.
 std::optional<TerminalGraphics> graphics_of(const Surroundings& surroundings);
 
 // The questions for a terminal of this name: whether it knows kitty's graphics, and what it is at all. Every terminal
 // answers the latter, so that there is no need to wait for an answer to the former.
 std::string terminal_questions(std::string_view term);
 
-// Whether the last of the answers has come in completely.
+// Whether the last of the answers is complete.
 bool answers_are_complete(std::string_view answers);
 
-// Nothing when they tell of no graphics.
+// Nothing if they show no graphics.
 std::optional<TerminalGraphics> graphics_in(std::string_view answers);
 
 }  // namespace program

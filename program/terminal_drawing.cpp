@@ -41,7 +41,7 @@ void append_number(std::string& text, char mark, std::size_t number) {
 }
 
 void append_run(std::string& text, std::size_t length, char sixel) {
-  if (length > 3) {  // otherwise the number would save nothing
+  if (length > 3) {  // a shorter run is as short without the number
     append_number(text, '!', length);
     text += sixel;
   } else {
@@ -122,10 +122,10 @@ std::vector<std::string> color_codes(const std::vector<pictures::Rgb>& palette, 
   return codes;
 }
 
-// The room that is left above two rows for a prompt.
+// The room above two rows for a prompt.
 pictures::Room room_in(const Terminal& terminal) {
   constexpr int kPromptRows = 2;
-  // No screen has more; some connections tell of terminals of 65535 letters.
+  // No screen has more; some connections report terminals of 65535 characters.
   constexpr int kMostLetters = 2000;
   constexpr int kMostPixels = 16384;
   const int columns = std::min(terminal.columns, kMostLetters);
@@ -133,11 +133,11 @@ pictures::Room room_in(const Terminal& terminal) {
   const int rows = std::max(all_rows - kPromptRows, 1);
   switch (terminal.graphics) {
     case TerminalGraphics::kAscii:
-      return {columns, rows, 2};  // letters are about twice as high as wide
+      return {columns, rows, 2};  // characters are about twice as high as wide
     case TerminalGraphics::kBlocks:
       return {columns, 2 * rows, 1};
     default:
-      // Where the terminal does not tell its pixels, those of 80 x 24 letters of 10 x 20.
+      // If the terminal does not report its pixels: 80 x 24 characters of 10 x 20 pixels.
       if (terminal.pixel_width <= 0 || terminal.pixel_height <= 0) return {800, 480, 1};
       return {std::min(terminal.pixel_width, kMostPixels),
               std::min(terminal.pixel_height, kMostPixels) * rows / all_rows, 1};
@@ -231,7 +231,7 @@ std::string ascii_drawing(const pictures::Picture& picture, const pictures::Colo
 void draw_in_terminal(const frames::Frame& frame, const pictures::PictureOptions& options, const Terminal& terminal,
                       std::FILE* out, frames::Remarks& remarks) {
   pictures::PictureOptions chosen = options;
-  // Letters stand for levels, from faint to bright, and for ink, which is a level itself in the classic map.
+  // Characters for levels, from faint to bright, and for ink, which is itself a level in the classic map.
   if (terminal.graphics == TerminalGraphics::kAscii) chosen.colors = pictures::ColorMap::kGrey;
   pictures::Room room = room_in(terminal);
   frames::Frame shown = pictures::fitted(frame, room);

@@ -1,4 +1,4 @@
-// Pictures as terminals show them. Each function returns what is to be written to the terminal.
+// Pictures for terminals. Each function returns the text to write to the terminal.
 #pragma once
 
 #include <cstdio>
@@ -12,10 +12,10 @@ namespace program {
 // kitty's graphics protocol: the PNG picture in chunks.
 std::string kitty_drawing(const pictures::Picture& picture);
 
-// Six rows at a time, a line of them for each colour.
+// Sixels: six rows at a time, one line per colour.
 std::string sixel_drawing(const pictures::Picture& picture);
 
-// Two pixels above each other in a character. `true_color` is for 24 bits a colour, otherwise there are 256 colours.
+// Two pixels above each other in a character. `true_color` means 24 bits per colour, otherwise there are 256 colours.
 std::string block_drawing(const pictures::Picture& picture, bool true_color);
 
 // A character per pixel, by its level among the levels of the colours; '?' where the count is unknown, 'o' for ink.

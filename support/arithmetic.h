@@ -6,7 +6,7 @@
 
 namespace xrd {
 
-// Truncates to a 64-bit integer and takes its low 32 bits; 0 for NaN and for what does not fit 64 bits.
+// Truncates to a 64-bit integer and takes its low 32 bits; 0 for NaN and for values that do not fit 64 bits.
 template <typename Real>
 std::uint32_t truncate_to_low_word(Real value) {
   constexpr Real kTwoTo63 = Real{9223372036854775808.0};
@@ -14,7 +14,7 @@ std::uint32_t truncate_to_low_word(Real value) {
   return static_cast<std::uint32_t>(static_cast<std::int64_t>(value));
 }
 
-// Truncates to an int; NaN and what does not fit give the smallest int, as x86 processors do.
+// Truncates to an int; NaN and values that do not fit give the smallest int, as on x86 processors.
 inline int truncate_to_int(double value) {
   if (!(value > -2147483649.0 && value < 2147483648.0)) return std::numeric_limits<int>::min();
   return static_cast<int>(value);

@@ -4,7 +4,7 @@
 namespace xrd {
 
 // Prints the standard library's assertion message on standard error and aborts, whatever NDEBUG says: callers and their
-// users know the message by its expression, source name and line, so these are given and not taken from here. A
+// users know the message by its expression, source name and line, so callers of this function state them. A
 // conversation may throw instead.
 [[noreturn]] void fail_assertion(const char* expression, const char* source, unsigned line, const char* function);
 

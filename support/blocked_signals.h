@@ -1,11 +1,11 @@
-// Signals that have to wait.
+// Signals that are held back.
 #pragma once
 
 #include <csignal>
 
 namespace xrd {
 
-// While it lives, these signals wait in this thread, and in those that it starts for good.
+// While it lives, these signals are blocked in this thread, and for good in threads that it starts.
 class BlockedSignals {
  public:
   explicit BlockedSignals(const sigset_t& signals) { pthread_sigmask(SIG_BLOCK, &signals, &before_); }

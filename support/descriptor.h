@@ -8,7 +8,7 @@
 
 namespace xrd {
 
-// Negative where there is none, as what opens files returns it.
+// Negative if there is none, as open() returns it.
 class Descriptor {
  public:
   Descriptor() noexcept = default;
@@ -20,7 +20,7 @@ class Descriptor {
   }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
-  // The error of what came before stays to be told.
+  // Keeps the earlier error in errno.
   ~Descriptor() {
     const int error = errno;
     if (number_ >= 0) close(number_);

@@ -15,7 +15,7 @@ struct FileCloser {
 
 using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
-// Null when the file cannot be opened.
+// Null if the file cannot be opened.
 FileHandle open_file(const char* path, const char* mode);
 
 // For functions that leave a stream open for the life of the process, on which callers rely.
@@ -24,7 +24,7 @@ std::FILE* leave_open(FileHandle stream);
 // Closes a stream that a caller opened. Returns what std::fclose does.
 int close_stream(std::FILE* stream);
 
-// The size of a regular file; 0 for what is none, whose size nobody knows.
+// The size of a regular file; 0 for other files, whose size is unknown.
 inline std::uint64_t file_bytes(int descriptor) {
   struct stat status {};
   const bool known = fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);

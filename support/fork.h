@@ -7,7 +7,7 @@
 
 namespace xrd {
 
-// A fork waits for the lock. Another thread's would never be free in the new process, which has that thread no more.
+// A fork waits for the lock. A lock of another thread would never be freed in the new process, which lacks that thread.
 template <std::mutex& lock>
 int keep_free_in_forks() noexcept {
   return pthread_atfork([] { lock.lock(); }, [] { lock.unlock(); }, [] { lock.unlock(); });

@@ -1,4 +1,4 @@
-// Text that callers expect to be taken as a format string, although no arguments come with it.
+// Text that callers expect to be treated as a format string, although it has no arguments.
 #pragma once
 
 #include <cstddef>

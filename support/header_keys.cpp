@@ -10,7 +10,7 @@ namespace xrd {
 
 namespace {
 
-// Tries one pattern on the line; each overload knows its kind of value.
+// Tries one pattern on the line; one overload for each kind of value.
 struct Matcher {
   const char* line;
   const char* pattern;

@@ -12,7 +12,7 @@ namespace xrd {
 // No detector reaches this (16384 x 16384 pixels, 1 GiB of Daten); a header that claims more is damaged.
 inline constexpr std::size_t kMaxPixels = std::size_t{1} << 28;
 
-// width x height for an image that is to be allocated. Nothing for a size that cannot be: negative, or above
+// width x height for an image that is to be allocated. Nothing for an invalid size: negative, or above
 // kMaxPixels. Zero is a size.
 constexpr std::optional<std::size_t> allocatable_pixels(int width, int height) {
   if (width < 0 || height < 0) return std::nullopt;
@@ -21,8 +21,8 @@ constexpr std::optional<std::size_t> allocatable_pixels(int width, int height) {
   return static_cast<std::size_t>(pixels);
 }
 
-// width x height for an array of `bytes_per_pixel` that the caller brought along. Zero when either is below 1, when the
-// product does not fit an int, or when no array could be that large.
+// width x height for an array of `bytes_per_pixel` that the caller passes. Zero if either is below 1, if the
+// product does not fit an int, or if no array could be that large.
 constexpr std::size_t caller_pixels(int width, int height, std::size_t bytes_per_pixel) {
   if (width < 1 || height < 1) return 0;
   const auto pixels = static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height);
@@ -31,7 +31,7 @@ constexpr std::size_t caller_pixels(int width, int height, std::size_t bytes_per
   return pixels > std::min(kLargestCount, kLargestArray / bytes_per_pixel) ? 0 : static_cast<std::size_t>(pixels);
 }
 
-// The same for a count of pixels: negative ones are none.
+// The same for a count of pixels; negative counts give 0.
 constexpr std::size_t caller_pixels(int count) {
   return count < 0 ? 0 : static_cast<std::size_t>(count);
 }

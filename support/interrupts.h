@@ -9,7 +9,7 @@
 
 namespace xrd {
 
-// Those that people send, and those by which systems and schedulers announce the end of a job's time.
+// Signals that people send, and those with which systems and schedulers announce the end of a job's time.
 inline constexpr std::array kInterrupts{SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU, SIGUSR1, SIGUSR2};
 
 inline sigset_t signal_set(std::span<const int> signals) {

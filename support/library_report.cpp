@@ -10,8 +10,8 @@ namespace xrd {
 
 namespace {
 
-// The library's German is ISO-8859-1, but a path in its messages is what the user gave, mostly UTF-8: only bytes that
-// are no UTF-8 are converted.
+// The library's German is ISO-8859-1, but paths in its messages are as the user gave them, mostly UTF-8: only bytes
+// that are not UTF-8 are converted.
 std::string to_utf8(std::string_view text) {
   std::string converted;
   while (!text.empty()) {
@@ -28,7 +28,7 @@ std::string to_utf8(std::string_view text) {
   return converted;
 }
 
-// Takes out the sequences that switch colours: "\033[", numbers, "m". Others are somebody else's, and stay.
+// Removes the sequences that switch colours: "\033[", numbers, "m". Others are not the library's, and stay.
 std::string without_colours(std::string_view line) {
   constexpr std::string_view kBegin = "\033[";
   std::string plain;
@@ -44,7 +44,7 @@ std::string without_colours(std::string_view line) {
   }
 }
 
-// What a line says behind the word, ERROR or WARNING. The word counts where the library put it, in colours or as
+// The text behind the word ERROR or WARNING in a line. The word counts only where the library puts it: in colours or as
 // "WORD> " at the line's beginning, and not in a path.
 std::optional<std::string_view> text_behind(std::string_view line, std::string_view word) {
   const std::string coloured = std::string(word) + "\033[0m";

@@ -1,4 +1,4 @@
-// What the library's printed lines tell.
+// Errors and warnings among the library's printed lines.
 #pragma once
 
 #include <string>
@@ -16,7 +16,7 @@ struct LibraryReport {
 
 LibraryReport parse_library_output(std::string_view output);
 
-// The errors as one text, short of what the user knows already: the path of the file in question.
+// The errors as one text, without the path of the file, which the user knows already.
 std::string joined_errors(const LibraryReport& report, const std::string& path);
 
 }  // namespace xrd

@@ -29,7 +29,7 @@ inline constexpr std::size_t kAcquired = 2368;       // text: MMDDhhmmYYYY.ss
 inline constexpr std::uint32_t kBigEndianMark = 4321;
 inline constexpr std::string_view kFormatName = "MMX";
 
-// The caller's distance for read_mar_ccd that the header's one is to replace.
+// The distance for read_mar_ccd that the header's replaces.
 inline constexpr double kDistanceNotSet = -999.0;
 
 }  // namespace xrd::mar_ccd

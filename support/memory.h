@@ -1,4 +1,4 @@
-// Owning handle of a malloc'd array: what a caller will release with free, and scratch of unknown size.
+// Owning handle of a malloc'd array: one that a caller will release with free, or scratch of unknown size.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ struct FreeDeleter {
 template <typename T>
 using MallocArray = std::unique_ptr<T[], FreeDeleter>;
 
-// A zeroed array; null when there is no memory for it. An empty array is a valid allocation too, so that callers can
+// A zeroed array; null if there is no memory for it. An empty array is a valid allocation too, so that callers can
 // tell it from a failed one and free it like any other.
 template <typename T>
 MallocArray<T> allocate_zeroed(std::size_t count) {
@@ -24,7 +24,7 @@ MallocArray<T> allocate_zeroed(std::size_t count) {
   return MallocArray<T>(static_cast<T*>(std::calloc(count == 0 ? 1 : count, sizeof(T))));
 }
 
-// An array whose values are not set: for arrays that are filled from end to end. Null when there is no memory for it.
+// An array whose values are not set, for arrays that are filled entirely. Null if there is no memory for it.
 template <typename T>
 MallocArray<T> allocate_unset(std::size_t count) {
   static_assert(std::is_trivial_v<T>, "malloc'd memory holds plain values");

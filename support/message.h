@@ -1,4 +1,4 @@
-// The texts that messages share, byte for byte as callers parse them. German texts are ISO-8859-1.
+// Texts that messages share, byte for byte as callers parse them. German texts are ISO-8859-1.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@ constexpr unsigned kibibytes(std::size_t bytes) {
   return static_cast<unsigned>(bytes >> 10);
 }
 
-// Tells how large the new pixel array is; `array` is its name for the user.
+// Prints how large the new pixel array is; `array` is its name for the user.
 inline void print_allocated(std::size_t bytes, const char* array = "Daten") {
   print("# %u kB f\xFCr %s bereitgestellt\n", kibibytes(bytes), array);
 }

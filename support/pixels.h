@@ -48,7 +48,7 @@ void widen_samples(std::span<Pixel> image, Convert convert) {
   }
 }
 
-// Fills `image` with unsigned 16-bit samples, one to a pixel. What a short stream lacks is zero.
+// Fills `image` with unsigned 16-bit samples, one per pixel. Pixels that a short stream lacks are zero.
 inline void read_widened(std::span<unsigned int> image, std::FILE* stream) {
   const std::span<short> samples = sample_half(image);
   read_zero_padded(samples, samples.size_bytes(), stream);

@@ -3,7 +3,7 @@
 
 namespace xrd {
 
-// Prints to standard output and returns what std::printf does, with a decimal point in every locale. The stream is
+// Prints to standard output like std::printf, and returns the same, with a decimal point in every locale. The stream is
 // written to in the caller's own locale. A message has at most 2047 characters.
 [[gnu::format(printf, 1, 2)]] int print_numbers(const char* format, ...);
 

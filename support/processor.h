@@ -1,4 +1,4 @@
-// Which variant of a function suits the processor.
+// Chooses the variant of a function that suits the processor.
 #pragma once
 
 // For the loops of functions that are compiled for several processors: forced into each variant.
@@ -6,10 +6,10 @@
 
 namespace xrd {
 
-// Builds with tests never take the variants where the environment variable XRDIMAGE_PORTABLE is set.
+// Builds with tests never use the variants if the environment variable XRDIMAGE_PORTABLE is set.
 bool has_avx2();
 
-// A function that is compiled twice: as it is, and for processors with AVX2 and BMI2. `ForProcessor<f>::call(...)`
+// A function that is compiled twice: for all processors, and for those with AVX2 and BMI2. `ForProcessor<f>::call(...)`
 // calls the variant that suits the processor; f is XRD_INLINE, so that both are made of the same loops.
 template <auto kFunction>
 struct ForProcessor;

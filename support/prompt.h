@@ -1,4 +1,4 @@
-// The question for an image's size, asked where a file does not tell it.
+// The question for an image's size, asked if the file does not state it.
 #pragma once
 
 namespace xrd {

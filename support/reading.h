@@ -1,4 +1,4 @@
-// Reading from standard streams to the end of what is wanted, whatever signals come in between.
+// Reads from standard streams that signals do not cut short.
 #pragma once
 
 #include <cerrno>
@@ -8,7 +8,7 @@
 
 namespace xrd {
 
-// Whether a signal ended a read, whose handler was set up without SA_RESTART. Streams take that for an error, of pipes
+// Whether a signal, with a handler set up without SA_RESTART, ended a read. Streams treat this as an error, on pipes
 // and terminals only; the next read goes on where this one ended.
 inline bool was_interrupted(std::FILE* stream) {
   if (std::ferror(stream) == 0 || errno != EINTR) return false;
@@ -16,7 +16,7 @@ inline bool was_interrupted(std::FILE* stream) {
   return true;
 }
 
-// Returns how many bytes were read: fewer than wanted only at the end of the file, or after an error.
+// Returns how many bytes were read: fewer than requested only at the end of the file, or after an error.
 inline std::size_t read_bytes(void* target, std::size_t bytes, std::FILE* stream) {
   auto* const first = static_cast<unsigned char*>(target);
   std::size_t read = 0;
@@ -33,7 +33,7 @@ inline int next_byte(std::FILE* stream) {
   return byte;
 }
 
-// Reads a line with its line feed, or as much of it as fits, and a NUL. False when there is nothing more to read.
+// Reads a line with its line feed, or as much of it as fits, and a NUL. False if there is nothing more to read.
 inline bool read_line(std::span<char> line, std::FILE* stream) {
   std::size_t size = 0;
   flockfile(stream);

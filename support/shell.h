@@ -6,7 +6,7 @@
 
 namespace xrd {
 
-// The path as one word of a shell command: as it stands when it is made of letters, digits and _-./+=:,@% only, else in
+// The path as one word of a shell command: unchanged if it has only letters, digits and _-./+=:,@%, else in
 // single quotes. A leading '-' gets "./" in front, so that no path becomes an option.
 std::string shell_word(std::string_view path);
 

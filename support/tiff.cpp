@@ -20,7 +20,7 @@ struct OptionsFreer {
 };
 using Options = std::unique_ptr<TIFFOpenOptions, OptionsFreer>;
 
-// What handlers return, so that the process' own ones are not called, too.
+// Handlers return this, so that the process' own handlers are not called too.
 constexpr int kIsDealtWith = 1;
 
 int ignore_warning(tiff* /*image*/, void* /*user_data*/, const char* /*module*/, const char* /*format*/,

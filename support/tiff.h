@@ -1,4 +1,4 @@
-// libtiff with files and with bytes from elsewhere, and what it says of them.
+// libtiff on files and on bytes from elsewhere, and its messages about them.
 #pragma once
 
 #include <array>
@@ -17,14 +17,14 @@ struct TiffCloser {
 };
 using TiffHandle = std::unique_ptr<tiff, TiffCloser>;
 
-// For flat functions. Null when libtiff cannot open the file; libtiff prints its own messages, or tells them to the
+// For flat functions. Null if libtiff cannot open the file. libtiff prints its messages, or sends them to the
 // conversation.
 TiffHandle open_tiff(const char* path);
 
 // For the rest of the process, or of the conversation.
 void silence_tiff_warnings();
 
-// A file as libtiff takes it, wherever its bytes are. Keeps the first error that libtiff reports of it.
+// A file for libtiff, whose bytes may be anywhere. Keeps the first error that libtiff reports for it.
 class TiffBytes {
  public:
   TiffBytes() = default;
@@ -50,7 +50,7 @@ class TiffBytes {
   std::array<char, 300> error_{};
 };
 
-// Null when libtiff cannot open it. The bytes outlive the handle. Throws std::bad_alloc.
+// Null if libtiff cannot open it. The bytes outlive the handle. Throws std::bad_alloc.
 TiffHandle open_tiff(TiffBytes& bytes, const char* mode);
 
 }  // namespace xrd

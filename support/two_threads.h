@@ -18,7 +18,7 @@ std::thread start_thread(Action action) {
   return std::thread(action);
 }
 
-// Calls action(0) and action(1), at the same time where a thread can be had. They must not throw.
+// Calls action(0) and action(1), at the same time if a thread can be started. They must not throw.
 template <typename Action>
 void in_two_threads(Action action) {
   std::thread second;

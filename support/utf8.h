@@ -1,4 +1,4 @@
-// Characters of texts that may be UTF-8 or not.
+// Characters of texts that may or may not be UTF-8.
 #pragma once
 
 #include <cstddef>
@@ -9,10 +9,10 @@ namespace xrd {
 
 struct Character {
   std::size_t bytes = 1;
-  std::optional<char32_t> code;  // none for a byte that is no UTF-8
+  std::optional<char32_t> code;  // none for a byte that is not UTF-8
 };
 
-// The one that the text begins with, which is not empty.
+// The first character of the text, which is not empty.
 Character first_character(std::string_view text);
 
 }  // namespace xrd

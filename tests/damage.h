@@ -36,7 +36,7 @@ inline std::string with_random_bytes(std::string file, std::size_t front, std::m
   return file;
 }
 
-// Writes a file in the place of an earlier one. That is removed first: on some file systems, writing over a file waits
+// Replaces a file. The old one is removed first: on some file systems, writing over a file waits
 // for the disk.
 inline std::string rewrite(const TemporaryDirectory& directory, const std::string& name, std::string_view bytes) {
   std::remove(directory.path(name).c_str());

@@ -1,4 +1,4 @@
-// What a program around the library would have: files, standard streams, and a look at what the library did with
+// The surroundings of the library in a program: files, standard streams, and a look at what the library did with
 // them.
 #pragma once
 
@@ -101,6 +101,6 @@ std::string sample_frame(std::string_view name);
 
 }  // namespace test
 
-// The words of messages, as callers see them.
+// Words of messages, as callers see them.
 #define RED_ERROR "\033[31;1mERROR\033[0m"
 #define RED_WARNING "\033[31;1mWARNING\033[0m"

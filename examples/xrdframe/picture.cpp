@@ -1,4 +1,4 @@
-// Prints what is in a frame of any format, and makes a picture of it, each pixel from 2 x 2.
+// Prints the header items and statistics of a frame of any format, and makes a picture of it, binned 2 x 2.
 //
 //     c++ -std=c++20 picture.cpp $(pkg-config --cflags --libs xrdframe) -o picture
 //     ./picture FRAME OUT.png

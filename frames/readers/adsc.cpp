@@ -31,8 +31,8 @@ constexpr std::array kTypes{
     TypeName{"double", {SampleKind::kReal, 8}},
 };
 
-// "mad" names the experiment and not the samples: they have four bytes, unless the data are just what two bytes a pixel
-// make. A header without a type is taken likewise.
+// "mad" names the experiment, not the samples. They have four bytes, unless the length of the data fits two bytes per
+// pixel. A header without a type is treated alike.
 SampleType type_by_length(std::size_t data_bytes, std::size_t pixels) {
   return {SampleKind::kUnsigned, data_bytes == 2 * pixels ? std::size_t{2} : std::size_t{4}};
 }
@@ -66,7 +66,7 @@ std::optional<Point> beam_centre(const HeaderItems& items, const Frame& frame) {
   return within(centre, frame.width, frame.height) ? std::optional(centre) : std::nullopt;
 }
 
-// What the header says of the file's arrangement.
+// The arrangement of the file, by its header.
 struct Layout {
   unsigned long long header_bytes = 0;
   long long width = 0;
@@ -75,10 +75,10 @@ struct Layout {
 
 Layout layout_of(const HeaderItems& items) {
   const auto header_bytes = items.integer("header_bytes");
-  if (!header_bytes || *header_bytes < 0) throw LoadError("does not tell its HEADER_BYTES");
+  if (!header_bytes || *header_bytes < 0) throw LoadError("states no HEADER_BYTES");
   const auto width = items.integer("size1");
   const auto height = items.integer("size2");
-  if (!width || !height) throw LoadError("does not tell its SIZE1 and SIZE2");
+  if (!width || !height) throw LoadError("states no SIZE1 and SIZE2");
   return {static_cast<unsigned long long>(*header_bytes), *width, *height};
 }
 

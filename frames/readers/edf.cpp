@@ -57,7 +57,7 @@ std::optional<SampleType> named_type(const HeaderItems& items) {
   return type->type;
 }
 
-// Size has the last word about integers: this library's own 16-bit files have four bytes a pixel.
+// For integers Size decides: this library's own 16-bit files have four bytes per pixel.
 SampleType sample_type(const HeaderItems& items, std::size_t pixels) {
   const auto named = named_type(items);
   if (named && named->kind == SampleKind::kReal) return *named;
@@ -69,7 +69,7 @@ SampleType sample_type(const HeaderItems& items, std::size_t pixels) {
   for (const std::size_t bytes : {1U, 2U, 4U}) {
     if (items.integer("bitspersample") == static_cast<long long>(8 * bytes)) return {kind, bytes};
   }
-  throw LoadError("does not tell its DataType");
+  throw LoadError("states no DataType");
 }
 
 // Where the pixels begin: at EDF_HeaderSize, or else behind the closing brace and its line's end.
@@ -85,7 +85,7 @@ std::size_t pixel_offset(const HeaderItems& items, std::string_view text) {
   return offset;
 }
 
-// Some writers fill up the block behind the closing brace instead of before it; the file's length gives them away.
+// Some writers pad the block behind the closing brace instead of before it; the file's length shows it.
 std::size_t skip_padding(std::size_t offset, std::size_t file_bytes, std::size_t data_bytes) {
   const std::size_t padded = (offset + kBlock - 1) / kBlock * kBlock;
   return padded + data_bytes == file_bytes ? padded : offset;
@@ -96,7 +96,7 @@ Size frame_size(const HeaderItems& items, const LoadOptions& options) {
   auto height = items.integer("dim_2");
   if (!width || !height) {
     if (options.size) return *options.size;
-    throw LoadError("does not tell its Dim_1 and Dim_2; --size WxH gives them", Problem::kInvalid);
+    throw LoadError("states no Dim_1 and Dim_2; give the size with --size WxH", Problem::kInvalid);
   }
   // This library writes dimensions as signed 16-bit numbers.
   constexpr long long kSixteenBits = 65536;
@@ -144,14 +144,14 @@ void refuse_compression(const HeaderItems& items) {
   }
 }
 
-// Where the pixels are and what they are like, as far as the header says.
+// The place and kind of the pixels, as far as the header states them.
 struct Layout {
   std::size_t offset = 0;
   Size size;
   SampleType type;
   std::size_t data_bytes = 0;
 
-  // Behind the pixels, wherever that is.
+  // The end of the pixels.
   std::uint64_t end() const { return std::uint64_t{offset} + data_bytes; }
 };
 
@@ -166,8 +166,8 @@ Layout layout_of(const HeaderItems& items, std::string_view text, const LoadOpti
   return layout;
 }
 
-// Where the images begin, each behind the other. The first is there whatever is wrong with it; one behind it counts
-// when its header can be read.
+// Where the images begin, one behind the other. The first is always there, even if it is damaged. A later one counts
+// if its header can be read.
 std::vector<std::size_t> image_offsets(Bytes file, const LoadOptions& options) {
   std::vector<std::size_t> offsets{0};
   std::size_t offset = 0;
@@ -209,7 +209,7 @@ std::optional<std::size_t> enough_of_edf(Bytes front, const LoadOptions& options
   const std::string_view text = text_of(front);
   const HeaderItems items(text);
   const Layout layout = layout_of(items, text, options);
-  // The offset that the header states counts when the file is so long, which the front need not be.
+  // The offset in the header counts only if the file is long enough, which the front need not be.
   const auto told = items.integer("edf_headersize").value_or(0);
   if (told > static_cast<long long>(kLongestHeader)) return std::nullopt;
   const std::size_t offset = std::max(layout.offset, static_cast<std::size_t>(std::max(told, 0LL)));

@@ -17,16 +17,16 @@ std::string_view trimmed(std::string_view text);
 
 std::string lower_case(std::string_view text);
 
-// The number that the text begins with, blanks aside; nothing when there is none, or no finite one.
+// The number at the front of the text, after blanks; nothing if there is no finite number.
 std::optional<double> number_in(std::string_view text);
 
-// Numbers that are no measurement unless they are above zero: headers have 0 where nobody measured.
+// Numbers that are measurements only if above zero: headers have 0 for unmeasured values.
 std::optional<double> above_zero(std::optional<double> number);
 
 class HeaderItems {
  public:
-  // Takes the items up to the closing brace, or to the end of `text` when there is none. A semicolon or a line's end
-  // closes an item. Of a key that occurs twice, the first counts. Items behind the first ten thousand are left out: no
+  // Reads the items up to the closing brace, or to the end of `text` if there is none. A semicolon or a line's end
+  // closes an item. If a key occurs twice, the first counts. Items behind the first ten thousand are left out: no
   // header has so many.
   explicit HeaderItems(std::string_view text);
 
@@ -43,10 +43,10 @@ class HeaderItems {
   // Whether a key begins with this.
   bool has_prefix(std::string_view prefix) const;
 
-  // Whether the closing brace may stand behind the end of the text, when that is a file's front.
+  // Whether the closing brace may be behind the end of the text, if that is the front of a file.
   bool is_open() const { return !end_ && !is_longest_; }
 
-  // The place behind the closing brace; nothing when there is none.
+  // The place behind the closing brace; nothing if there is none.
   std::optional<std::size_t> end() const { return end_; }
 
  private:
@@ -56,10 +56,10 @@ class HeaderItems {
   bool is_longest_ = false;
 };
 
-// Whether the text begins with a brace, blanks aside.
+// Whether the text begins with a brace, after blanks.
 bool begins_with_brace(std::string_view text);
 
-// No header in braces is longer; a brace behind this is one of the pixels'.
+// No header in braces is longer; a brace behind this belongs to the pixels.
 inline constexpr std::size_t kLongestHeader = std::size_t{1} << 20;
 
 }  // namespace frames

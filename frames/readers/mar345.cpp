@@ -27,7 +27,7 @@ struct Binary {
     is_new = mar345::is_new_layout(words);
     size = mar345::frame_size(words);
   }
-  // Of a sane header.
+  // For a sane header.
   std::size_t header_bytes() const {
     return static_cast<std::size_t>(mar345::overflow_offset(is_new, words[0], words[0]));
   }
@@ -64,7 +64,7 @@ class Line {
 
   bool is(std::string_view keyword) const { return !words_.empty() && words_[0] == keyword; }
 
-  // What is neither blank nor the mark of the header.
+  // Words that are neither blank nor the mark of the header.
   bool is_item() const { return !words_.empty() && !is("mar"); }
   std::string keyword() const { return std::string(words_[0]); }
 
@@ -76,7 +76,7 @@ class Line {
   }
   std::optional<double> positive(std::string_view word) const { return above_zero(number(word)); }
 
-  // All that follows the keyword.
+  // The text behind the keyword.
   std::optional<std::string> text() const {
     if (words_.size() < 2) return std::nullopt;
     const char* begin = words_[1].data();
@@ -134,7 +134,7 @@ void merge_record(Frame& frame, const Binary& binary, std::int32_t position, std
   }
 }
 
-// Records end where the file or `end` does: what lies behind it is the packed image.
+// Records end at the end of the file or at `end`, where the packed image begins.
 void merge_records(Frame& frame, Bytes file, const Binary& binary, std::size_t end) {
   const std::int32_t records = mar345::overflow_count(binary.words);
   std::size_t offset = binary.header_bytes();
@@ -175,7 +175,7 @@ bool is_mar345(Bytes file) {
 std::optional<std::size_t> enough_of_mar345(Bytes front, const LoadOptions& options) {
   if (find_packed_line(front)) return enough_of_packed(front, options);
   if (front.size() < kBinaryBytes) return std::nullopt;
-  // Without an image so far: it stands behind the overflows, of which a pixel has one.
+  // The image is not there yet. It is behind the overflows, of which a pixel has at most one.
   const Binary binary(front);
   if (!mar345::is_sane(binary.words)) return front.size();
   const std::size_t pixels = pixels_of_size(binary.size, binary.size);
@@ -184,9 +184,9 @@ std::optional<std::size_t> enough_of_mar345(Bytes front, const LoadOptions& opti
 }
 
 Frame load_mar345(Bytes file, const LoadOptions& options) {
-  if (file.size() < kBinaryBytes) throw LoadError("is truncated: the header is not whole");
+  if (file.size() < kBinaryBytes) throw LoadError("is truncated: the header is incomplete");
   const Binary binary(file);
-  if (!mar345::is_sane(binary.words)) throw LoadError("is damaged: its first word is not that of a mar345 frame");
+  if (!mar345::is_sane(binary.words)) throw LoadError("is damaged: its first word does not belong to a mar345 frame");
   Frame frame;
   frame.format = Format::kMar345;
   set_size(frame, binary.size, binary.size, options);

@@ -31,7 +31,7 @@ bool is_big_endian(Bytes file) {
 }
 
 struct Field {
-  const char* name;  // as the format's published description has it
+  const char* name;  // as in the published description of the format
   std::size_t offset;
 };
 
@@ -111,7 +111,7 @@ bool is_mar_ccd(Bytes file) {
 }
 
 Frame load_mar_ccd(Bytes file, const LoadOptions& options) {
-  if (file.size() < mar_ccd::kHeaderEnd) throw LoadError("is truncated: the header is not whole");
+  if (file.size() < mar_ccd::kHeaderEnd) throw LoadError("is truncated: the header is incomplete");
   Frame frame = load_tiff(file, options);
   frame.format = Format::kMarCcd;
   frame.header = read_header(file);

@@ -1,4 +1,4 @@
-// CCP4-packed images: a header line, wherever it stands in the file, and a bit stream.
+// CCP4-packed images: a header line, anywhere in the file, and a bit stream.
 #include "frames/readers/packed.h"
 
 #include <algorithm>
@@ -20,7 +20,7 @@ namespace {
 constexpr std::string_view kLineStart = XRD_PACKED_TITLE;
 constexpr std::size_t kLongestLine = 80;
 
-// What a chunk's header of six bits says: how many pixels the chunk has, and its length with the header.
+// A chunk's header of six bits: the number of pixels in the chunk, and its length with the header.
 struct Chunk {
   unsigned pixels = 0;
   unsigned bits = 0;
@@ -37,7 +37,7 @@ constexpr std::array<Chunk, 1U << xrd::kChunkHeaderBits> chunk_table() {
   return table;
 }
 
-// How many bytes of the bit stream so many pixels take; nothing when it ends before. The headers of chunks tell their
+// How many bytes of the bit stream so many pixels take; nothing if it ends earlier. The headers of chunks state their
 // lengths: nothing is decoded.
 std::optional<std::size_t> packed_bytes(Bytes stream, std::size_t pixels) {
   static constexpr auto kChunks = chunk_table();
@@ -48,7 +48,7 @@ std::optional<std::size_t> packed_bytes(Bytes stream, std::size_t pixels) {
     const unsigned next = byte + 1 < stream.size() ? stream[byte + 1] : 0U;
     const unsigned header = (stream[byte] | next << 8) >> (bit % 8) & xrd::low_bits(xrd::kChunkHeaderBits);
     const auto& [count, bits] = kChunks[header];
-    // What the last chunk holds beyond the image is not read.
+    // Pixels of the last chunk beyond the image are not read.
     const bool is_cut = count > pixels;
     bit += is_cut ? xrd::kChunkHeaderBits + pixels * ((bits - xrd::kChunkHeaderBits) / count) : bits;
     pixels -= is_cut ? pixels : count;
@@ -89,10 +89,10 @@ bool is_packed(Bytes file) {
 std::optional<std::size_t> enough_of_packed(Bytes front, const LoadOptions& /*options*/) {
   const auto line = find_packed_line(front);
   if (!line) return std::nullopt;
-  // The most that the pixels can take is several times what those of a frame do: the chunks tell where they end.
+  // The pixels could take several times as much as those of a frame usually do: the chunks show where they end.
   const std::size_t pixels = xrd::allocatable_pixels(line->width, line->height).value_or(0);
   const Bytes stream = front.subspan(line->end);
-  if (stream.size() < pixels / 2) return std::nullopt;  // few images end before, and going through chunks takes time
+  if (stream.size() < pixels / 2) return std::nullopt;  // few images are shorter, and going through chunks takes time
   const auto bytes = packed_bytes(stream, pixels);
   return bytes ? std::optional(line->end + *bytes + with_room(0)) : std::nullopt;
 }

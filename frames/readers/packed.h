@@ -8,7 +8,7 @@
 
 namespace frames {
 
-// Where the header line of the packed image stands, and the size that it states.
+// The place of the packed image's header line, and the size that it states.
 struct PackedLine {
   std::size_t begin = 0;  // the line feed in front, if there is one
   std::size_t end = 0;    // the first byte of the bit stream
@@ -16,10 +16,10 @@ struct PackedLine {
   int height = 0;
 };
 
-// The first header line with a size that can be, anywhere in the file.
+// The first header line with a valid size, anywhere in the file.
 std::optional<PackedLine> find_packed_line(Bytes file);
 
-// Decodes the image into the frame's counts, as far as it has pixels and they have room: 16 bits without a sign. A bit
+// Decodes unsigned 16-bit pixels into the frame's counts, as far as both go. A bit
 // stream that ends early is damage: some rows from there on have no meaning, and the rest are 0.
 void read_packed_pixels(Frame& frame, Bytes file, const PackedLine& line, const LoadOptions& options);
 

@@ -1,4 +1,4 @@
-// Raw frames: nothing but pixels, perhaps behind a header that is skipped.
+// Raw frames: only pixels, perhaps behind a header that is skipped.
 #include <array>
 #include <cmath>
 
@@ -22,7 +22,8 @@ std::size_t pixels(Size size) {
 }
 
 std::string guess_failed(std::size_t bytes) {
-  return "does not tell its size, and its " + std::to_string(bytes) + " bytes of pixels fit none; --size WxH gives it";
+  return "states no size, and its " + std::to_string(bytes) +
+         " bytes of pixels fit no usual one; give the size with --size WxH";
 }
 
 // A square, or else a detector that has as many pixels.
@@ -41,7 +42,7 @@ Size guess_size(std::size_t bytes, std::size_t sample_bytes) {
 int depth_of(const LoadOptions& options) {
   const int depth = options.depth.value_or(16);
   if (depth != 8 && depth != 16 && depth != 32) {
-    throw LoadError("cannot have " + std::to_string(depth) + " bits a pixel; --depth is 8, 16 or 32",
+    throw LoadError("cannot have " + std::to_string(depth) + " bits per pixel; --depth must be 8, 16 or 32",
                     Problem::kInvalid);
   }
   return depth;
@@ -66,9 +67,9 @@ Frame load_raw(Bytes file, const LoadOptions& options) {
   frame.format = Format::kRaw;
   set_size(frame, size.width, size.height, options);
   if (!options.size) {
-    frame.notes.push_back("is taken as " + std::to_string(size.width) + " x " + std::to_string(size.height) +
+    frame.notes.push_back("is read as " + std::to_string(size.width) + " x " + std::to_string(size.height) +
                           " pixels of " + std::to_string(depth) +
-                          " bits, by its length; --size WxH and --depth tell otherwise");
+                          " bits, a guess from its length; set --size WxH and --depth if it is wrong");
   }
   read_samples(frame, data, type, options.big_endian, options);
   return frame;

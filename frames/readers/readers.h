@@ -1,4 +1,4 @@
-// The loaders of the single formats, each given the whole file, already decompressed; see frame.h.
+// The loaders of the formats. Each gets the whole file, already decompressed; see frame.h.
 //
 // formats/ has another parser for most of them, on purpose: flat functions return what their callers have always had,
 // loaders what the file says. Both take layouts and constants from one place (support/, mar345/, pack/).
@@ -14,7 +14,7 @@
 
 namespace frames {
 
-// Whether the content is of the format, by what every file of it begins with.
+// Whether the content has the format, by the bytes that every such file begins with.
 bool is_adsc(Bytes file);
 bool is_edf(Bytes file);
 bool is_mar345(Bytes file);
@@ -32,8 +32,8 @@ Frame load_raw(Bytes file, const LoadOptions& options);
 Frame load_saint(Bytes file, const LoadOptions& options);
 Frame load_tiff(Bytes file, const LoadOptions& options);
 
-// After how many bytes of the file nothing more matters to the loader, which is given its front: so many of a
-// compressed file are unpacked at most. Nothing while the front does not say; the front of a file ends anywhere.
+// After how many bytes the rest of the file does not matter to the loader, given its front: at most so many of a
+// compressed file are unpacked. Nothing if the front does not show it; the front may end anywhere.
 std::optional<std::size_t> enough_of_adsc(Bytes front, const LoadOptions& options);
 std::optional<std::size_t> enough_of_edf(Bytes front, const LoadOptions& options);
 std::optional<std::size_t> enough_of_mar345(Bytes front, const LoadOptions& options);
@@ -55,19 +55,19 @@ constexpr std::size_t with_room(std::size_t bytes) {
 // The file as a stretch of characters, for headers.
 std::string_view text_of(Bytes file);
 
-// Damage of a file: a LoadError, or a note in the frame when the user wants the frame all the same.
+// Reports damage: a LoadError, or with `force` a note in the frame.
 void report_damage(Frame& frame, const LoadOptions& options, const std::string& damage);
 
-// How many pixels. LoadError for an impossible size.
+// The number of pixels. LoadError for an invalid size.
 std::size_t pixels_of_size(long long width, long long height);
 
-// Sets the size and makes the counts, all 0, unless only the header is wanted. LoadError for an impossible size.
+// Sets the size and makes the counts, all 0, unless only the header is wanted. LoadError for an invalid size.
 void set_size(Frame& frame, long long width, long long height, const LoadOptions& options);
 
 // More images of a file are not counted.
 inline constexpr std::size_t kMostImages = 65536;
 
-// Of a file with so many images: checks that it holds the one asked for, and notes when the user has not chosen.
+// For a file with so many images: checks that it has the one asked for, and adds a note if the user has not chosen.
 void choose_image(Frame& frame, std::size_t images, const LoadOptions& options);
 
 }  // namespace frames

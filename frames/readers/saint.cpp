@@ -1,7 +1,7 @@
-// SAINT frames: text records of 80 bytes, pixels of one or two bytes, then the counts that did not fit these.
+// SAINT frames: text records of 80 bytes, pixels of one or two bytes, then the counts that do not fit.
 //
-// Not handled: the LINEAR scale of processed frames (a note tells), and the pixel size, which the header gives only by
-// way of the detector's type.
+// Not handled: the LINEAR scale of processed frames (a note says so), and the pixel size, which the header gives only
+// through the detector's type.
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -20,7 +20,7 @@ constexpr std::size_t kRecord = 80;
 constexpr std::size_t kKey = 7;
 constexpr std::size_t kBlock = 512;
 constexpr long long kUsualBlocks = 15;
-constexpr std::size_t kLongestText = std::size_t{1} << 20;  // of a header: what follows are no records
+constexpr std::size_t kLongestText = std::size_t{1} << 20;  // of a header: the rest is no records
 constexpr std::size_t kTextEntry = 16;                      // of the table of overflows
 
 using Records = std::map<std::string, std::string, std::less<>>;
@@ -48,7 +48,7 @@ std::optional<std::string> text_value(const Records& records, std::string_view k
   return record == records.end() || record->second.empty() ? std::nullopt : std::optional(record->second);
 }
 
-// The numbers that the record holds, up to the first word that is none.
+// The numbers of the record, up to the first word that is not a number.
 std::vector<double> numbers(const Records& records, std::string_view key) {
   const std::string value = text_value(records, key).value_or("");
   std::vector<double> found;
@@ -66,7 +66,7 @@ std::optional<double> number(const Records& records, std::string_view key) {
   return found.empty() ? std::nullopt : std::optional(found.front());
 }
 
-// The record's number of that place; `by_default` when there is none, or when it is too large to be meant.
+// The record's number at that place; `by_default` if there is none, or if it is implausibly large.
 long long integer(const Records& records, std::string_view key, std::size_t place, long long by_default) {
   constexpr double kLargest = 1e9;
   const auto found = numbers(records, key);
@@ -92,12 +92,12 @@ std::size_t header_size(std::string_view text) {
   return static_cast<std::size_t>(blocks < 1 ? kUsualBlocks : std::min(blocks, 1LL << 20)) * kBlock;
 }
 
-// The bytes that a binary table takes, which are a multiple of 16.
+// The bytes of a binary table, a multiple of 16.
 std::size_t table_bytes(long long entries, std::size_t bytes) {
   return entries > 0 ? (static_cast<std::size_t>(entries) * bytes + 15) / 16 * 16 : 0;
 }
 
-// Reads the counts of one binary table, and goes on to what follows it.
+// Reads the counts of one binary table, and moves on behind it.
 std::vector<std::uint32_t> read_table(Bytes& data, long long entries, std::size_t bytes, bool big_endian) {
   std::vector<std::uint32_t> table;
   const std::size_t present = data.size() / bytes;
@@ -129,7 +129,7 @@ void report_lacking_counts(Frame& frame, const LoadOptions& options) {
   report_damage(frame, options, "is truncated: its table of overflows ends early");
 }
 
-// How many entries the binary tables have. A number of underflows below 0 tells that there is neither a
+// The number of entries of the binary tables. A number of underflows below 0 means that there is neither a
 // baseline nor a table of pixels below it.
 struct Tables {
   long long underflows = -1;
@@ -150,12 +150,12 @@ Tables tables_of(const Records& records) {
   return tables;
 }
 
-// How many entries the text table of format 86 has.
+// The number of entries of the text table of format 86.
 std::size_t text_entries(const Records& records) {
   return static_cast<std::size_t>(std::max(0LL, integer(records, "NOVERFL", 0, 0)));
 }
 
-// Whether there can be so many entries: a pixel has one in each table at most.
+// Whether so many entries are possible: a pixel has at most one in each table.
 bool fits(const Tables& tables, std::size_t pixels) {
   return std::max({tables.underflows, tables.words, tables.longs}) <= static_cast<long long>(pixels);
 }
@@ -164,7 +164,7 @@ void report_too_many_overflows(Frame& frame, const LoadOptions& options) {
   report_damage(frame, options, "is damaged: it states more overflows than it has pixels");
 }
 
-// A count that no baseline can have been taken from is unknown.
+// Adds the baseline. A count that does not fit then is unknown.
 void add_baseline(Frame& frame, std::size_t pixel, long long baseline) {
   const long long count = frame.counts[pixel] + baseline;
   frame.counts[pixel] = static_cast<std::uint32_t>(count);

@@ -19,7 +19,7 @@ namespace {
 struct Source {
   Bytes data;
   std::size_t count;
-  bool swapped;  // the samples have the byte order that the processor has not
+  bool swapped;  // the samples do not have the processor's byte order
 };
 
 template <typename Number>
@@ -82,7 +82,7 @@ void read_reals(Frame& frame, const Source& source) {
       if (rounded >= lowest && rounded <= highest) {
         frame.counts[first + i] = static_cast<std::uint32_t>(static_cast<std::int64_t>(rounded));
       } else {
-        mask_pixel(frame, first + i, kUnknown);  // what is no number, too
+        mask_pixel(frame, first + i, kUnknown);  // NaN too
       }
     }
   });

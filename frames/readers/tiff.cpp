@@ -22,7 +22,7 @@ namespace frames {
 namespace {
 
 // ------------------------------------------------------------------------------------------------------------------
-// The file's bytes as libtiff wants them
+// The file's bytes for libtiff
 // ------------------------------------------------------------------------------------------------------------------
 
 class Source : public xrd::TiffBytes {
@@ -60,7 +60,7 @@ std::string damage(const Source& source) {
   return source.has_error() ? "is a damaged TIFF file: " + source.error() : "is a damaged TIFF file";
 }
 
-// libtiff keeps every value of a directory, and takes the longer for each tag the more there are. Frames have a few
+// libtiff keeps every value of a directory, and is the slower per tag the more tags there are. Frames have a few
 // dozen; values that overlap in the file would take many times its size.
 void check_directory(Bytes file, std::uint64_t begin) {
   constexpr std::uint64_t kMostEntries = 512;
@@ -88,7 +88,7 @@ xrd::TiffHandle open(Source& source, std::uint64_t directory) {
 // Pixels
 // ------------------------------------------------------------------------------------------------------------------
 
-// A tag's value, or the default that the format gives it.
+// A tag's value, or the format's default.
 template <typename Value>
 Value tag(tiff* image, std::uint32_t name, Value absent) {
   Value value = absent;
@@ -123,7 +123,7 @@ Blocks blocks_of(tiff* image, std::uint32_t width, std::uint32_t height) {
     blocks.height = std::min(tag<std::uint32_t>(image, TIFFTAG_ROWSPERSTRIP, 0xFFFFFFFF), height);
   }
   if (blocks.width == 0 || blocks.height == 0 || blocks.height > xrd::kMaxPixels / blocks.width) {
-    throw LoadError("is a damaged TIFF file: its strips or tiles have an impossible size");
+    throw LoadError("is a damaged TIFF file: its strips or tiles have an invalid size");
   }
   const auto parts = [](std::uint64_t whole, std::uint64_t part) { return (whole + part - 1) / part; };
   blocks.count = parts(width, blocks.width) * parts(height, blocks.height);
@@ -135,12 +135,12 @@ std::uint64_t stored_bytes(tiff* image, std::uint64_t block, Bytes file) {
   return std::min<std::uint64_t>(TIFFGetStrileByteCount(image, static_cast<std::uint32_t>(block)), file.size());
 }
 
-// Reading costs what the image is worth: blocks may reach beyond its edges, and share bytes of the file, only so far.
+// Keeps the cost of reading in proportion to the image: limits how far blocks may reach beyond its edges or overlap.
 void check_cost(tiff* image, Bytes file, std::uint64_t pixels, const Blocks& blocks, std::size_t sample_bytes) {
   constexpr std::uint64_t kAnyPixels = std::uint64_t{1} << 22;  // a small image may lie in one tile of any size
   constexpr std::uint64_t kTimes = 3;
   const std::string damaged = std::string("is a damaged TIFF file: its ") + blocks.name();
-  if (blocks.count > file.size()) throw LoadError(damaged + " are more than it has room for");
+  if (blocks.count > file.size()) throw LoadError(damaged + " are too many for its length");
   const std::uint64_t decoded = blocks.count * blocks.pixels();  // both are below 2^32
   if (decoded > kTimes * pixels + kAnyPixels) throw LoadError(damaged + " hold far more than the image");
   std::uint64_t stored = 0;
@@ -155,7 +155,7 @@ void check_compression(tiff* image) {
       COMPRESSION_PACKBITS, COMPRESSION_LZMA, COMPRESSION_ZSTD};
   const auto compression = tag<std::uint16_t>(image, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
   if (std::ranges::find(kCompressions, compression) == kCompressions.end()) {
-    throw LoadError("has TIFF compression " + std::to_string(compression) + ", which no frame has",
+    throw LoadError("has TIFF compression " + std::to_string(compression) + ", which frames do not use",
                     Problem::kUnsupported);
   }
 }
@@ -279,7 +279,7 @@ Frame load_tiff(Bytes file, const LoadOptions& options) {
   const auto type = sample_type(bits, format);
   if (!type) {
     throw LoadError("has pixels of " + std::to_string(bits) + " bits of TIFF sample format " + std::to_string(format) +
-                        ", which no frame has",
+                        ", which frames do not use",
                     Problem::kUnsupported);
   }
   set_size(frame, tag<std::uint32_t>(image.get(), TIFFTAG_IMAGEWIDTH, 0),

@@ -17,7 +17,7 @@ namespace {
 
 // Files with 64-bit offsets have larger fields in the same order.
 struct Layout {
-  std::size_t first;   // where the place of the first directory stands
+  std::size_t first;   // where the offset of the first directory is
   std::size_t offset;  // bytes of an offset, and of an entry's number of values
   std::size_t count;   // bytes of a directory's number of entries
   std::size_t entry;
@@ -43,13 +43,13 @@ std::uint64_t number_of(Bytes file, std::size_t offset, std::size_t bytes) {
   return number_at<std::uint64_t>(file, offset, big_endian);
 }
 
-// Bytes of a value by its type; 8 for types that nobody knows.
+// Bytes of a value by its type; 8 for unknown types.
 std::size_t value_size(std::uint64_t type) {
   constexpr std::array<std::size_t, 14> kSizes{8, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
   return type < kSizes.size() ? kSizes[static_cast<std::size_t>(type)] : 8;
 }
 
-// More than any file has. Numbers of bytes end here, so that no sum wraps.
+// More than any file has. Numbers of bytes are capped here, so that no sum wraps.
 constexpr std::uint64_t kEndless = std::uint64_t{1} << 40;
 
 struct Entry {
@@ -165,7 +165,7 @@ std::vector<std::uint64_t> tiff_directories(Bytes file, std::size_t most) {
     const auto at = static_cast<std::size_t>(directories.back());
     const auto entries = static_cast<std::size_t>(number_of(file, at, layout.count));
     const std::uint64_t next = number_of(file, at + layout.count + entries * layout.entry, layout.offset);
-    // A file may lead in a circle, or to what is no directory.
+    // The offsets may form a circle, or lead to something that is not a directory.
     if (!seen.insert(next).second || !is_directory(file, next)) break;
     directories.push_back(next);
   }

@@ -12,7 +12,7 @@ namespace frames {
 namespace {
 
 // The header has one size for both sides of a pixel. The beam centre is in millimetres of that size, so that readers
-// get the right pixel from both; it stays in pixels when the size is not known.
+// get the right pixel from both; it stays in pixels if the size is unknown.
 void add_geometry(HeaderLines& lines, const Header& header, Remarks& remarks) {
   if (header.pixel_size) {
     const auto [x, y] = *header.pixel_size;

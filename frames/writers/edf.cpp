@@ -15,7 +15,7 @@ const char* data_type(SampleType type) {
   return type == kUnsigned32 ? "UnsignedInteger" : "SignedInteger";
 }
 
-// In metres, as the format wants lengths to be.
+// In metres, the format's unit of length.
 std::optional<double> metres(std::optional<double> length, double unit) {
   return length ? std::optional(*length * unit) : std::nullopt;
 }

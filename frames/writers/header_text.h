@@ -8,13 +8,13 @@
 
 namespace frames {
 
-// The number with up to twelve digits, "." as the decimal point whatever the locale is.
+// The number with up to twelve digits, and with "." as the decimal point in every locale.
 std::string number_text(double number);
 
 // The text as a value in a header: one line of at most 200 characters, without what ends an item or the header.
 std::string header_value(std::string_view text);
 
-// Lines of a key and its value. What the frame's header lacks is left out.
+// Lines of a key and its value. Values that the frame's header lacks are left out.
 class HeaderLines {
  public:
   // Keys are filled up with blanks to `key_width`.

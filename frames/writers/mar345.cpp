@@ -17,7 +17,7 @@ constexpr int kSmallestSide = 10;
 constexpr int kLargestSide = 10000;
 constexpr std::uint32_t kLargestRecorded = std::numeric_limits<std::int32_t>::max();
 
-// What the frame's header tells, in the format's units.
+// The values of the frame's header, in the format's units.
 Mar345Frame header_of(const Frame& frame) {
   constexpr double kMicrometresPerMillimetre = 1000;
   const Header& header = frame.header;
@@ -40,7 +40,7 @@ Mar345Frame header_of(const Frame& frame) {
   return mar;
 }
 
-// Fills the square, of which the frame is the upper left part. Negative counts become 0.
+// Fills the square; the frame is its upper left part. Negative counts become 0.
 void copy_pixels(const Frame& frame, Mar345Frame& mar) {
   const auto side = static_cast<std::size_t>(mar.size);
   const auto width = static_cast<std::size_t>(frame.width);
@@ -66,7 +66,7 @@ void clip_to_records(Mar345Frame& mar, Remarks& remarks) {
   remarks.warnings.push_back(std::to_string(above) + " pixels above " + largest + " were written as " + largest);
 }
 
-// Readers pass over a record at index 0, so that the first pixel cannot have one.
+// Readers skip a record at index 0, so the first pixel cannot have one.
 void clip_first_pixel(Mar345Frame& mar, Remarks& remarks) {
   constexpr std::uint32_t kLargestWord = 65535;
   if (!mar.unknown.empty() && mar.unknown[0]) {

@@ -57,7 +57,7 @@ struct Intensities {
   std::uint32_t maximum = 0;
   double mean = 0;
   double sigma = 0;
-  std::uint32_t histogram_end = 0;    // 99.9 % of the pixels are not above
+  std::uint32_t histogram_end = 0;    // 99.9 % of the pixels have no larger count
   std::size_t histogram_maximum = 0;  // pixels that have the most frequent count
 };
 
@@ -124,14 +124,14 @@ double edge_resolution(const Mar345Frame& frame) {
   return *frame.wavelength / (2 * std::sin(std::atan(radius / *frame.distance) / 2));
 }
 
-// The number with so many decimals, and a point in front of them wherever the process is at home.
+// The number with so many decimals, and a decimal point in every locale.
 std::string fixed(double number, int decimals) {
   std::array<char, 400> text{};  // as long as the largest double
   char* const begin = text.data();
   return {begin, std::to_chars(begin, begin + text.size(), number, std::chars_format::fixed, decimals).ptr};
 }
 
-// The number with so many decimals, and more where it has them; 0 when it is not known, or none.
+// The number with at least so many decimals; 0 if it is unknown or not finite.
 std::string decimal(std::optional<double> number, std::size_t decimals) {
   constexpr int kMostDecimals = 7;
   const bool is_known = number && std::isfinite(*number);
@@ -143,8 +143,8 @@ std::string decimal(std::optional<double> number, std::size_t decimals) {
   return digits;
 }
 
-// Readers go from keyword to keyword in this order, and lose their way without the first ones: these stand there with
-// nothing or 0 when the value is not known, which counts as no value.
+// Readers go from keyword to keyword in this order, and get lost without the first ones. These are written with
+// nothing or 0 if the value is unknown; readers take that for no value.
 void add_frame_lines(HeaderText& text, const Mar345Frame& frame, std::size_t overflows) {
   text.add("mar research", "%s", "");
   text.add("PROGRAM", "%s", frame.program.c_str());
@@ -205,7 +205,7 @@ std::string header_text(const Mar345Frame& frame, std::size_t overflows) {
   return std::move(text).finish();
 }
 
-// Real values as the whole numbers of the binary header; 0 when they are not known.
+// Real values as the whole numbers of the binary header; 0 if unknown.
 std::int32_t scaled(std::optional<double> value, double scale) {
   constexpr double kLargest = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::int32_t>(std::lround(std::clamp(value.value_or(0) * scale, -kLargest, kLargest)));

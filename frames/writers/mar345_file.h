@@ -11,7 +11,7 @@
 
 namespace frames {
 
-// A square frame and what its header tells; lines of what is not known are left out or 0, as readers expect them.
+// A square frame and its header values. Lines of unknown values are left out or 0, as readers expect.
 struct Mar345Frame {
   int size = 0;                        // pixels per row, and rows
   std::vector<std::uint32_t> counts;   // size x size

@@ -1,4 +1,4 @@
-// Raw dumps: nothing but samples.
+// Raw dumps: only samples.
 #include "frames/writers/samples.h"
 
 namespace frames {

@@ -18,11 +18,11 @@ constexpr std::uint32_t kLargest16 = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint32_t kLargestSigned = std::numeric_limits<std::int32_t>::max();
 constexpr std::size_t kBlockSamples = 65536;
 
-// Pixels that need a word to the user.
+// Pixels that cause a warning.
 struct Tally {
   std::size_t above = 0;     // more than 65535 counts
-  std::size_t negative = 0;  // less than none
-  std::size_t unknown = 0;   // these are in neither of the above
+  std::size_t negative = 0;  // below 0
+  std::size_t unknown = 0;   // not counted above
 };
 
 Tally tally_of(const Frame& frame) {
@@ -80,8 +80,8 @@ SampleType fitting_type(const Frame& frame, const WriteOptions& options, Remarks
   SampleType type = tally.negative > 0 ? kSigned32 : kUnsigned32;
   if (options.bits == 16) {
     if (tally.above == 0 && tally.negative == 0) type = kUnsigned16;
-    warn(tally.above, "pixels are above 65535: written with 32 bits a pixel", remarks);
-    warn(tally.negative, "counts are negative: written with 32 bits a pixel", remarks);
+    warn(tally.above, "pixels are above 65535: written with 32 bits per pixel", remarks);
+    warn(tally.negative, "counts are negative: written with 32 bits per pixel", remarks);
   }
   warn_of_unknown(tally.unknown, largest_sample(type), remarks);
   return type;

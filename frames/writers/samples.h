@@ -1,4 +1,4 @@
-// Counts as the samples of files, and what the user is told when they do not fit.
+// Counts as samples of files, and warnings about counts that do not fit.
 #pragma once
 
 #include <cstddef>
@@ -11,7 +11,7 @@
 
 namespace frames {
 
-// The type's largest number, which stands for an unknown count too.
+// The type's largest number, which also stands for an unknown count.
 std::uint32_t largest_sample(SampleType type);
 
 // For formats of any type: 32 bits, signed when there are negative counts; 16 when these are asked for and hold every
@@ -24,7 +24,7 @@ SampleType unsigned_type(const Frame& frame, const WriteOptions& options, Remark
 // Warns of what an unsigned type cannot hold; `hint` follows the warning of counts that are too large.
 void warn_of_clipping(const Frame& frame, SampleType type, std::string_view hint, Remarks& remarks);
 
-// Pixels with a negative count; those of unknown count are none.
+// The number of pixels with a negative count; unknown counts do not count.
 std::size_t negative_pixels(const Frame& frame);
 
 void warn_of_negative(std::size_t pixels, Remarks& remarks);

@@ -23,7 +23,7 @@ namespace frames {
 namespace {
 
 // ------------------------------------------------------------------------------------------------------------------
-// The stream as libtiff wants it
+// The stream for libtiff
 // ------------------------------------------------------------------------------------------------------------------
 
 class Target : public xrd::TiffBytes {
@@ -62,7 +62,7 @@ void require(bool done, const Target& target) {
 // Tags
 // ------------------------------------------------------------------------------------------------------------------
 
-// The date as the format wants it, "2024:05:06 07:08:09"; nothing for dates of other forms.
+// The date in the format's form, "2024:05:06 07:08:09"; nothing for dates in other forms.
 std::optional<std::string> tiff_date(const std::optional<std::string>& date) {
   constexpr std::string_view kForm = "0000:00:00 00:00:00";
   if (!date || date->size() != kForm.size()) return std::nullopt;
@@ -77,7 +77,7 @@ std::optional<std::string> tiff_date(const std::optional<std::string>& date) {
   return text;
 }
 
-// What the header tells, for people.
+// The header values, for people.
 std::string description(const Header& header) {
   std::string text;
   const auto add = [&](const char* name, std::optional<double> number, const char* unit) {

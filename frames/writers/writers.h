@@ -1,5 +1,5 @@
 // The writers of the single file formats. Each writes the whole file to a new, empty, seekable stream and gathers
-// warnings. Write errors show in the stream's error state; what else cannot be written is a std::runtime_error, one
+// warnings. Write errors show in the stream's error state; any other failure is a std::runtime_error with one
 // line without the path.
 #pragma once
 
@@ -12,7 +12,7 @@
 namespace frames {
 
 struct WriteOptions {
-  std::optional<int> bits;  // 16 or 32 per pixel, when the user asks for it; the formats have their own default
+  std::optional<int> bits;  // 16 or 32 per pixel, if the user asks for it; each format has its own default
 };
 
 void write_adsc(const Frame& frame, const WriteOptions& options, std::FILE* stream, Remarks& remarks);

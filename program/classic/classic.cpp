@@ -19,7 +19,7 @@ namespace {
 using frames::Format;
 using frames::Frame;
 
-// The array and the size that a reader hands out, and the header values that it tells.
+// The array, the size and the header values that a reader returns.
 struct Result {
   unsigned int* daten = nullptr;
   int width = 0;
@@ -43,7 +43,7 @@ xrd::LibraryReport call_library(const ClassicRequest& request, const std::functi
 // ------------------------------------------------------------------------------------------------------------------
 
 void read_mar345_values(const ClassicRequest& request, frames::Header& values) {
-  // The library leaves the fields of keywords that it does not find as they were.
+  // The library leaves the fields of missing keywords unchanged.
   constexpr double kNotFound = std::numeric_limits<double>::quiet_NaN();
   Mar345Header header{};
   header.wavelength = header.distance = header.phi_start = header.phi_end = header.time = kNotFound;
@@ -92,7 +92,7 @@ void read_edf_frame(const ClassicRequest& request, Result& result) {
 }
 
 void read_adsc(const ClassicRequest& request, Result& result) {
-  // What the library hands out for a value that the header does not have.
+  // What the library returns for a value that the header lacks.
   constexpr double kAbsent = -1.0;
   double distance = kAbsent;
   double wavelength = kAbsent;
@@ -146,7 +146,7 @@ constexpr std::array<Reader, 8> kReaders{{
 struct Type {
   int code;
   const char* name;
-  std::optional<Format> format;  // none for types that are known by name only
+  std::optional<Format> format;  // none for types that are only known by name
 };
 
 constexpr std::array<Type, 10> kTypes{{
@@ -163,7 +163,7 @@ constexpr std::array<Type, 10> kTypes{{
 }};
 
 // MarCCD frames are TIFF files with a binary header behind the first 1024 bytes, which names itself. The library has no
-// type of their own for them: callers look.
+// own type for them: callers look at the header.
 bool has_mar_ccd_header(const std::string& path) {
   std::array<char, xrd::mar_ccd::kFormatName.size()> name{};
   const xrd::FileHandle stream = xrd::open_file(path.c_str(), "r");
@@ -178,7 +178,7 @@ Format detect(const ClassicRequest& request) {
   run_library(request.settings, std::nullopt, [&] { code = get_image_type(request.path.c_str()); });
   const auto* const type = std::ranges::find(kTypes, code, &Type::code);
   if (type == kTypes.end())
-    throw frames::Failure(request.path, "is of no type that the library knows (--format states one)");
+    throw frames::Failure(request.path, "has a type that the library does not know; state one with --format");
   if (!type->format) {
     throw frames::Failure(request.path,
                           "is of the type " + std::string(type->name) + ", which the library cannot read");

@@ -1,4 +1,4 @@
-// Frames as callers of the library get them: what its readers return, where that differs from the true counts.
+// Frames as callers of the flat library get them: what its readers return instead of true counts.
 #pragma once
 
 #include <string>
@@ -16,8 +16,8 @@ struct ClassicRequest {
   frames::Remarks& remarks;
 };
 
-// Detects the type and reads the frame by functions of the library. An ERROR that they print is a Failure, a WARNING a
-// remark. No pixel is masked: overflow marks are counts like any other.
+// Detects the type and reads the frame with functions of the library. An ERROR that they print is a Failure, a WARNING
+// a remark. No pixel is masked: overflow marks are counts like any other.
 frames::Frame read_classic(const ClassicRequest& request);
 
 }  // namespace program

@@ -20,7 +20,7 @@ namespace program {
 
 namespace {
 
-// Standard output goes to a memory file, until the end of this object's life.
+// Standard output goes to a memory file while this object lives.
 class DivertedOutput {
  public:
   DivertedOutput() : saved_(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)) {
@@ -41,8 +41,8 @@ class DivertedOutput {
   int saved_;
 };
 
-// Gathers what the call prints, and what the programs that it runs write to standard output. A question is answered by
-// what is at hand, or by the user.
+// Gathers the output of the call and of the programs that it runs. A question gets
+// the given answer, or that of the user.
 class Gathering : public xrd::Conversation {
  public:
   explicit Gathering(std::optional<std::string> answer) : answer_(std::move(answer)) {}
@@ -66,7 +66,7 @@ class Gathering : public xrd::Conversation {
     return status;
   }
 
-  // The library has no more to say of a TIFF file than that something is wrong.
+  // The library only says that something is wrong with a TIFF file; libtiff says what.
   void hear_libtiff(const char* module, const char* text) override {
     std::fputs(warning_line(module == nullptr ? "libtiff" : module, text).c_str(), stderr);
   }
@@ -78,7 +78,7 @@ class Gathering : public xrd::Conversation {
       std::fputs(xrd::printable(line).c_str(), stderr);
     }
     std::fflush(stderr);
-    // One line and no more, however long: the next ones may answer the next questions.
+    // Exactly one line, however long: the next lines may answer the next questions.
     std::array<char, 4096> line{};
     if (!xrd::read_line(line, stdin)) return false;
     const std::string_view text(line.data());
@@ -94,7 +94,7 @@ class Gathering : public xrd::Conversation {
 
 xrd::LibraryReport run_library(const Settings& settings, const std::optional<std::string>& answer,
                                const std::function<void()>& call) {
-  std::fflush(stdout);  // the program's lines stand before what libtiff and other programs say meanwhile
+  std::fflush(stdout);  // the program's lines come before those of libtiff and other programs
   std::string printed;
   {
     const Gathering conversation(answer);

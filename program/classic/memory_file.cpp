@@ -27,7 +27,7 @@ std::string MemoryFile::path() const {
 std::string MemoryFile::contents() const {
   std::string bytes;
   std::array<char, 4096> block{};
-  // Not read(): the position is shared with those who write.
+  // Not read(): the position is shared with the writers.
   ssize_t size = 0;
   while ((size = pread(descriptor_, block.data(), block.size(), static_cast<off_t>(bytes.size()))) > 0) {
     bytes.append(block.data(), static_cast<std::size_t>(size));

@@ -1,4 +1,4 @@
-// A file without a name, for what functions write to a path or a descriptor.
+// A file without a name, for functions that write to a path or a descriptor.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +14,7 @@ class MemoryFile {
   ~MemoryFile();
 
   int descriptor() const { return descriptor_; }
-  // Opens as any other file, in this process.
+  // A path that opens the file in this process.
   std::string path() const;
   std::string contents() const;
 

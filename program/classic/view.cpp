@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The library goes on to the viewer when its files cannot be written.
+// The library starts the viewer even if its files cannot be written.
 void check_writable(const std::string& path) {
   const xrd::Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666));
   if (!file) throw frames::Failure(path, std::string("cannot be written: ") + std::strerror(errno));
@@ -53,7 +53,7 @@ void view_classic(const std::string& path, frames::Frame& frame, std::optional<i
   const std::uint32_t largest = std::ranges::max(frame.counts);
   const int used_divisor = divisor.value_or(automatic_divisor(largest, high));
 
-  // The library's files have their names in the working directory.
+  // The library writes its files to the working directory.
   const ScratchFolder scratch;
   const WorkingDirectory there(scratch.path());
   const std::string name = fs::path(path).stem().string();

@@ -1,4 +1,4 @@
-// xrdimage convert: frames in another format, which the ending of the new file's name tells.
+// xrdimage convert: writes frames in another format, by default that of the new file's ending.
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -52,14 +52,14 @@ struct ConvertOptions {
 
 constexpr std::array<std::pair<const char*, int>, 2> kBits{{{"16", 16}, {"32", 32}}};
 
-// The format that is stated, or else the one that the name's ending tells.
+// The stated format, or else that of the name's ending.
 const frames::FileFormat& format_for(const std::string& path, const std::string& stated) {
   const std::string ending = frames::ending_of(path);
   const frames::FileFormat* const format =
       stated.empty() ? frames::format_of_ending(ending) : frames::find_format(stated);
   if (format != nullptr && format->is_written()) return *format;
   throw frames::Failure(path, "cannot be written: its name must end in one of " +
-                                  frames::joined(frames::written_endings()) + ", or --to state the format" +
+                                  frames::joined(frames::written_endings()) + ", or state the format with --to" +
                                   suggestion("." + ending, frames::written_endings()));
 }
 
@@ -67,7 +67,7 @@ const frames::FileFormat& format_for(const std::string& path, const std::string&
 std::string written_keyword(const std::string& name) {
   const frames::FileFormat* const format = frames::find_format(name);
   if (format != nullptr && format->is_written()) return format->keyword;
-  throw frames::InvalidValue(name, "is none of " + frames::joined(frames::writable_formats()));
+  throw frames::InvalidValue(name, "must be one of " + frames::joined(frames::writable_formats()));
 }
 
 bool is_frame_itself(const std::string& input, const std::string& output) {
@@ -111,7 +111,7 @@ frames::Remarks convert(const Job& job, const ConvertOptions& options, const Set
 // Many frames
 // ------------------------------------------------------------------------------------------------------------------
 
-// What to do in this run, and what not.
+// What to do in this run, and what to leave out.
 struct Plan {
   std::vector<Job> jobs;
   std::size_t skipped = 0;
@@ -130,7 +130,7 @@ std::string place_of(const std::string& path) {
   return error ? path : place.string();
 }
 
-// A frame that is yet to be read must not be overwritten by what is made of another one, and neither must that.
+// An output must overwrite neither a frame that is still to be read nor another output.
 void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<std::string>& inputs) {
   std::set<std::string> places;
   for (const std::string& input : inputs) places.insert(place_of(input));
@@ -138,10 +138,12 @@ void refuse_overwriting_others(const std::vector<Job>& jobs, const std::vector<s
   for (const Job& job : jobs) {
     const std::string place = place_of(job.output);
     if (places.contains(place) && place != place_of(job.input)) {
-      throw frames::Failure(job.output, "is a frame itself, which is not overwritten by what is made of " + job.input);
+      throw frames::Failure(job.output,
+                            "is itself an input frame, which is not overwritten by the output of " + job.input);
     }
     const auto [other, is_new] = input_of.emplace(place, job.input);
-    if (!is_new) throw frames::Failure(job.output, "would be written for " + other->second + " and for " + job.input);
+    if (!is_new)
+      throw frames::Failure(job.output, "would be written twice: for " + other->second + " and for " + job.input);
   }
 }
 
@@ -153,7 +155,7 @@ Formats formats_for(const std::vector<std::string>& outputs, const ConvertOption
   return formats;
 }
 
-// An option that changes some of the outputs is no mistake. `why` says of a format what follows its ending.
+// An option that affects some of the outputs is not a mistake. `why` returns the text behind a format's ending.
 template <typename IsUseful, typename Why>
 void require_effect(const std::vector<std::string>& given, const Formats& formats, IsUseful is_useful, Why why) {
   const auto is_useful_for = [&](const frames::FileFormat* format) { return is_useful(format->abilities); };
@@ -163,7 +165,7 @@ void require_effect(const std::vector<std::string>& given, const Formats& format
                    "has no effect on ." + std::string(frames::usual_ending(format)) + why(format.abilities));
 }
 
-// Of all outputs, also those of other shards, so that every shard takes the same options.
+// Looks at all outputs, also those of other shards, so that every shard accepts the same options.
 void check_options(const Command& command, const ConvertOptions& options, const std::vector<std::string>& outputs) {
   using frames::Abilities;
   check_input_options(options.reading);
@@ -176,10 +178,10 @@ void check_options(const Command& command, const ConvertOptions& options, const 
     return format.header || (format.is_picture && !options.saving.picture.rings.empty());
   };
   require_effect(command.given_of(kPictureGroup), formats, is_picture,
-                 [](const Abilities& /*format*/) { return ", which is no picture"; });
+                 [](const Abilities& /*format*/) { return ", which is not a picture"; });
   if (options.saving.writing.bits) {
     require_effect({"--bits"}, formats, takes_bits, [](const Abilities& format) -> std::string {
-      return format.is_picture ? ", which is a picture" : ", which has 16 a pixel";
+      return format.is_picture ? ", which is a picture" : ", which has 16 bits per pixel";
     });
   }
   require_effect(given_geometry(command), formats, keeps_geometry, [](const Abilities& format) {
@@ -187,7 +189,7 @@ void check_options(const Command& command, const ConvertOptions& options, const 
   });
 }
 
-// The shard's part, without what is there already.
+// The shard's part, without outputs that exist already.
 Plan plan_for(const std::vector<std::string>& inputs, const std::vector<std::string>& outputs,
               const ConvertOptions& options) {
   Plan plan;
@@ -219,7 +221,7 @@ void make_output_folder(const OutputOptions& options) {
   if (error) throw frames::Failure(folder, error.message());
 }
 
-// The workers need not look into the folders, each for its frame.
+// Done here once, so that the workers need not look into the folders.
 void clear_output_folders(const std::vector<Job>& jobs) {
   std::set<fs::path> folders;
   for (const Job& job : jobs) folders.insert(fs::path(job.output).parent_path());
@@ -229,7 +231,7 @@ void clear_output_folders(const std::vector<Job>& jobs) {
   }
 }
 
-// Each once, whatever the ways to it.
+// Each folder once, whatever the paths to it.
 void sync_output_folders(const std::vector<std::string>& outputs) {
   std::set<std::pair<dev_t, ino_t>> synced;
   for (const std::string& output : outputs) {
@@ -240,7 +242,7 @@ void sync_output_folders(const std::vector<std::string>& outputs) {
   }
 }
 
-// Several runs may be at work on the same frames: what another one has made meanwhile was there already, too.
+// Several runs may work on the same frames: an output that another run has made meanwhile counts as existing.
 bool is_left_out(const Job& job, const TaskResult& result, const ConvertOptions& options) {
   return options.skip_existing && result.state == TaskResult::State::kFailed &&
          result.text == frames::Failure(job.output, frames::kExistsAlready).what();
@@ -254,8 +256,8 @@ std::string summary_of(const Plan& plan, std::size_t written, std::size_t left_o
   std::string summary = std::to_string(written) + " of " + std::to_string(attempted + refused) +
                         " frames converted in " + duration_text(seconds);
   if (failed > 0) summary += ", " + std::to_string(failed) + " failed";
-  if (refused > 0) summary += ", " + std::to_string(refused) + " refused, as their files exist";
-  if (skipped > 0) summary += ", " + std::to_string(skipped) + " were there already";
+  if (refused > 0) summary += ", " + std::to_string(refused) + " refused because their files exist";
+  if (skipped > 0) summary += ", " + std::to_string(skipped) + " existed already";
   return summary;
 }
 
@@ -329,16 +331,15 @@ Action define_convert(Command& command, const Settings& settings) {
                      [=](const std::string& name) { options->output.format = written_keyword(name); });
   command.add_option({.names = "--bits",
                       .value = "BITS",
-                      .help = "Bits per pixel: 16 or 32, where the format has both",
+                      .help = "Bits per pixel: 16 or 32, if the format has both",
                       .group = kGroup,
                       .choices = frames::names_of(kBits)},
                      [=](const std::string& text) { options->saving.writing.bits = frames::choose(text, kBits); });
   add_batch_options(command, options->batch);
-  command.add_flag({.names = "--skip-existing",
-                    .help = "Leave out frames whose output exists: resumes a run",
-                    .group = "Many frames"},
-                   options->skip_existing);
-  command.add_flag({.names = "--overwrite", .help = "Replace existing files, not pictures alone", .group = kGroup},
+  command.add_flag(
+      {.names = "--skip-existing", .help = "Skip frames whose output exists, to resume a run", .group = "Many frames"},
+      options->skip_existing);
+  command.add_flag({.names = "--overwrite", .help = "Replace existing files, not only pictures", .group = kGroup},
                    options->overwrite);
   command.exclude("--overwrite", "--skip-existing");
   add_picture_options(command, options->saving.picture);

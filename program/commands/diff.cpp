@@ -15,7 +15,7 @@ namespace program {
 
 namespace {
 
-// As of diff and cmp: 1 tells of differences, 2 of trouble.
+// Like diff and cmp: 1 for differences, 2 for errors.
 constexpr int kDifferent = 1;
 constexpr int kTrouble = 2;
 
@@ -25,8 +25,8 @@ struct DiffOptions {
 };
 
 struct Difference {
-  std::size_t pixels = 0;         // whose counts differ, or are known in one frame only
-  std::size_t one_known = 0;      // of these, those known in one frame only
+  std::size_t pixels = 0;         // whose counts differ, or are known in only one frame
+  std::size_t one_known = 0;      // those of them known in only one frame
   std::int64_t largest = 0;       // of the differences of known counts, without its sign
   std::size_t largest_pixel = 0;  // the first that has it
 };
@@ -83,7 +83,7 @@ frames::Frame load(const std::string& path, const DiffOptions& options, const Se
   return frame;
 }
 
-// What helps to read one of the frames is no mistake.
+// An option that helps to read one of the frames is not a mistake.
 void refuse_useless_options(const frames::Frame& a, const frames::Frame& b, const DiffOptions& options) {
   const std::vector<std::string> of_b = useless_options(b, options.reading);
   for (const std::string& option : useless_options(a, options.reading)) {
@@ -94,7 +94,7 @@ void refuse_useless_options(const frames::Frame& a, const frames::Frame& b, cons
 void check_options(const Command& command, const DiffOptions& options) {
   check_input_options(options.reading);
   const std::vector<std::string> geometry = given_geometry(command);
-  if (!geometry.empty()) throw UsageError(geometry.front(), "has no effect on counts, which alone are compared");
+  if (!geometry.empty()) throw UsageError(geometry.front(), "has no effect: only counts are compared");
 }
 
 int run(const DiffOptions& options, const Settings& settings) {
@@ -119,9 +119,8 @@ int run(const DiffOptions& options, const Settings& settings) {
 Action define_diff(Command& command, const Settings& settings) {
   auto options = std::make_shared<DiffOptions>();
   command.add_option({.names = "A", .help = "A frame", .is_required = true}, options->files[0]);
-  command.add_option(
-      {.names = "B", .help = "The frame to compare it with, maybe of another format", .is_required = true},
-      options->files[1]);
+  command.add_option({.names = "B", .help = "The frame to compare it with, of any format", .is_required = true},
+                     options->files[1]);
   add_input_options(command, options->reading);
   command.set_footer(
       "Exit status: 0 when all counts are the same, 1 when they differ, 2 when a frame\n"

@@ -1,4 +1,4 @@
-// xrdimage info: what is in frames.
+// xrdimage info: format, size, header values and statistics of frames.
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,14 +38,14 @@ struct InfoOptions {
 // The values
 // ------------------------------------------------------------------------------------------------------------------
 
-// Text of headers may be in any encoding; what is no UTF-8 is replaced.
+// Header texts may be in any encoding; bytes that are not UTF-8 are replaced.
 Json text_of(const std::optional<std::string>& text) {
   if (!text) return {};
   const std::string valid = Json(*text).dump(-1, ' ', false, Json::error_handler_t::replace);
   return Json::parse(valid);
 }
 
-// Null for what a header does not tell.
+// Null for values that a header lacks.
 struct ToJson {
   Json& values;
 
@@ -78,14 +78,14 @@ Json values_of(const std::string& path, const frames::Frame& frame, const frames
   return values;
 }
 
-// A lack of memory is told in the same line whether the frame is one of a batch or alone.
+// A lack of memory gives the same line for a single frame as in a batch.
 Json describe(const std::string& path, const InfoOptions& options, const Settings& settings) {
   try {
     frames::Remarks remarks;
     const frames::Frame frame = load_heeding_options(path, options.reading, settings, remarks);
     return values_of(path, frame, remarks);
   } catch (const std::bad_alloc&) {
-    throw frames::Failure(path, "needs more memory than there is");
+    throw frames::Failure(path, "needs more memory than is available");
   }
 }
 
@@ -110,7 +110,7 @@ std::string text_of_value(const Json& value, int decimals) {
   return value.is_number_float() ? decimal_text(value.get<double>(), decimals) : value.dump();
 }
 
-// What people read: one value, or two with a separator in between.
+// A line for people: one value, or two with a separator in between.
 struct Line {
   const char* label;
   const char* unit;
@@ -186,7 +186,7 @@ void add_column(std::vector<std::string>& rows, const Line& line, std::vector<st
   }
 }
 
-// What all frames have in common stands above, the rest in a table with a row for each.
+// Values that all frames share stand above a table with a row for each frame.
 void print_table(const std::vector<Json>& all) {
   std::vector<std::string> rows(all.size() + 1);
   for (const Line& line : kLines) {
@@ -210,8 +210,8 @@ bool is_number(const std::string& text) {
   return numbers && numbers->size() == 1;
 }
 
-// Whether a spreadsheet would take a cell with this text for a formula. Those that begin with an apostrophe are told
-// apart from those that are given one.
+// Whether a spreadsheet would take a cell with this text for a formula. Also true for an apostrophe in front, so that
+// such texts differ from those that get one.
 bool needs_apostrophe(const std::string& text) {
   constexpr std::array<std::string_view, 12> kBegins{"=", "+", "-", "@", "\t", "\r", "\n", "＝", "＋", "－", "＠", "'"};
   const auto begins = [&](std::string_view begin) { return text.starts_with(begin); };
@@ -224,10 +224,10 @@ std::string csv_quoted(const std::string& text) {
   return quoted + "\"";
 }
 
-// What spreadsheets split lines at: the comma, and in some languages or by default others as well.
+// The characters at which spreadsheets split lines: the comma, and in some languages others.
 constexpr std::string_view kSeparators = ",;\t";
 
-// An apostrophe makes a text of what a spreadsheet would take for a formula, also where it splits the text.
+// An apostrophe keeps a spreadsheet from taking a text for a formula, also where it splits the text.
 std::string with_apostrophes(const std::string& text) {
   std::string safe;
   for (std::size_t i = 0; i < text.size(); ++i) {
@@ -238,7 +238,7 @@ std::string with_apostrophes(const std::string& text) {
   return safe;
 }
 
-// Exact for programs, but for the apostrophes; printable on terminals.
+// Exact for programs except for the apostrophes; printable on terminals.
 std::string csv_text(const std::string& exact, bool is_terminal) {
   const std::string text = is_terminal ? xrd::printable(exact) : exact;
   const std::string safe = with_apostrophes(text);
@@ -255,7 +255,7 @@ std::string csv_field(const Json& value, bool is_terminal) {
   return csv_text(warnings, is_terminal);
 }
 
-// The names stand above, also when there are no frames.
+// The line of names comes first, even if there are no frames.
 void print_csv(const std::vector<Json>& all) {
   const Json names = values_of("", {}, {});
   std::vector<std::string> fields;
@@ -265,11 +265,11 @@ void print_csv(const std::vector<Json>& all) {
   for (const Json& values : all) {
     std::ranges::transform(values, fields.begin(), [=](const Json& value) { return csv_field(value, is_terminal); });
     const std::string line = frames::joined(fields, ",") + "\n";
-    std::fwrite(line.data(), 1, line.size(), stdout);  // texts may hold a NUL
+    std::fwrite(line.data(), 1, line.size(), stdout);  // texts may contain a NUL
   }
 }
 
-// On one line. Within texts, escapes of the language stand for all that is unprintable, also where it is none of ASCII.
+// On one line. In texts, JSON's escapes replace all unprintable characters, also those beyond ASCII.
 std::string json_line(const Json& values) {
   const std::string dumped = values.dump();
   std::string_view rest = dumped;
@@ -317,7 +317,7 @@ void print_frame_warnings(const Json& values) {
 // The frames
 // ------------------------------------------------------------------------------------------------------------------
 
-// Those that can be read, in the order in which they are named. The failures are reported.
+// The readable frames, in the order of their names. Failures are reported.
 std::vector<Json> describe_all(const std::vector<std::string>& files, const InfoOptions& options,
                                const Settings& settings) {
   std::map<std::size_t, Json> described;
@@ -360,16 +360,16 @@ Action define_info(Command& command, const Settings& settings) {
   constexpr const char* kGroup = "Output";
   command.add_flag({.names = "--json", .help = "JSON: an array with an object for each frame", .group = kGroup},
                    options->json);
-  command.add_flag({.names = "--csv", .help = "CSV: a line for each frame, below one with the names", .group = kGroup},
+  command.add_flag({.names = "--csv", .help = "CSV: a line of names, then a line for each frame", .group = kGroup},
                    options->csv);
   command.exclude("--csv", "--json");
   add_batch_options(command, options->batch);
   add_input_options(command, options->reading);
   command.set_footer(
-      "Of several frames, what they have in common stands above a table of the rest.\n"
-      "Minimum, maximum and mean leave out pixels whose count is unknown, as it\n"
-      "overflowed. In CSV, an apostrophe stands before texts that spreadsheets would\n"
-      "take for formulas.\n"
+      "For several frames, values that all share stand above a table of the others.\n"
+      "Minimum, maximum and mean leave out pixels that overflowed, whose count is\n"
+      "unknown. In CSV, an apostrophe goes before texts that spreadsheets would take\n"
+      "for formulas.\n"
       "\nExamples:\n"
       "  xrdimage info frame.mar2300\n"
       "  xrdimage info data/*.mccd\n"

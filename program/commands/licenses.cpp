@@ -1,4 +1,4 @@
-// xrdimage licenses: what those ask who pass the program on.
+// xrdimage licenses: the licences, for people who pass the program on.
 #include <cstdio>
 
 #include "program/license_text.h"

@@ -25,7 +25,7 @@ void for_each_option(const Command& command, Visit visit) {
 // The page for man(1)
 // ------------------------------------------------------------------------------------------------------------------
 
-// Text as troff takes it for what it is.
+// Text with troff's special characters escaped.
 std::string troff(std::string_view text) {
   std::string escaped;
   bool at_line_start = true;
@@ -80,7 +80,7 @@ void print_manual(const CommandLine& line) {
       ".SH DESCRIPTION\n" +
       troff(line.program().summary()) +
       ".\nReads mar345, MarCCD, ADSC\\-style, EDF, SAINT, TIFF, CCP4\\-packed and raw frames, also those "
-      "compressed by gzip or bzip2, whatever their names. The content tells the format.\n"
+      "compressed with gzip or bzip2. The content of a file decides its format, not its name.\n"
       ".SH OPTIONS\n";
   for_each_option(line.program(), [&](const Option& option) { page += option_entry(option); });
   page += ".SH SUBCOMMANDS\n";
@@ -89,7 +89,7 @@ void print_manual(const CommandLine& line) {
       ".SH EXIT STATUS\n0 on success, 1 when a frame could not be read or written (diff: when frames differ), 2 when "
       "the command line is wrong or standard output is closed or full (diff: also when a frame cannot be read).\n"
       ".SH ENVIRONMENT\n.TP\n\\fBDISPLAY\\fR, \\fBWAYLAND_DISPLAY\\fR\nview opens a window when one of them is set.\n"
-      ".TP\n\\fBPATH\\fR\nFolders with viewers; those that are not absolute are passed over.\n"
+      ".TP\n\\fBPATH\\fR\nFolders with viewers; only absolute ones are used.\n"
       ".TP\n\\fBCOLORTERM\\fR\ntruecolor or 24bit: the terminal has all colours.\n"
       ".TP\n\\fBNO_COLOR\\fR\nIf set, view draws with letters.\n";
   std::fputs(page.c_str(), stdout);
@@ -107,7 +107,7 @@ std::string option_words(const Command& command) {
   return joined(words, " ");
 }
 
-// A case of the shell for each option whose value is one of some words.
+// A shell case for each option whose value is one of a few words.
 std::string choice_cases(const Command& command) {
   std::string cases;
   for_each_option(command, [&](const Option& option) {

@@ -1,4 +1,4 @@
-// xrdimage sample: a synthetic frame, for those who have none at hand.
+// xrdimage sample: a synthetic frame to try things on.
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -39,15 +39,13 @@ Action define_sample(Command& command, const Settings& /*settings*/) {
   constexpr std::uint64_t kSmallest = 64;
   constexpr std::uint64_t kLargest = 4096;
   auto options = std::make_shared<SampleOptions>();
-  command.add_option({.names = "OUT",
-                      .value = "TEXT",
-                      .help = "New file; a name in .mar2300 is recognised as a frame",
-                      .is_required = true},
-                     options->output);
-  command.add_number({.names = "--seed", .value = "N", .help = "Number that decides noise and spots"}, 0,
+  command.add_option(
+      {.names = "OUT", .value = "TEXT", .help = "New file; use the ending .mar2300", .is_required = true},
+      options->output);
+  command.add_number({.names = "--seed", .value = "N", .help = "Seed for noise and spots"}, 0,
                      std::numeric_limits<std::uint64_t>::max(), [=](std::uint64_t seed) { options->seed = seed; });
-  command.add_number({.names = "--size", .value = "N", .help = "Pixels per row, and rows, from 64 to 4096"}, kSmallest,
-                     kLargest, [=](std::uint64_t size) { options->size = static_cast<int>(size); });
+  command.add_number({.names = "--size", .value = "N", .help = "Width and height in pixels, from 64 to 4096"},
+                     kSmallest, kLargest, [=](std::uint64_t size) { options->size = static_cast<int>(size); });
   command.add_flag({.names = "--overwrite", .help = "Replace an existing file"}, options->overwrite);
   command.set_footer(
       "Examples:\n"

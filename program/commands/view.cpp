@@ -46,7 +46,7 @@ bool is_set(const char* variable) {
   return value != nullptr && *value != '\0';
 }
 
-// Runs the viewer of the PATH, or else the program's own stand-in, and waits for it.
+// Runs the viewer found in PATH, or else the program's own stand-in, and waits for it.
 void open_viewer(const std::string& picture) {
   add_companions_to_path();
   std::string name = "xv";
@@ -108,9 +108,8 @@ Action define_view(Command& command, const Settings& settings) {
   constexpr const char* kGroup = "Output";
   auto options = std::make_shared<ViewOptions>();
   command.add_option({.names = "FILE", .help = "Frame to show", .is_required = true}, options->file);
-  command.add_flag(
-      {.names = "--terminal", .help = "Draw in the terminal, also where there is a display", .group = kGroup},
-      options->terminal);
+  command.add_flag({.names = "--terminal", .help = "Draw in the terminal even if there is a display", .group = kGroup},
+                   options->terminal);
   command.add_number({.names = "--divide",
                       .value = "N",
                       .help = "With --classic: colours end at the largest count / N",
@@ -121,10 +120,10 @@ Action define_view(Command& command, const Settings& settings) {
   add_operation_options(command, options->operations);
   add_input_options(command, options->reading);
   command.set_footer(
-      "With a display, xv, xdg-open, feh or display opens the picture, which is removed\n"
-      "when the viewer ends, or a minute after xdg-open. Without one it is drawn in the\n"
-      "terminal: by its graphics (kitty, sixel), or by coloured blocks. With --classic\n"
-      "the library's view() runs zimg and xv. To keep a picture, convert.\n"
+      "With a display, xv, xdg-open, feh or display opens the picture. It is removed\n"
+      "when the viewer ends, or a minute after xdg-open. Without a display it is drawn\n"
+      "in the terminal, with graphics (kitty, sixel) or coloured blocks. With --classic\n"
+      "the library's view() runs zimg and xv. To keep a picture, use convert.\n"
       "\nExamples:\n"
       "  xrdimage view frame.mar2300\n"
       "  xrdimage view --terminal --scale log --colors viridis frame.mccd");

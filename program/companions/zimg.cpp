@@ -88,7 +88,7 @@ std::vector<std::uint16_t> read_dump(const std::string& path, std::size_t pixels
   return words;
 }
 
-// The range is cut into as many equal pieces as there are colours. It may be empty or go downwards: the library divides
+// The range is divided into one equal piece per colour. It may be empty or descending: the library divides
 // as signed numbers.
 std::uint8_t colour_of(std::int64_t count, const CountRange& range, std::size_t colours) {
   if (count <= range.low) return 0;
@@ -112,7 +112,7 @@ void convert(const Options& options) {
   file.commit();
 }
 
-// What getopt_long hands out for the options of several letters.
+// What getopt_long returns for long options.
 enum LongOption : int { kHelp = 'h', kRows = 'r', kOutput = 'o', kColormap = 1000, kUnsignedShort, kAbsolute };
 
 constexpr std::array<option, 5> kLongOptions{{
@@ -163,7 +163,7 @@ void check(const Options& options) {
 
 Options parse(int argc, char** argv) {
   Options options;
-  optind = 0;  // anew, also for those who call this more than once
+  optind = 0;  // restarts, for callers that parse more than once
   for (int found = 0; (found = getopt_long(argc, argv, ":ho:r:", kLongOptions.data(), nullptr)) != -1;) {
     take_option(options, found, argv[std::max(optind, 2) - 1]);
   }

@@ -1,4 +1,4 @@
-// The one source that knows CLI11, whose templates take longer to compile than all else of the program.
+// The only source that knows CLI11, whose templates take longer to compile than the rest of the program.
 #include "program/options/command_line.h"
 
 #include <CLI/CLI.hpp>
@@ -16,7 +16,7 @@
 
 namespace program {
 
-// A subcommand's belongs to that of the program.
+// A subcommand's parser belongs to the program's.
 struct Command::Parser {
   CLI::App* app = nullptr;
   std::unique_ptr<CLI::App> own;
@@ -36,7 +36,7 @@ namespace {
 constexpr std::array<std::string_view, 3> kNamedOnly{"Operations", "Pictures", "Reading"};
 constexpr std::size_t kScreenColumns = 80;
 
-// "Pictures:     --scale --range ...", over as many lines as it takes.
+// "Pictures:     --scale --range ...", over as many lines as needed.
 std::string lines_of_names(const std::string& group, const std::vector<const CLI::Option*>& options) {
   constexpr std::size_t kIndent = 13;  // without the blank in front of each name
   std::string lines = group + ":";
@@ -54,7 +54,7 @@ std::string lines_of_names(const std::string& group, const std::vector<const CLI
   return lines + "\n";
 }
 
-// --help fits a screen: groups of options that few need at once are named only. --help-all explains them.
+// --help fits on a screen: groups of rarely used options are only named. --help-all explains them.
 class HelpFormatter : public CLI::Formatter {
  public:
   HelpFormatter() {
@@ -68,7 +68,7 @@ class HelpFormatter : public CLI::Formatter {
            make_subcommands(app, mode) + (app->get_footer().empty() ? "" : "\n" + app->get_footer() + "\n");
   }
 
-  // Options that must be given stand behind what CLI11 has to say.
+  // Required options come behind CLI11's own text.
   std::string make_usage(const CLI::App* app, std::string name) const override {
     std::string usage = CLI::Formatter::make_usage(app, std::move(name));
     usage.erase(usage.find_last_not_of('\n') + 1);
@@ -115,7 +115,7 @@ std::string long_name(const Option& option) {
   return names_of(option).back();
 }
 
-// What is wrong with a value is told together with the option's name.
+// Adds the option's name to the message about a value.
 Command::Take checked(const Option& option, const Command::Take& take) {
   return [option, take](const std::string& text) {
     try {
@@ -126,7 +126,7 @@ Command::Take checked(const Option& option, const Command::Take& take) {
   };
 }
 
-// Nothing for what is no number from 0 to 2^64 - 1. Leading zeros do not make it octal.
+// Nothing if the text is not a number from 0 to 2^64 - 1. Leading zeros do not make it octal.
 std::optional<std::uint64_t> whole_number(std::string_view text) {
   if (text.starts_with('+')) text.remove_prefix(1);
   std::uint64_t number = 0;
@@ -190,7 +190,7 @@ void Command::add_option(const Option& option, std::string& value) {
   add_option(option, [&value, choices = option.choices](const std::string& text) {
     value = text;
     if (choices.empty() || std::ranges::find(choices, text) != choices.end()) return;
-    throw frames::InvalidValue(text, "is none of " + frames::joined(choices));
+    throw frames::InvalidValue(text, "must be one of " + frames::joined(choices));
   });
 }
 
@@ -314,7 +314,7 @@ const Command* CommandLine::chosen() const {
   return found == subcommands_.end() ? nullptr : found->get();
 }
 
-// For the first word that is near to one that is known.
+// For the first word that is close to a known one.
 std::string CommandLine::suggestion_for(const std::vector<std::string>& unexpected) const {
   const Command* const command = chosen();
   std::vector<std::string> options = option_names(program_);

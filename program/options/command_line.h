@@ -1,4 +1,4 @@
-// The command line: subcommands, their options, and what is wrong with what the user gives.
+// The command line: subcommands, their options, and errors in the user's words.
 #pragma once
 
 #include <cstdint>
@@ -20,15 +20,15 @@ class UsageError : public std::runtime_error {
       : std::runtime_error(option + ": " + what_is_wrong) {}
 };
 
-// An option, or an argument that stands for itself. All members have initializers, so that any may be left out.
+// An option, or an argument without an option. All members have initializers, so that any may be left out.
 struct Option {
   std::string names = {};  // "-j,--jobs"; "FILE" for an argument
   std::string value = {};  // "N", for people; empty for flags and arguments
   std::string help = {};
-  std::string group = {};                 // its heading in the help; empty for the first one, "Options"
-  std::vector<std::string> choices = {};  // the values that there are, where they can be listed
+  std::string group = {};                 // its heading in the help; empty for the first group, "Options"
+  std::vector<std::string> choices = {};  // the possible values, if they can be listed
   bool is_required = false;
-  bool may_repeat = false;  // each value is taken, in the order of the command line; for arguments: there may be many
+  bool may_repeat = false;  // all values count, in the order of the command line; for arguments: there may be many
 };
 
 // "-j", "--jobs".
@@ -39,8 +39,8 @@ class CommandLine;
 // The program, or a subcommand.
 class Command {
  public:
-  struct Parser;  // of this room alone
-  // Throws what the user should know as an InvalidValue or a UsageError.
+  struct Parser;  // private
+  // Throws an InvalidValue or a UsageError.
   using Take = std::function<void(const std::string& text)>;
 
   Command(const CommandLine& whole, std::unique_ptr<Parser> parser);
@@ -51,16 +51,16 @@ class Command {
   void add_flag(const Option& option, const std::function<void()>& take);
   void add_flag(const Option& option, bool& is_given);
   void add_option(const Option& option, const Take& take);
-  // Refuses what is none of the choices, if there are any.
+  // Refuses a value that is not among the choices, if there are any.
   void add_option(const Option& option, std::string& value);
   // A whole number from `least` to `most`.
   void add_number(const Option& option, std::uint64_t least, std::uint64_t most,
                   const std::function<void(std::uint64_t)>& take);
   // Any number of arguments.
   void add_arguments(const Option& option, std::vector<std::string>& values);
-  // The two options are not to be given together.
+  // The two options exclude each other.
   void exclude(const std::string& option, const std::string& other);
-  // What stands below the options in the help.
+  // The text below the options in the help.
   void set_footer(const std::string& text);
 
   const CommandLine& whole() const { return whole_; }
@@ -68,12 +68,12 @@ class Command {
   std::string summary() const;
   std::string footer() const;
 
-  // As the help shows them: options by their groups, and arguments.
+  // Options by their groups, and arguments, as in the help.
   std::vector<std::string> groups() const;
   std::vector<Option> options_of(const std::string& group) const;
   std::vector<Option> arguments() const;
 
-  // What of the group the command line gives, by its long names.
+  // The options of the group that the command line gives, by their long names.
   std::vector<std::string> given_of(const std::string& group) const;
 
  private:
@@ -93,7 +93,7 @@ class CommandLine {
   Command& add_subcommand(const std::string& name, const std::string& summary);
   const std::vector<std::unique_ptr<Command>>& subcommands() const { return subcommands_; }
 
-  // The subcommand that is given. Null when nothing is left to do, as help has been printed. Throws a UsageError.
+  // The given subcommand. Null if nothing is left to do because help was printed. Throws a UsageError.
   const Command* parse(int argc, const char* const* argv);
 
  private:

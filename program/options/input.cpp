@@ -25,8 +25,8 @@ namespace fs = std::filesystem;
 
 constexpr const char* kReadingGroup = "Reading";
 
-// Opening a pipe would wait for a writer, and a device may never end. One that comes in the place of the file meanwhile
-// is not waited for.
+// Opening a pipe would wait for a writer, and a device may never end. If one replaces the file meanwhile,
+// the program does not wait.
 xrd::FileHandle open_input(const std::string& path) {
   std::error_code error;
   const fs::file_status status = fs::status(path, error);
@@ -53,7 +53,7 @@ frames::Frame load_true_counts(std::FILE* stream, const std::string& path, const
   }
 }
 
-// Raw pixels have nobody else who tells their size, and some EDF headers do not.
+// Only the option can state the size of raw pixels, and some EDF headers do not state it.
 bool takes_size(const frames::Frame& frame, const frames::Size& size) {
   if (frame.format == frames::Format::kRaw) return true;
   return frame.format == frames::Format::kEdf && frame.width == size.width && frame.height == size.height;
@@ -63,10 +63,9 @@ bool takes_size(const frames::Frame& frame, const frames::Size& size) {
 
 void add_input_options(Command& command, InputOptions& options) {
   add_options(command, frames::load_options(), options.loading, kReadingGroup);
-  command.add_flag({.names = "--classic",
-                    .help = "Take what the flat library's functions return, not the true counts",
-                    .group = kReadingGroup},
-                   options.classic);
+  command.add_flag(
+      {.names = "--classic", .help = "Show what the flat functions return, not true counts", .group = kReadingGroup},
+      options.classic);
 }
 
 void check_input_options(const InputOptions& options) {
@@ -88,7 +87,7 @@ std::vector<std::string> given_geometry(const Command& command) {
 std::vector<std::string> useless_options(const frames::Frame& frame, const InputOptions& options) {
   const frames::LoadOptions& loading = options.loading;
   const bool is_raw = frame.format == frames::Format::kRaw;
-  // The library takes raw pixels for 16 bits, and asks for those of EDF.
+  // The library assumes 16 bits for raw pixels, and asks for those of EDF.
   const bool takes_depth = options.classic ? frame.format == frames::Format::kEdf : is_raw;
   std::vector<std::string> useless;
   if (loading.size && !takes_size(frame, *loading.size)) useless.emplace_back("--size");

@@ -13,33 +13,33 @@ namespace program {
 
 struct InputOptions {
   frames::LoadOptions loading;
-  bool classic = false;  // what the library's readers return, instead of the true counts
+  bool classic = false;  // what the library's readers return instead of true counts
 };
 
-// An option that changes nothing about a frame: a mistake on the command line, which shows when the frame is read.
+// An option without effect on a frame: a mistake on the command line, which shows only when the frame is read.
 class UselessOption : public frames::Failure {
  public:
   UselessOption(const std::string& path, const std::string& option)
-      : Failure(path, option + " has no effect: the file itself tells what its pixels are like") {}
+      : Failure(path, option + " has no effect: the file itself states how its pixels are stored") {}
 };
 
 void add_input_options(Command& command, InputOptions& options);
 
-// A UsageError when one of the options has no effect beside the others, whatever the frame.
+// A UsageError if one of the options has no effect next to the others, whatever the frame.
 void check_input_options(const InputOptions& options);
 
-// Of the options that state something about the geometry, those that the command line gives.
+// The options about the geometry that the command line gives.
 std::vector<std::string> given_geometry(const Command& command);
 
-// The options about pixels that are given, though the frame's file has said itself what they are like.
+// The given options about the storage of pixels, although the frame's file states it itself.
 std::vector<std::string> useless_options(const frames::Frame& frame, const InputOptions& options);
 
-// Throws a Failure that says what is wrong with the file, which is opened once. What the user should know is left in
+// Opens the file once. Throws a Failure that says what is wrong with it. What the user should know is left in
 // the remarks.
 frames::Frame load_input(const std::string& path, const InputOptions& options, const Settings& settings,
                          frames::Remarks& remarks);
 
-// The same, but for options that are useless: a UselessOption.
+// The same, but a UselessOption for options without effect.
 frames::Frame load_heeding_options(const std::string& path, const InputOptions& options, const Settings& settings,
                                    frames::Remarks& remarks);
 

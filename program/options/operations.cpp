@@ -7,7 +7,7 @@
 
 namespace program {
 
-// Options are heard in the order of the command line, each as often as it is given.
+// Options are applied in the order of the command line, each as often as it is given.
 void add_operation_options(Command& command, std::vector<frames::Operation>& operations) {
   for (const frames::OperationOption& operation : frames::operations()) {
     add_option_or_flag(command,

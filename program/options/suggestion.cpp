@@ -13,7 +13,7 @@ std::string in_lower_case(std::string text) {
   return text;
 }
 
-// How many letters have to be put in, taken out, changed, or exchanged with their neighbours.
+// How many letters must be inserted, removed, changed, or exchanged with their neighbours.
 std::size_t distance(const std::string& from, const std::string& to) {
   std::vector<std::size_t> before_last(to.size() + 1);
   std::vector<std::size_t> last(to.size() + 1);
@@ -33,7 +33,7 @@ std::size_t distance(const std::string& from, const std::string& to) {
   return row[to.size()];
 }
 
-// The longer a word, the more letters of it may be wrong; never half of them. Dashes are no letters.
+// The longer a word, the more of its letters may be wrong, but never half of them. Dashes do not count.
 std::size_t most_mistakes(const std::string& word) {
   constexpr std::size_t kLong = 6;
   const std::size_t letters = word.size() - std::min(word.find_first_not_of("-."), word.size());

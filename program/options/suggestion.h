@@ -1,4 +1,4 @@
-// What a mistyped word may have been meant for.
+// Suggestions for mistyped words.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace program {
 
-// "; did you mean grey?", for the end of a message. Empty when none of the words is near.
+// "; did you mean grey?", for the end of a message. Empty if none of the words is close.
 std::string suggestion(const std::string& typed, const std::vector<std::string>& words);
 
 }  // namespace program

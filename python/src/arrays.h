@@ -1,4 +1,4 @@
-// NumPy arrays as the library's functions take them and hand them out.
+// NumPy arrays for the arguments and results of the library's functions.
 #pragma once
 
 #include <pybind11/numpy.h>

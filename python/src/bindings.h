@@ -1,5 +1,5 @@
-// The parts of the module, each defined in a source of its own for the sake of the compiler's time. The functions are
-// what xrdimage/__init__.py and xrdimage/classic.py are made of; these check what Python's users pass.
+// The parts of the module, each in its own source to shorten the build. The functions are
+// called by xrdimage/__init__.py and xrdimage/classic.py, which check the users' arguments.
 #pragma once
 
 #include <pybind11/pybind11.h>

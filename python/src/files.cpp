@@ -26,7 +26,7 @@ std::optional<xrd::DetectorSize> answer_of(const Size& size) {
   return xrd::DetectorSize{(*size)[0], (*size)[1]};
 }
 
-// What a reader hands out. It is freed if nobody takes it, as when Python's logging raises.
+// The result of a reader. It is freed if nobody takes it, as when Python's logging raises.
 struct NewImage {
   unsigned int* daten = nullptr;
   int width = 0;
@@ -102,7 +102,7 @@ py::dict mar_ccd_header(const std::string& path) {
   ImageInfo info{};
   int read = 0;
   call_library({.path = &path}, [&] { read = read_mar_ccd_header(path.c_str(), &info); });
-  if (read == 0) raise_frame_error("the MarCCD header is not whole");
+  if (read == 0) raise_frame_error("the MarCCD header is incomplete");
   return dict_of(info);
 }
 
@@ -114,7 +114,7 @@ py::tuple mar_ccd(const std::string& path, double distance) {
     read = read_mar_ccd(path.c_str(), &data, &distance);
     image.daten = data.Daten;
   });
-  if (read == 0) raise_frame_error("the MarCCD header is not whole");
+  if (read == 0) raise_frame_error("the MarCCD header is incomplete");
   image.width = data.width;
   image.height = data.height;
   return py::make_tuple(image.take(), data.overflows, distance);
@@ -180,7 +180,7 @@ void write_edf(const std::string& path, const Image& image) {
 void packed_file(const std::string& path, const SignedImage& image, const std::string& host_fields) {
   const auto [width, height] = size_of(image);
   PackedFileHeader header{};
-  if (host_fields.size() > sizeof header.host_fields) throw py::value_error("host_fields has 2392 bytes at the most");
+  if (host_fields.size() > sizeof header.host_fields) throw py::value_error("host_fields must have at most 2392 bytes");
   header.width = width;
   header.height = height;
   std::memcpy(header.host_fields, host_fields.data(), host_fields.size());

@@ -32,7 +32,7 @@ namespace {
 // Headers, as dictionaries with the names that `xrdimage info --json` has
 // ------------------------------------------------------------------------------------------------------------------
 
-// None for what a header does not tell.
+// None for values that a header lacks.
 struct ToFields {
   py::dict& fields;
 
@@ -136,14 +136,14 @@ const frames::FileFormat& written_format(const std::string& name) {
   return *format;
 }
 
-// `write` gets a stream; the file appears under its name when that has succeeded.
+// `write` gets a stream; the file gets its name when `write` has succeeded.
 template <typename Write>
 void write_new_file(const std::string& path, Write write) {
   std::optional<int> error;
   std::string failure;
   try {
     const Unlocked unlocked;
-    // Python deals with signals.
+    // Python handles signals.
     frames::NewFile file(path);
     write(file.stream());
     file.commit();
@@ -188,12 +188,12 @@ py::list save(const std::string& path, const Image& counts, bool is_signed, cons
 }
 
 void sample(const std::string& path, int size, std::uint64_t seed) {
-  if (size < 64 || size > 4096) throw py::value_error("size is from 64 to 4096");
+  if (size < 64 || size > 4096) throw py::value_error("size must be from 64 to 4096");
   write_new_file(path,
                  [&](std::FILE* stream) { frames::write_mar345(frames::make_synthetic_frame(size, seed), stream); });
 }
 
-// Pictures are no frames.
+// Pictures are not frames.
 std::vector<std::string> array_formats() {
   std::vector<std::string> keywords;
   for (const frames::FileFormat& format : frames::formats()) {
@@ -223,7 +223,7 @@ PyObject* frame_error() {
 
 PYBIND11_MODULE(_core, module) {
   using namespace python;
-  // The first message of a thread would import it, and a process forked meanwhile would wait for that for ever.
+  // A thread's first message would import it, and a process forked meanwhile would wait for the import for ever.
   py::module_::import("logging");
   frame_error_class = PyErr_NewExceptionWithDoc("xrdimage.FrameError",
                                                 "A frame cannot be read, processed or written: what is wrong with it.",

@@ -1,4 +1,4 @@
-// Calls of the library's flat functions, which print what they have to say and leave streams open.
+// Calls of the library's flat functions, which print messages and leave streams open.
 #pragma once
 
 #include <pybind11/pybind11.h>
@@ -23,7 +23,7 @@ namespace py = pybind11;
 // belongs to Python, is left alone, and so are other threads.
 class LibraryCall : public xrd::Conversation {
  public:
-  // `answer` is what a function that asks for an image's size is told; without one it takes its default.
+  // `answer` is for a function that asks for an image's size; without one, it uses its default.
   explicit LibraryCall(std::optional<xrd::DetectorSize> answer = std::nullopt) : answer_(answer) {}
   LibraryCall(const LibraryCall&) = delete;
   LibraryCall& operator=(const LibraryCall&) = delete;
@@ -52,7 +52,7 @@ class LibraryCall : public xrd::Conversation {
 [[noreturn]] void raise_os_error(int error, const std::string& path);
 [[noreturn]] void raise_frame_error(const std::string& text);
 
-// What is no UTF-8 is replaced.
+// Bytes that are not UTF-8 are replaced.
 py::str text_of(const std::string& utf8);
 // A message, which may reach a terminal.
 py::str message_of(const std::string& text);
@@ -63,7 +63,7 @@ void log_lines(const std::vector<std::string>& lines);
 struct CallOptions {
   const std::string* path = nullptr;  // the file that the function opens
   std::optional<xrd::DetectorSize> answer = std::nullopt;
-  bool errors_are_results = false;  // the returned value tells of failures
+  bool errors_are_results = false;  // the returned value shows failures
 };
 
 struct CallOutcome {
@@ -72,7 +72,7 @@ struct CallOutcome {
   int open_error = 0;
 };
 
-// Raises what the outcome of a call tells, or else logs its lines. What libtiff says of the file is logged before.
+// Raises the error of a call, or else logs its lines. libtiff's messages about the file are logged first.
 void finish_call(const CallOutcome& outcome, const CallOptions& options);
 
 // Runs the function without Python's lock.

@@ -42,12 +42,12 @@ int chunk_bits(const Array<std::int32_t>& chunk) {
 
 py::tuple append_bits(const Array<std::int32_t>& values, Array<std::uint8_t>& target, py::ssize_t position, int bit,
                       int size) {
-  if (size < 1 || size > 32) throw py::value_error("size is from 1 to 32");
-  if (bit < 0 || bit > 7) throw py::value_error("bit is from 0 to 7");
+  if (size < 1 || size > 32) throw py::value_error("size must be from 1 to 32");
+  if (bit < 0 || bit > 7) throw py::value_error("bit must be from 0 to 7");
   if (position < 0 || position > target.size()) throw py::value_error("position is outside of the target");
   const int count = count_of(values);
   const std::int64_t bytes = (bit + std::int64_t{count} * size + 7) / 8;
-  if (bytes > target.size() - position) throw py::value_error("the target has not enough room");
+  if (bytes > target.size() - position) throw py::value_error("the target is too small");
   unsigned char* const first = target.mutable_data();
   unsigned char* next = first + position;
   auto* const lng = const_cast<std::int32_t*>(values.data());  // which are only read
@@ -78,7 +78,7 @@ int unpacked_code(std::int16_t code) {
 
 py::bytes characters(const Array<std::int32_t>& source) {
   const std::int32_t* const end = source.data() + source.size();
-  if (std::find(source.data(), end, 0) == end) throw py::value_error("the array does not hold the 0 that ends it");
+  if (std::find(source.data(), end, 0) == end) throw py::value_error("the array lacks the 0 that ends it");
   std::vector<char> target(static_cast<std::size_t>(source.size()));
   return {long_to_char(source.data(), target.data())};
 }
@@ -202,7 +202,7 @@ py::array narrowed(const Image& image, int maximum) {
     to_short(pixels, &words, count, maximum);
     narrow.reset(words);
   });
-  if (!narrow) raise_frame_error("the pixels cannot be had");
+  if (!narrow) raise_frame_error("to_short returned no pixels");
   return owning(std::move(narrow), std::vector<py::ssize_t>(image.shape(), image.shape() + image.ndim()));
 }
 
@@ -246,7 +246,7 @@ py::array transformed_kernel(int x, int y, float sigma_x, float sigma_y) {
     init_gauss(&values, x, y, sigma_x, sigma_y);
     gauss.reset(values);
   });
-  if (!gauss) raise_frame_error("the kernel cannot be had");
+  if (!gauss) raise_frame_error("init_gauss returned no kernel");
   return owning_image(std::move(gauss), y + kPadding, x);
 }
 

@@ -28,7 +28,7 @@ namespace {
   throw py::error_already_set();
 }
 
-// The mode that suits the descriptor, whatever it is; no stream is made that cannot be.
+// The mode that suits the descriptor: a stream in another mode cannot be made.
 const char* mode_of(int descriptor) {
   switch (fcntl(descriptor, F_GETFL) & O_ACCMODE) {
     case O_WRONLY:
@@ -70,7 +70,7 @@ void Stream::finish() {
 
 namespace {
 
-// A number that no header states, for values that are not there.
+// A number that no header states, for missing values.
 constexpr int kAbsent = std::numeric_limits<int>::min();
 
 py::object present(int number) {

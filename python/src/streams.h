@@ -5,11 +5,12 @@
 
 namespace python {
 
-// A stream on a copy of the descriptor, which shares its position. Afterwards the descriptor stands where the stream
-// stood.
+// A stream on a copy of the descriptor, which shares its position. Afterwards the descriptor has the position of the
+// stream
+//
 class Stream {
  public:
-  // No descriptor, below 0, is no stream. Raises OSError for one that does not suit the mode.
+  // A descriptor below 0 gives no stream. Raises OSError for a descriptor that does not suit the mode.
   Stream(int descriptor, const char* mode);
   Stream(const Stream&) = delete;
   Stream& operator=(const Stream&) = delete;
@@ -17,7 +18,7 @@ class Stream {
 
   operator std::FILE*() const { return stream_; }
 
-  // Raises OSError when what was written did not get through.
+  // Raises OSError if not everything could be written.
   void finish();
 
   // The stream has been closed by somebody else.

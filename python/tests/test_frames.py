@@ -164,7 +164,7 @@ def test_raw_frames_by_their_options() -> None:
     guessed = xrdimage.load("b.raw", depth=8)
     assert guessed.counts.shape == (4, 4)
     assert guessed.header.notes == (
-        "is taken as 4 x 4 pixels of 8 bits, by its length; size=(width, height) and depth tell otherwise",
+        "is read as 4 x 4 pixels of 8 bits, by its length; size=(width, height) and depth tell otherwise",
     )
 
 
@@ -225,7 +225,7 @@ def test_files_that_are_no_frames_are_frame_errors() -> None:
     with pytest.raises(FrameError, match="^empty.img: is empty$"):
         xrdimage.load("empty.img")
     Path("text.txt").write_text("hello")
-    told = r"^text.txt: is of no known format; size=\(width, height\) takes it as raw pixels, format states the format$"
+    told = r"^text.txt: has an unknown format; size=\(width, height\) takes it as raw pixels, format states the format$"
     with pytest.raises(FrameError, match=told):
         xrdimage.load("text.txt")
     assert issubclass(FrameError, ValueError) and FrameError.__module__ == "xrdimage"
@@ -450,7 +450,7 @@ def test_messages_steer_no_terminal(caplog: pytest.LogCaptureFixture) -> None:
     name = os.fsencode(f"b{STEERING}") + b"\x9b\xe4"
     shown = "b?[31m??????"
     Path(os.fsdecode(name)).write_bytes(bytes(7))
-    with pytest.raises(FrameError, match="^" + re.escape(shown + ": is of no known format")):
+    with pytest.raises(FrameError, match="^" + re.escape(shown + ": has an unknown format")):
         xrdimage.load(name)
     os.mkfifo(name + b"f")
     with pytest.raises(FrameError, match="^" + re.escape(shown + "f: is not a regular file")):

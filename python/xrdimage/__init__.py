@@ -1,7 +1,7 @@
 """Two-dimensional X-ray diffraction frames for NumPy.
 
-`load` reads a frame of any format with its true counts, `save` writes one. `xrdimage.classic` has the C library's flat
-functions, with the results that its callers have always had.
+`load` reads a frame of any format with its true counts; `save` writes one. `xrdimage.classic` has the functions of the
+flat C library with exactly their results.
 
 >>> import xrdimage
 >>> xrdimage.sample("frame.mar2300", size=600)
@@ -10,7 +10,7 @@ functions, with the results that its callers have always had.
 ((600, 600), dtype('uint32'), 120.0)
 >>> xrdimage.save("frame.edf", frame)
 
-What the C library prints goes to the logger "xrdimage" of Python's `logging`; its errors are exceptions.
+Messages of the C library go to the logger "xrdimage" of Python's `logging`; its errors are exceptions.
 """
 
 from __future__ import annotations
@@ -46,12 +46,12 @@ __all__ = [
 
 
 class FrameWarning(UserWarning):
-    """A frame was written, but not all that it holds."""
+    """A frame was written, but some of its content was lost."""
 
 
 @dataclass(frozen=True)
 class Header:
-    """What a frame's header tells, named as `xrdimage info --json` does; None where it does not tell.
+    """The header of a frame, with the names of `xrdimage info --json`; None for values that it lacks.
 
     >>> Header(distance_mm=120.0).wavelength_angstrom is None
     True
@@ -72,7 +72,7 @@ class Header:
     beam_y_pixels: Optional[float] = None
     """Rows from the upper edge of the first pixel."""
     saturation_counts: Optional[float] = None
-    """The largest count that the detector can tell."""
+    """The largest count that the detector can measure."""
     date: Optional[str] = None
     detector: Optional[str] = None
     notes: Tuple[str, ...] = field(default=())
@@ -81,7 +81,7 @@ class Header:
 
 @dataclass(eq=False)
 class Frame:
-    """A frame, as `load` gives it: a pixel in row y and column x is `counts[y, x]`.
+    """A frame, as `load` returns it. The pixel in row y and column x is `counts[y, x]`.
 
     >>> frame = Frame(np.array([[1, 2], [3, 4]], np.uint32))
     >>> frame.mask.any(), frame.header.format
@@ -89,9 +89,9 @@ class Frame:
     """
 
     counts: npt.NDArray[Any]
-    """uint32, or int32 where the file's counts have a sign."""
+    """uint32, or int32 if the counts of the file have a sign."""
     mask: npt.NDArray[np.bool_] = None  # type: ignore[assignment]
-    """True where the count is unknown because the pixel overflowed."""
+    """True where the pixel overflowed and its count is unknown."""
     header: Header = field(default_factory=Header)
 
     def __post_init__(self) -> None:
@@ -99,7 +99,7 @@ class Frame:
             self.mask = np.zeros(np.shape(self.counts), np.bool_)
 
 
-# The program's options that its messages name, and what they are called here.
+# Options of the program that messages name, and their names here.
 _OPTIONS = {
     "--size WxH": "size=(width, height)",
     "--bits 32": "bits=32",
@@ -123,16 +123,18 @@ def load(
     skip: int = 0,
     force: bool = False,
 ) -> Frame:
-    """Reads the frame in the file, which may be compressed by gzip or bzip2. Its content decides what format it has.
+    """Reads a frame. The file may be compressed with gzip or bzip2. Its content decides the format.
 
     The array of counts owns the memory that the library filled: nothing is copied.
 
-    format: take the file for a frame of this one of the `readable_formats`.
-    size: (width, height) of raw frames, and of EDF frames without dimensions; a raw file's length decides without it.
-    depth, big_endian, skip: bits per raw pixel (8, 16 or 32; 16 if not told), high byte first, bytes in front.
-    force: take a damaged frame as far as it goes; `header.notes` says what is wrong.
+    format: read the file as this one of the `readable_formats`.
+    size: (width, height) of raw frames, and of EDF frames without dimensions; default: guessed from a raw file's
+      length.
+    depth, big_endian, skip: bits per raw pixel (8, 16 or 32, default: 16), high byte first, bytes to skip before the
+      pixels.
+    force: read as much as possible of a damaged frame; `header.notes` says what is wrong.
 
-    Raises OSError for a file that cannot be read, FrameError (a ValueError) for what is no frame or a damaged one.
+    Raises OSError if the file cannot be read, and FrameError (a ValueError) if it is no frame or is damaged.
 
     >>> np.arange(6, dtype="<u2").tofile("counts.raw")
     >>> load("counts.raw", size=(3, 2)).counts
@@ -173,19 +175,19 @@ def save(
 ) -> None:
     """Writes a frame, or an array of integers of up to 32 bits, as `xrdimage convert` does.
 
-    The file appears under its name only when it is complete; until then one of that name stays as it is.
+    The file gets its name only when it is complete; until then an existing file of that name stays as it is.
 
-    format: one of the `writable_formats`; without it the name's ending decides.
-    bits: 16 or 32 per pixel, where the format has both.
-    header: in the place of the frame's own; what the format has no place for is left out.
+    format: one of the `writable_formats`; default: decided by the ending of the name.
+    bits: 16 or 32 per pixel, if the format has both.
+    header: replaces the frame's own. Values that the format has no place for are left out.
 
-    Warns (FrameWarning) when counts do not fit the format, and of what is written for unknown ones. Raises OSError for
-    a file that cannot be written, FrameError (a ValueError) for a frame that the format cannot hold, TypeError for
-    arrays of other types.
+    Warns (FrameWarning) if counts do not fit the format or are unknown, and says what was written instead. Raises
+    OSError if the file cannot be written, FrameError (a ValueError) if the format cannot hold the frame, and TypeError
+    for arrays of other types.
 
     >>> save("new.tif", np.array([[1, 2], [3, 70000]]), header=Header(distance_mm=100.0))
     Traceback (most recent call last):
-    TypeError: counts are integers of up to 32 bits, not int64
+    TypeError: counts must be integers of up to 32 bits, not int64
     >>> save("new.edf", np.array([[1, 2], [3, 70000]], np.uint32), header=Header(distance_mm=100.0))
     >>> load("new.edf").counts[1, 1], load("new.edf").header.distance_mm
     (70000, 100.0)
@@ -196,17 +198,17 @@ def save(
         frame = Frame(np.asarray(frame))
     counts = np.asarray(frame.counts)
     if counts.dtype.kind not in "iu" or counts.dtype.itemsize > 4:
-        raise TypeError(f"counts are integers of up to 32 bits, not {counts.dtype}")
+        raise TypeError(f"counts must be integers of up to 32 bits, not {counts.dtype}")
     mask = np.asarray(frame.mask)
     if mask.dtype != np.bool_:
-        raise TypeError(f"a mask is of bool, not {mask.dtype}")
+        raise TypeError(f"the mask must be of bool, not {mask.dtype}")
     if bits not in (None, 16, 32):
-        raise ValueError(f"bits is 16 or 32, not {bits}")
+        raise ValueError(f"bits must be 16 or 32, not {bits}")
     if format is None:
         format = os.path.splitext(shown)[1][1:].lower()
         if not any(format in endings for endings in _core.written_endings.values()):
             usual = ", ".join("." + endings[0] for endings in _core.written_endings.values())
-            raise ValueError(f"{shown}: the name must end in one of {usual}, or format be stated")
+            raise ValueError(f"{shown}: the name must end in one of {usual}, or state format=")
     fields = asdict(frame.header if header is None else header)
     try:
         remarks = _core.save(
@@ -219,13 +221,13 @@ def save(
 
 
 def sample(path: Path, *, size: int = 2300, seed: int = 1) -> None:
-    """Writes a synthetic mar345 frame of size x size pixels (64 to 4096), the same for the same seed, as `xrdimage
-    sample` does: powder rings of lanthanum hexaboride and crystal spots, at 1.54179 angstrom and 120 mm.
+    """Writes a synthetic mar345 frame of size x size pixels (64 to 4096), as `xrdimage sample` does: powder rings of
+    lanthanum hexaboride and crystal spots, at 1.54179 ångström and 120 mm. The same seed gives the same frame.
 
     >>> sample("synthetic.mar2300", size=64, seed=7)
     >>> load("synthetic.mar2300").counts.shape
     (64, 64)
     """
     if seed < 0 or seed >= 2**64:
-        raise ValueError("seed is from 0 to 18446744073709551615")
+        raise ValueError("seed must be from 0 to 18446744073709551615")
     _core.sample(_checks.path(path), _checks.integer(size, "size"), seed)

@@ -1,4 +1,4 @@
-"""What is looked at before anything goes to the library, so that nothing that Python's users pass can harm it."""
+"""Checks of all arguments before they go to the library, so that no call from Python can harm it."""
 
 from __future__ import annotations
 
@@ -18,7 +18,7 @@ Path = Union[str, bytes, "os.PathLike[str]", "os.PathLike[bytes]"]
 
 
 def path(name: Path) -> bytes:
-    """The path as the system knows it."""
+    """The path in the system's encoding."""
     encoded = os.fsencode(name)
     if b"\0" in encoded:
         raise ValueError("embedded null byte")
@@ -26,7 +26,7 @@ def path(name: Path) -> bytes:
 
 
 def readable(name: Path) -> bytes:
-    """The path of a file that can be opened; OSError otherwise."""
+    """The path, if its file can be opened; OSError otherwise."""
     encoded = path(name)
     mode = os.stat(name).st_mode
     if stat.S_ISDIR(mode):
@@ -38,7 +38,7 @@ def readable(name: Path) -> bytes:
 
 
 def integer(value: SupportsIndex, name: str, bits: int = 32) -> int:
-    """The value as an integer of so many bits, with a sign."""
+    """The value as a signed integer of so many bits."""
     number = operator.index(value)
     if not -(2 ** (bits - 1)) <= number < 2 ** (bits - 1):
         raise ValueError(f"{name} does not fit {bits} bits: {number}")
@@ -47,7 +47,7 @@ def integer(value: SupportsIndex, name: str, bits: int = 32) -> int:
 
 def real(value: float, name: str) -> float:
     if not isinstance(value, numbers.Real):
-        raise TypeError(f"{name} is a number, not {type(value).__name__}")
+        raise TypeError(f"{name} must be a number, not {type(value).__name__}")
     return float(value)
 
 
@@ -59,12 +59,12 @@ def size(value: Optional[Tuple[int, int]]) -> Optional[Tuple[int, int]]:
 
 
 def array(values: Any, dtype: npt.DTypeLike, dimensions: Optional[int] = None) -> npt.NDArray[Any]:
-    """The values row by row, copied only when they are not; TypeError for those of another type."""
+    """The values row by row, copied only if they are in another order; TypeError for another type."""
     array = np.asarray(values)
     if array.dtype != dtype:
-        raise TypeError(f"an array of {np.dtype(dtype)} is needed, not of {array.dtype}")
+        raise TypeError(f"the array must be of {np.dtype(dtype)}, not of {array.dtype}")
     if dimensions is not None and array.ndim != dimensions:
-        raise ValueError(f"an array of {dimensions} dimensions is needed, not of {array.ndim}")
+        raise ValueError(f"the array must have {dimensions} dimensions, not {array.ndim}")
     return np.require(array, requirements=["C", "A"])
 
 
@@ -73,16 +73,16 @@ def image(values: Any, dtype: npt.DTypeLike = np.uint32) -> npt.NDArray[Any]:
 
 
 def writable(values: Any, dtype: Optional[npt.DTypeLike] = None, dimensions: Optional[int] = None) -> npt.NDArray[Any]:
-    """The array itself, when it can be worked on in place."""
+    """The array itself, if it can be changed in place."""
     if not isinstance(values, np.ndarray):
-        raise TypeError(f"a NumPy array is needed, not {type(values).__name__}")
+        raise TypeError(f"the argument must be a NumPy array, not {type(values).__name__}")
     checked = array(values, values.dtype if dtype is None else dtype, dimensions)
     if values.dtype.hasobject:
-        raise TypeError("an array of numbers is needed, not of objects")
+        raise TypeError("the array must be of numbers, not of objects")
     if checked is not values and not np.shares_memory(checked, values) or not values.flags.c_contiguous:
-        raise ValueError("the array is not contiguous, so that it cannot be worked on in place")
+        raise ValueError("the array must be contiguous to be changed in place")
     if not values.flags.writeable:
-        raise ValueError("the array is read-only, so that it cannot be worked on in place")
+        raise ValueError("the array must be writable to be changed in place")
     return values
 
 
@@ -91,20 +91,20 @@ def writable_image(values: Any, dtype: npt.DTypeLike = np.uint32) -> npt.NDArray
 
 
 class Stream:
-    """Hands the descriptor of an open binary file to the library, and takes the position that it leaves there.
+    """Hands the descriptor of an open binary file to the library, and takes over the position that the library leaves.
 
-    Python's file has a buffer of its own: first what is read ahead is given back, and what is to be written is written.
+    Python's file has its own buffer: bytes read ahead are given back first, and pending bytes are written.
     """
 
     def __init__(self, file: IO[bytes], writing: bool = False) -> None:
         if isinstance(file, io.TextIOBase):
-            raise TypeError("a file that is opened as binary is needed")
+            raise TypeError("the file must be opened in binary mode")
         try:
             self.descriptor = file.fileno()
         except (AttributeError, io.UnsupportedOperation):
-            raise TypeError("a file with a descriptor is needed, as open() gives it") from None
+            raise TypeError("the file must have a descriptor, as one from open()") from None
         if self.descriptor < 0:
-            raise ValueError(f"a descriptor cannot be {self.descriptor}")
+            raise ValueError(f"invalid descriptor {self.descriptor}")
         self.file = file
         self.writing = writing
 
@@ -123,6 +123,6 @@ class Stream:
     ) -> None:
         if self.seekable:
             position = os.lseek(self.descriptor, 0, os.SEEK_CUR)
-            # Where the file believes itself to be, without which it would go on from the wrong place.
+            # The position that the file expects; otherwise it would go on from the wrong place.
             os.lseek(self.descriptor, self.raw_position, os.SEEK_SET)
             self.file.seek(position)

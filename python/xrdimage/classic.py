@@ -1,25 +1,24 @@
-"""The C library's flat functions on NumPy arrays, with the results that its callers have always had.
+"""The functions of the flat C library on NumPy arrays, with exactly their results.
 
-`xrdimage.load` gives true counts; these give what the C functions of the same names give, quirks included
-(`include/xrdimage.h` tells of each). What differs is how they are called:
+`xrdimage.load` gives true counts. These functions return what the C functions of the same names return, quirks
+included; `include/xrdimage.h` describes each. The calls differ from C:
 
-- An image is an array of shape (height, width), row by row. `Daten`, the 32-bit pixels, are uint32; 16-bit ones are
-  uint16, or int16 where pixels are packed. Arrays of another type are refused with a TypeError: convert them with
-  `astype` first.
-- Results are returned, in new arrays that own the memory which the library allocated. Functions that work "in place"
-  change a writable, contiguous array; all others leave theirs alone.
-- `size` is (width, height) of frames whose files do not tell it: functions of the C library that ask for it on
-  standard input take this for the answer, or without it the default that the question states.
-- `stream` is an open binary file with a descriptor, as `open(path, "rb")` gives it. Reading and writing begin where it
-  stands and leave it behind the last byte in use; nobody but `fileclose` closes it. A pipe should be opened with
-  `buffering=0`, since what Python has read ahead from one cannot be given back.
-- A file that cannot be opened is an OSError, what the C function prints as an ERROR is a FrameError (a ValueError) with
-  its text, and a lack of memory is a MemoryError, also where the C function ends the process. Other lines, and libtiff's
-  messages, go to the logger "xrdimage" of `logging`: INFO, and WARNING where they say so. In all of these, "?" stands
-  for characters of names and headers that would steer a terminal.
-- Python's other threads run on meanwhile.
+- An image is an array of shape (height, width), row by row. `Daten`, the 32-bit pixels, are uint32. 16-bit pixels are
+  uint16, or int16 for packed images. An array of another type is a TypeError: convert it with `astype` first.
+- Results are returned in new arrays that own the memory which the library allocated. Functions that work "in place"
+  change a writable, contiguous array; all others leave their arguments unchanged.
+- `size` is (width, height), for frames whose files do not state it. C functions that ask for the size on standard input
+  get this answer, or by default the one that the question offers.
+- `stream` is an open binary file with a descriptor, as `open(path, "rb")` returns it. Reading and writing begin at its
+  position and leave it behind the last byte used. Only `fileclose` closes it. Open a pipe with `buffering=0`, because
+  bytes that Python has read ahead from a pipe cannot be given back.
+- A file that cannot be opened is an OSError. An ERROR that the C function prints is a FrameError (a ValueError) with
+  its text. A lack of memory is a MemoryError, also where the C function ends the process. Other lines and libtiff's
+  messages go to the logger "xrdimage" of `logging`, at INFO, or at WARNING for warnings. In all of these, "?" replaces
+  characters of names and headers that would steer a terminal.
+- Other Python threads go on during a call.
 
-Files that shrink while a TIFF or MarCCD frame is read from them end the process, as libtiff maps them into memory.
+libtiff maps files into memory: if a TIFF or MarCCD file shrinks while it is read, the process ends.
 """
 
 from __future__ import annotations
@@ -150,7 +149,7 @@ class Mar345Header(NamedTuple):
 
 
 class BnlFrame(NamedTuple):
-    """What `read_bnl` gives; -1.0 for values that the header lacks."""
+    """What `read_bnl` returns; -1.0 for values that the header lacks."""
 
     image: Image
     distance: float
@@ -187,7 +186,7 @@ class MarCcdFrame(NamedTuple):
 
 
 class Mar345Head(NamedTuple):
-    """What the ten words in front of a mar345 file tell."""
+    """What the first ten words of a mar345 file state."""
 
     new_layout: bool
     size: int
@@ -218,9 +217,9 @@ class BinnedImage(NamedTuple):
 
 
 def get_image_type(path: Path) -> ImageType:
-    """Which kind of image the file holds, by its name and by what the command `file` says of it. It need not exist.
+    """The kind of image in the file, by its name and by the output of the command `file`. The file need not exist.
 
-    Where nothing tells, the type is UNKNOWN.
+    The type is UNKNOWN if neither shows it.
 
     >>> get_image_type("lab6.mar2300")
     <ImageType.MAR2300: 4>
@@ -242,8 +241,8 @@ def read_raw(path: Path, size: Size = None) -> Image:
 
 def read_bnl(path: Path, size: Size = None) -> BnlFrame:
     """Reads a CCD frame with an ADSC-style header. The first half of the image holds the samples side by side, two to a
-    pixel, the bytes of every second one exchanged unless the header says BYTE_ORDER=big_endian. `size` serves for
-    SIZE1 and SIZE2 that are missing.
+    pixel; the bytes of every second one are exchanged unless the header says BYTE_ORDER=big_endian. `size` replaces a
+    missing SIZE1 or SIZE2.
 
     >>> with open("frame.img", "wb") as file:
     ...     written = file.write(b"{\\nSIZE1=2;\\nSIZE2=1;\\nDISTANCE=80.0;\\n}\\n\\x01\\x02\\x03\\x04")
@@ -254,8 +253,8 @@ def read_bnl(path: Path, size: Size = None) -> BnlFrame:
 
 
 def read_edf_header(stream: IO[bytes], bits: int = -1) -> EdfHeader:
-    """Reads an EDF header up to its closing brace. `bits` other than -1 serves where BitsPerSample is missing, before
-    the data type does.
+    """Reads an EDF header up to its closing brace. If BitsPerSample is missing, `bits` other than -1 replaces it,
+    before the data type does.
 
     >>> edf32_write("frame.edf", np.zeros((2, 3), np.uint32))
     >>> with open("frame.edf", "rb") as stream:
@@ -267,8 +266,8 @@ def read_edf_header(stream: IO[bytes], bits: int = -1) -> EdfHeader:
 
 
 def read_edf(path: Path, bits: int = -1, size: Size = None) -> EdfFrame:
-    """Reads an EDF frame. Samples are packed from the image's first byte on as they stand in the file. `bits` -1 takes
-    the header's. `size` serves where Dim_1 is missing; 1242 x 1152 without it.
+    """Reads an EDF frame. Samples are packed from the image's first byte on as they stand in the file. `bits` -1 means
+    those of the header. `size` replaces a missing Dim_1 and Dim_2; default: 1242 x 1152.
 
     >>> edf32_write("frame.edf", np.array([[1, 2], [3, 70000]], np.uint32))
     >>> read_edf("frame.edf")
@@ -279,7 +278,7 @@ def read_edf(path: Path, bits: int = -1, size: Size = None) -> EdfFrame:
 
 
 def edf16_write(path: Path, data: Image) -> None:
-    """Writes an EDF file that declares unsigned 16-bit pixels, and has four bytes a pixel.
+    """Writes an EDF file that declares unsigned 16-bit pixels, and has four bytes per pixel.
 
     >>> edf16_write("frame.edf", np.array([[1, 2]], np.uint32))
     >>> read_edf("frame.edf").bits
@@ -312,7 +311,7 @@ def read_saint_header(stream: IO[bytes]) -> SaintHeader:
 
 
 def read_saint(path: Path, size: Size = None) -> Image:
-    """Reads a SAINT frame of unsigned 16-bit pixels. `size` serves for NCOLS and NROWS that are missing.
+    """Reads a SAINT frame of unsigned 16-bit pixels. `size` replaces a missing NCOLS or NROWS.
 
     >>> with open("frame.sfrm", "wb") as file:
     ...     written = file.write(b"   ENDING2: 1".ljust(7680) + b"\\x01\\x00\\x02\\x00")
@@ -323,8 +322,8 @@ def read_saint(path: Path, size: Size = None) -> Image:
 
 
 def read_tiff(path: Path) -> Image:
-    """Reads a TIFF image as signed 16-bit samples, sign-extended, whatever the tags say. What libtiff has to say
-    goes to the logger, as warnings.
+    """Reads a TIFF image as signed 16-bit samples, sign-extended, whatever the tags say. libtiff's messages go to
+    the logger, as warnings.
 
     >>> import xrdimage
     >>> xrdimage.save("frame.tif", np.array([[1, 40000]], np.uint16), bits=16)
@@ -367,8 +366,8 @@ def read_mar_ccd(path: Path, distance: float = -999.0) -> MarCcdFrame:
 
 
 def readpack_word_c(path: Path) -> SignedImage:
-    """Decodes the packed image of the file, wherever its header line stands, to an image of the size that it states;
-    without one, of no pixels.
+    """Decodes the packed image of the file, wherever its header line stands, to an image of the size that it states.
+    Without a header line the image has no pixels.
 
     >>> with open("image.pck", "wb") as stream:
     ...     pack_wordimage_c(np.array([[1, 2], [3, -4]], np.int16), stream)
@@ -380,8 +379,8 @@ def readpack_word_c(path: Path) -> SignedImage:
 
 
 def unpack_word(stream: IO[bytes], x: int, y: int) -> SignedImage:
-    """Decodes y rows of x pixels from the stream, which stands at the bit stream's first byte. No byte is read that is
-    not needed, also from pipes.
+    """Decodes y rows of x pixels from the stream, which stands at the bit stream's first byte. Only the bytes that are
+    needed are read, also from pipes.
 
     >>> with open("image.pck", "w+b") as stream:
     ...     pack_wordimage_c(np.array([[1, 2], [3, 4]], np.int16), stream)
@@ -408,7 +407,7 @@ def pack_wordimage_c(img: SignedImage, stream: IO[bytes]) -> None:
 
 
 def diff_words(img: SignedImage, done: int = 0) -> Integers:
-    """The differences between pixels and predictions from pixel index `done` on: 16384 at the most.
+    """The differences between pixels and predictions from pixel index `done` on, at most 16384.
 
     >>> diff_words(np.array([[5, 7], [6, 10]], np.int16))
     array([ 5,  2, -1,  4], dtype=int32)
@@ -663,7 +662,7 @@ def rotate_clock1(image: ShortImage) -> None:
 
 
 def getcorr(stream: IO[bytes]) -> Integers:
-    """Reads the 1187 four-byte values of a correction record: int32 here, `view` tells otherwise.
+    """Reads the 1187 four-byte values of a correction record: int32 here; use `view` for another type.
 
     >>> np.arange(1187, dtype=np.int32).tofile("ABS.XDS")
     >>> with open("ABS.XDS", "rb") as stream:
@@ -675,7 +674,7 @@ def getcorr(stream: IO[bytes]) -> Integers:
 
 
 def getmod(stream: IO[bytes], x: int, y: int) -> Integers:
-    """Reads the four-byte values of y rows of x pixels of MODPIX.XDS: int32 here, `view` tells otherwise.
+    """Reads the four-byte values of y rows of x pixels of MODPIX.XDS: int32 here; use `view` for another type.
 
     >>> np.ones(6, np.float32).tofile("MODPIX.XDS")
     >>> with open("MODPIX.XDS", "rb") as stream:
@@ -699,7 +698,7 @@ def fileclose(
     other: Optional[IO[bytes]] = None,
 ) -> None:
     """Closes `modpix` if the name is exactly "MODPIX.XDS", `bkgpix` if it is "BKGPIX.XDS", `other` for any other name.
-    ValueError when that one is None.
+    ValueError if that one is None.
 
     >>> stream = open("MODPIX.XDS", "w+b")
     >>> fileclose("MODPIX.XDS", modpix=stream)
@@ -721,7 +720,7 @@ def filerewind(
     bkgpix: Optional[IO[bytes]] = None,
     other: Optional[IO[bytes]] = None,
 ) -> None:
-    """Rewinds the stream that `fileclose` would close; for "MODPIX.XDS" `other` as well, as callers rely on it.
+    """Rewinds the stream that `fileclose` would close; for "MODPIX.XDS" `other` as well: callers rely on it.
 
     >>> with open("BKGPIX.XDS", "w+b") as stream:
     ...     written = stream.write(b"1234")
@@ -739,7 +738,7 @@ def filerewind(
 
 def filedelete() -> int:
     """Removes the file "tmp.image" of the working directory, by the system shell's "/bin/rm". Returns the command's
-    wait status, 0 when it has succeeded.
+    wait status, 0 on success.
 
     >>> open("tmp.image", "wb").close()
     >>> filedelete()
@@ -801,7 +800,7 @@ def fit_to_new_dimension_short(Daten_ushort: ShortImage, new_width: int, new_hei
 
 
 def find_maximum(Daten: Image) -> Extremes:
-    """Largest and smallest pixel; the smallest is 999999999 at the most, also when there are no pixels.
+    """Largest and smallest pixel. The smallest is at most 999999999, also if there are no pixels.
 
     >>> find_maximum(np.array([[7, 3]], np.uint32))
     Extremes(max=7, min=3)
@@ -810,7 +809,7 @@ def find_maximum(Daten: Image) -> Extremes:
 
 
 def find_short_maximum(Daten: Image) -> Extremes:
-    """The same, with 65535 in the place of 999999999.
+    """The same with 65535 instead of 999999999.
 
     >>> find_short_maximum(np.array([[70000]], np.uint32))
     Extremes(max=70000, min=65535)
@@ -1029,6 +1028,6 @@ def write_short_zimg(path: Path, Daten_ushort: ShortImage) -> None:
 def view(name: Path, Daten: Image, divisor: int = 1) -> int:
     """Shows the image: writes NAME.raw and "colormap.zimg" in the working directory and runs "zimg ... NAME.raw; xv
     NAME.png" in the system shell, waiting for its end. The programs print where Python does. Returns the command's wait
-    status: 0, when the viewer has succeeded; 32512, when it is not installed.
+    status: 0 on success, 32512 if the viewer is not installed.
     """
     return _core.view(_checks.path(name), image(Daten), integer(divisor, "divisor"))

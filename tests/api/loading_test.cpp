@@ -62,7 +62,7 @@ TEST(Detect, FailuresLeaveTheKeywordAlone) {
   EXPECT_EQ(xrd_detect(directory.path("missing").c_str(), &keyword, detail), XRD_SYSTEM);
   EXPECT_EQ(detail.text(), "No such file or directory");
   EXPECT_EQ(xrd_detect_memory("12345678", 8, nullptr, &keyword, detail), XRD_UNKNOWN_FORMAT);
-  EXPECT_TRUE(detail.text().starts_with("is of no known format")) << detail.text();
+  EXPECT_TRUE(detail.text().starts_with("has an unknown format")) << detail.text();
   EXPECT_EQ(xrd_detect(nullptr, &keyword, detail), XRD_INVALID);
   EXPECT_EQ(detail.text(), "the path is a null pointer");
   EXPECT_EQ(xrd_detect_memory(nullptr, 8, nullptr, &keyword, detail), XRD_INVALID);
@@ -210,7 +210,7 @@ TEST(Load, MoreMemoryThanThereIsIsAResult) {
     std::fprintf(stderr, "result %d: %s\n", result, detail.text().c_str());
     std::_Exit(0);
   };
-  EXPECT_EXIT(load(), testing::ExitedWithCode(0), "result 1: needs more memory than there is");
+  EXPECT_EXIT(load(), testing::ExitedWithCode(0), "result 1: needs more memory than is available");
 }
 
 // Hostile bytes: a frame, or a failure with one printable line.

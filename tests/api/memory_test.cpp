@@ -188,7 +188,7 @@ std::map<std::string, Call> calls() {
       {"apply log", applying("log", "10")},
       {"apply to-16-bits", applying("to-16-bits", nullptr)},
       {"apply box", applying("box", "2,2,1,1,1,1")},
-      {"apply what there is not", applying("an operation that there is not", nullptr)},
+      {"apply an unknown operation", applying("an operation that there is not", nullptr)},
   };
 }
 
@@ -214,7 +214,7 @@ TEST_P(NoMemory, IsAResultAndLosesNothing) {
       ++failures;
       ASSERT_TRUE(result == XRD_NO_MEMORY || result == usual) << name << ", allocation " << failing << ": " << result;
       if (result == XRD_NO_MEMORY && detail.text() != Detail::kUntouched) {
-        ASSERT_EQ(detail.text(), "needs more memory than there is") << name << ", allocation " << failing;
+        ASSERT_EQ(detail.text(), "needs more memory than is available") << name << ", allocation " << failing;
       }
     }
     EXPECT_TRUE(failures > 0 || name == "statistics") << name;

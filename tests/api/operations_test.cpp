@@ -169,8 +169,8 @@ std::vector<Refused> refused() {
   const auto smooth = [](double x, double y) {
     return [=](xrd_frame* frame, char* detail) { return xrd_smooth(frame, x, y, detail); };
   };
-  constexpr const char* kNoRectangle = "cannot be cropped to what is no rectangle of pixels";
-  constexpr const char* kNoWidth = "cannot be smoothed by widths";
+  constexpr const char* kNoRectangle = "cannot be cropped: the rectangle is invalid";
+  constexpr const char* kNoWidth = "cannot be smoothed: widths must be above 0 and at most 10000 pixels";
   return {{crop(3, 0, 1, 1), "--crop begins outside of the frame"},
           {crop(0, 2, 1, 1), "--crop begins outside of the frame"},
           {crop(-1, 0, 1, 1), kNoRectangle},
@@ -187,11 +187,11 @@ std::vector<Refused> refused() {
           {smooth(1, -1), kNoWidth},
           {smooth(std::numeric_limits<double>::quiet_NaN(), 1), kNoWidth},
           {smooth(1, 1e300), kNoWidth},
-          {apply("sharpen", nullptr), "--sharpen is no operation"},
+          {apply("sharpen", nullptr), "--sharpen is not an operation"},
           {apply("bin", nullptr), "--bin needs a value"},
           {apply("rotate", "1"), "--rotate takes no value"},
           {apply("bin", "x"), "--bin: 'x' is not a whole number"},
-          {apply("flip", "sideways"), "--flip: 'sideways' is none of horizontal, vertical"},
+          {apply("flip", "sideways"), "--flip: 'sideways' must be one of horizontal, vertical"},
           {apply("bin", "3"), "--bin 3 is more than the frame's width or height"},
           {apply(nullptr, nullptr), "the operation's name is a null pointer"}};
 }

@@ -32,7 +32,7 @@ TEST_F(Options, AllNamesOfTheHeaderAreTaken) {
 
 TEST_F(Options, WhatMakesNoSenseIsRefusedWithALine) {
   EXPECT_EQ(set("sise", "1x1"), XRD_INVALID);
-  EXPECT_EQ(detail.text(), "--sise is no option");
+  EXPECT_EQ(detail.text(), "--sise is not an option");
   EXPECT_EQ(set("size", "1024"), XRD_INVALID);
   EXPECT_TRUE(detail.text().starts_with("--size: '1024' ")) << detail.text();
   EXPECT_EQ(set("size", nullptr), XRD_INVALID);
@@ -40,9 +40,9 @@ TEST_F(Options, WhatMakesNoSenseIsRefusedWithALine) {
   EXPECT_EQ(set("force", "yes"), XRD_INVALID);
   EXPECT_EQ(detail.text(), "--force takes no value");
   EXPECT_EQ(set("bits", "24"), XRD_INVALID);
-  EXPECT_EQ(detail.text(), "--bits: '24' is none of 16, 32");
+  EXPECT_EQ(detail.text(), "--bits: '24' must be one of 16, 32");
   EXPECT_EQ(set("format", "gif"), XRD_UNKNOWN_FORMAT);
-  EXPECT_EQ(detail.text(), "--format 'gif' is no format");
+  EXPECT_EQ(detail.text(), "--format 'gif' is not a format");
   EXPECT_EQ(set("wavelength", "-1"), XRD_INVALID);
   EXPECT_EQ(set("image", "0"), XRD_INVALID);
 }

@@ -1,5 +1,4 @@
-// What a caller in C gets of frames is what `xrdimage info --json` tells, from paths and from memory, in eight threads
-// at once.
+// A caller in C reads the same values as `xrdimage info --json`, from paths and from memory, in eight threads at once.
 #include <algorithm>
 #include <array>
 #include <cstdlib>

@@ -125,7 +125,7 @@ Task change(const char* name, Change change) {
           }};
 }
 
-// An operation that puts another array in the place of the caller's.
+// An operation that replaces the caller's array.
 template <typename Pixel, typename Replace>
 Task replacement(const char* name, Replace replace) {
   return {name, [=](const Material& material) {

@@ -24,7 +24,7 @@ constexpr std::array<unsigned, 6> kShifts{0, 4, 10, 16, 22, 31};
 
 constexpr std::array<std::array<int, 2>, 5> kSizes{{{64, 48}, {63, 47}, {1, 1}, {7, 90}, {250, 4}}};
 
-// An operation that puts another array in the place of the one that it gets, on random images.
+// An operation that replaces the array that it gets, on random images.
 template <typename Pixel, typename Operation>
 void replace_images(Run& run, const Operation& operation) {
   for (const auto& [width, height] : kSizes) {
@@ -188,7 +188,7 @@ void gauss_kernels(Run& run) {
 }
 
 // FFTW computes with the processor's extended precision on 32-bit x86, so that transforms agree to some 1e-16 only.
-// They are compared in steps of 2^-30; what is no number or infinite counts as the same.
+// They are compared in steps of 2^-30; NaN and infinite values count as the same.
 void round_transform(fftw_real* transform, int x, int y) {
   constexpr double kSteps = 1073741824.0;
   for (std::ptrdiff_t i = 0; i < std::ptrdiff_t{x} * (y + 2); ++i) {

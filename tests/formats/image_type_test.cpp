@@ -26,7 +26,7 @@ constexpr std::array<Probe, 12> kProbes{{{"TIFF", 9},
                                          {"tra", 1},
                                          {"xi", 2}}};
 
-// The first `count` commands for a path, as it stands in them.
+// The first `count` commands for a path, which is written as in them.
 std::vector<std::string> commands_for(const std::string& word, std::size_t count = kProbes.size()) {
   std::vector<std::string> commands;
   for (std::size_t i = 0; i < count; ++i) {

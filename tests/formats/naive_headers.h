@@ -125,7 +125,7 @@ inline constexpr auto kNumbers = std::to_array<std::string_view>(
      "\t9", "3.7", "-2.5", ".5", "5.",  "1e2", "1e", "1e-3x", "1e99", "nan", "-inf", "20000", "4;5",
      "4 5", "1,5", "",     " ",  "abc", "x12", "-",  "- 3",   "+-3",  "%d",  "--1",  "0x",    "\x82\xB2"});
 
-// Words as they stand in headers, and such that mean something as a format string.
+// Words as in headers, and words that mean something as a format string.
 inline constexpr auto kWords = std::to_array<std::string_view>(
     {"fast",
      "1x1",
@@ -234,5 +234,5 @@ int read_damaged_copies(const TemporaryDirectory& directory, const std::string& 
 
 }  // namespace test
 
-// The word of the messages that are not red, as callers see it.
+// The word of messages that are not red, as callers see it.
 #define PLAIN_ERROR "\033[0mERROR\033[0m"

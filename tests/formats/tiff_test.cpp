@@ -19,7 +19,7 @@ std::string failure(const std::string& path, const std::string& reason = "") {
   return "# \033[0mERROR\033[0m reading file " + path + reason + "\n";
 }
 
-// What the reader did, called as callers call it.
+// The result of the reader, called as by callers.
 struct Reading {
   int result = -1;
   bool delivered = false;

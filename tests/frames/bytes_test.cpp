@@ -191,7 +191,7 @@ TEST(FrameBytes, WhatStatesNoSizeIsUnpackedTo192Mebibytes) {
   for (int i = 0; i < 192; ++i) file += member;
   EXPECT_EQ(read(file).size(), std::size_t{192} << 20);
   EXPECT_EQ(error_of(file + member),
-            "is too large: it unpacks to more than 201326592 bytes, which do not say how large the frame is");
+            "is too large: it unpacks to more than 201326592 bytes, which do not state the size of the frame");
 }
 
 TEST(FrameBytes, LargeFilesThatStateNoSizeAreUnpackedTo256TimesTheirLength) {
@@ -208,7 +208,7 @@ TEST(FrameBytes, MuchThatHoldsNothingIsDamage) {
   // Deflate's blocks without content.
   std::string file = "\x1F\x8B\x08\0\0\0\0\0\0\xFF"s;
   while (file.size() < 3000000) file += "\0\0\0\xFF\xFF"s;
-  EXPECT_EQ(error_of(file), "is a damaged gzip file: it is far longer than what it holds");
+  EXPECT_EQ(error_of(file), "is a damaged gzip file: it is far longer than its content");
   file.resize(1000000);
   EXPECT_EQ(error_of(file), "is a damaged gzip file");  // it has no end
 }

@@ -119,10 +119,10 @@ TEST(FrameCost, TilesThatATiffFileHasNoRoomFor) {
   TiffFile tiff = in_tall_tiles(1600000);
   tiff.blocks = {""};
   EXPECT_LT(tiff.bytes().size(), 200U);
-  expect_cheap(tiff.bytes(), "is a damaged TIFF file: its tiles are more than it has room for");
+  expect_cheap(tiff.bytes(), "is a damaged TIFF file: its tiles are too many for its length");
   TiffFile strips = strips_of(1000000);
   strips.blocks = {""};
-  expect_cheap(strips.bytes(), "is a damaged TIFF file: its strips are more than it has room for", 32);  // of libtiff
+  expect_cheap(strips.bytes(), "is a damaged TIFF file: its strips are too many for its length", 32);  // of libtiff
 }
 
 TEST(FrameCost, TiffStripsThatShareMuchOfTheFile) {
@@ -178,7 +178,7 @@ TEST(FrameCost, TiffCompressionsThatNoFrameHasAreNamed) {
   for (const unsigned compression : {7U, 34887U}) {  // JPEG, LERC
     tiff.compression = compression;
     EXPECT_EQ(test::load_error(frames::load_tiff, tiff.bytes()),
-              "has TIFF compression " + std::to_string(compression) + ", which no frame has");
+              "has TIFF compression " + std::to_string(compression) + ", which frames do not use");
   }
 }
 
@@ -354,7 +354,7 @@ TEST(FrameCost, CompressedTiffFilesWhoseDirectoryNeverComes) {
   std::string file = test::bzip2("II*" + test::from_bytes({0, 0, 0, 0, 0x7F}));
   for (int i = 0; i < 2000; ++i) file += member;
   expect_cheap(file,
-               "(is too large: it unpacks to more than 201326592 bytes, which do not say how large the frame is|is a "
+               "(is too large: it unpacks to more than 201326592 bytes, which do not state the size of the frame|is a "
                "damaged TIFF file.*)",
                600);
 }

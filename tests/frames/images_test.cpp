@@ -208,7 +208,7 @@ TEST(Memory, NamesDecideWhereContentSaysNothing) {
 TEST(Memory, FormatsThatAreOnlyWrittenCannotBeStated) {
   LoadOptions options;
   options.format = Format::kNpy;
-  EXPECT_EQ(test::load_error([&] { load("abc", options); }), "cannot be read as npy, which is only written");
+  EXPECT_EQ(test::load_error([&] { load("abc", options); }), "cannot be read as npy: this format is only written");
 }
 
 TEST(HeaderOnly, HasAllButThePixels) {

@@ -63,13 +63,13 @@ TEST(Detect, NameDecidesWhereContentSaysNothing) {
   // The loader that the name calls for tells what is wrong.
   EXPECT_EQ(error_of("frame.PCK", pixels), "is truncated or damaged: it holds no packed image");
   EXPECT_EQ(error_of("frame.pck.gz", gzip(pixels)), "is truncated or damaged: it holds no packed image");
-  EXPECT_EQ(error_of("frame.mar2300", pixels), "is truncated: the header is not whole");
-  EXPECT_EQ(error_of("frame.mccd", pixels), "is truncated: the header is not whole");
+  EXPECT_EQ(error_of("frame.mar2300", pixels), "is truncated: the header is incomplete");
+  EXPECT_EQ(error_of("frame.mccd", pixels), "is truncated: the header is incomplete");
   EXPECT_TRUE(error_of("frame.tif", pixels).starts_with("is a damaged TIFF file"));
   for (const char* name : {"frame.edf", "frame.img", "frame.sfrm"}) EXPECT_NE(error_of(name, pixels), "") << name;
   for (const char* name : {"frame", "raw", "frame.xyz"}) {
     EXPECT_EQ(error_of(name, pixels),
-              "is of no known format; --size WxH takes it as raw pixels, --format states the format")
+              "has an unknown format; read it as raw pixels with --size WxH, or state the format with --format")
         << name;
   }
 }

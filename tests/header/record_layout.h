@@ -1,4 +1,4 @@
-/* The layout of the shared records, which callers compiled elsewhere rely on. Serves C and C++. */
+/* The layout of the shared records, on which callers compiled elsewhere rely. For C and C++. */
 #ifndef XRDIMAGE_TESTS_RECORD_LAYOUT_H
 #define XRDIMAGE_TESTS_RECORD_LAYOUT_H
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # install_test.sh SOURCES BUILD VERSION LIBDIR CC CXX [program] [frame] [python]: installs the build to a folder of its own and
-# builds callers against that, by pkg-config and by CMake, with the shared and the static library; then once more where the folder
+# builds programs against it, by pkg-config and by CMake, with the shared and the static library; then once more where the folder
 # was moved to. Folders have blanks in their names.
 set -euo pipefail
 
@@ -209,7 +209,7 @@ check_frame_library() {
   quietly cmake --build by_cmake_too
   for picture in by_cmake_too/picture_{c,cpp}; do
     LD_LIBRARY_PATH=$prefix/$libdir "$picture" frame.edf "$picture.png" >said || fail "$picture fails"
-    grep -q 'Dim_1 = 4' said || fail "$picture does not tell the header"
+    grep -q 'Dim_1 = 4' said || fail "$picture does not print the header"
     grep -q '^counts from 1 to 256, mean 32.8' said || fail "$picture tells: $(cat said)"
     ! LD_LIBRARY_PATH=$prefix/$libdir "$picture" missing.edf "$picture.png" >said 2>&1 || fail "$picture finds no failure"
     grep -q 'No such file' said || fail "$picture does not say what is wrong"

@@ -100,7 +100,7 @@ Frame random_frame(naive::Random& random, Layout layout, int size) {
           naive::random_image(random, size, size)};
 }
 
-// The smallest size that the older layout can have in the host's byte order is 101.
+// The smallest size that the older layout can have in the processor's byte order is 101.
 constexpr int kOlderSize = 101;
 
 Frame plain_frame(Layout layout, short pixel = 9) {

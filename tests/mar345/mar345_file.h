@@ -18,7 +18,7 @@ struct OverflowRecord {
 
 struct Layout {
   bool new_layout;
-  bool swapped;  // the file has the byte order that the host has not
+  bool swapped;  // the file does not have the processor's byte order
 };
 
 inline constexpr std::array<Layout, 4> kLayouts{{{true, false}, {true, true}, {false, false}, {false, true}}};

@@ -420,7 +420,7 @@ TEST_P(HeaderLine, MayBeAsLongAsALineCanBe) {
   // 35 characters, blanks behind them, and the line feed as character 8191.
   const std::string line(kLine, 35);
   EXPECT_EQ(read_four("\n", line + std::string(8155, ' ') + "\n"), kFour);
-  // One character more, and the line feed begins a line of its own, in the place of the first character.
+  // One character more, and the line feed begins its own line, instead of the first character.
   EXPECT_EQ(read_four("\n", line + std::string(8156, ' ') + "\n"), kFourUntouched);
   EXPECT_EQ(read_four("\n", " " + line + std::string(8155, ' ') + "\n"), kFour);
 }

@@ -19,7 +19,7 @@ std::string header_bytes(std::uint32_t width, std::uint32_t height) {
   return little32(width) + little32(height) + std::string(kHeader - 8, '\0');
 }
 
-// The line that announces a packed image; the dimensions are given as they stand in it.
+// The line that announces a packed image; the dimensions are given as in the line.
 std::string header_line(const std::string& width, const std::string& height) {
   return "\nCCP4 packed image, X: " + width + ", Y: " + height + "\n";
 }

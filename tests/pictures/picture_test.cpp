@@ -59,14 +59,14 @@ TEST(PictureOptions, WhatIsWrongIsSaidInALine) {
   for (const char* text : {"5", "5-", "-", "5-x", "5-6-7", "5 -6", ""}) {
     EXPECT_EQ(set("range", text, options), "'" + std::string(text) + "' is not of the form LO-HI, as in 0-500");
   }
-  EXPECT_EQ(set("range", "7-7", options), "'7-7' does not go upwards");
-  EXPECT_EQ(set("range", "0-4294967296", options), "'0-4294967296' is beyond 32 bits");
+  EXPECT_EQ(set("range", "7-7", options), "'7-7' must begin with the lower count");
+  EXPECT_EQ(set("range", "0-4294967296", options), "'0-4294967296' does not fit into 32 bits");
   for (const char* text : {"0", "-1", "4,", ",4", "4;5", "4,0", "1e6", "1e999", "nan", "inf", "x", ""}) {
     EXPECT_EQ(set("rings", text, options),
-              "'" + std::string(text) + "' is no list of spacings in angstrom, as in 10,4.5,2");
+              "'" + std::string(text) + "' is not a list of spacings in ångström, as in 10,4.5,2");
   }
-  EXPECT_EQ(set("scale", "cubic", options), "'cubic' is none of linear, sqrt, log");
-  EXPECT_EQ(set("colors", "pink", options), "'pink' is none of classic, grey, inverse, viridis");
+  EXPECT_EQ(set("scale", "cubic", options), "'cubic' must be one of linear, sqrt, log");
+  EXPECT_EQ(set("colors", "pink", options), "'pink' must be one of classic, grey, inverse, viridis");
 }
 
 TEST(Picture, TellsItsRange) {

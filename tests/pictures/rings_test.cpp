@@ -179,13 +179,12 @@ std::string error_without(const std::function<void(frames::Header&)>& remove) {
 
 TEST(Rings, NameExactlyWhatTheFrameDoesNotTell) {
   EXPECT_EQ(error_without([](frames::Header& header) { header.wavelength.reset(); }),
-            "rings need the wavelength, which the frame does not tell (--wavelength)");
+            "rings need the wavelength, which the header lacks (--wavelength)");
   EXPECT_EQ(error_without([](frames::Header& header) { header.wavelength.reset(), header.beam_centre.reset(); }),
-            "rings need the wavelength and the beam centre, which the frame does not tell (--wavelength, --beam)");
-  EXPECT_EQ(
-      error_without([](frames::Header& header) { header = {}; }),
-      "rings need the wavelength, the distance, the pixel size and the beam centre, which the frame does not tell "
-      "(--wavelength, --distance, --pixel, --beam)");
+            "rings need the wavelength and the beam centre, which the header lacks (--wavelength, --beam)");
+  EXPECT_EQ(error_without([](frames::Header& header) { header = {}; }),
+            "rings need the wavelength, the distance, the pixel size and the beam centre, which the header lacks "
+            "(--wavelength, --distance, --pixel, --beam)");
   EXPECT_EQ(error_without([](frames::Header&) {}), "");
 }
 

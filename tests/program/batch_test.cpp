@@ -62,7 +62,7 @@ TEST(Tasks, FailuresAndCrashesTakeNoOtherTaskWithThem) {
   EXPECT_EQ(results[1].state, State::kFailed);
   EXPECT_EQ(results[1].text, "file: is bad");
   EXPECT_EQ(results[2].state, State::kCrashed);
-  EXPECT_EQ(results[2].text, "the process that worked on it was ended: Killed");
+  EXPECT_EQ(results[2].text, "its process was ended by a signal: Killed");
   EXPECT_EQ(results[3].text, "done");
 }
 
@@ -83,7 +83,7 @@ TEST(Tasks, OtherExceptionsTakeNoOtherTaskWithThem) {
   EXPECT_EQ(results[0].state, State::kSucceeded);
   EXPECT_EQ(results[0].text, "done");
   EXPECT_EQ(results[1].state, State::kCrashed);
-  EXPECT_EQ(results[1].text, "needs more memory than there is");
+  EXPECT_EQ(results[1].text, "needs more memory than is available");
   EXPECT_EQ(results[2].state, State::kCrashed);
   EXPECT_EQ(results[2].text, "was not foreseen");
 }
@@ -231,11 +231,11 @@ TEST_F(Batch, AnInterruptedRunGoesOnWhereItWas) {
   EXPECT_EQ(fs::last_write_time("out/f000.npy"), time) << "written again";
   EXPECT_TRUE(rest.err.starts_with("xrdimage: " + std::to_string(500 - done) + " of " + std::to_string(500 - done)))
       << rest.err;
-  EXPECT_TRUE(rest.err.ends_with(", " + std::to_string(done) + " were there already\n")) << rest.err;
+  EXPECT_TRUE(rest.err.ends_with(", " + std::to_string(done) + " existed already\n")) << rest.err;
 
   const Result nothing = place_.xrdimage(std::string(kConvert) + " --skip-existing");
   EXPECT_EQ(nothing.status, 0);
-  EXPECT_EQ(nothing.err, "xrdimage: 0 of 0 frames converted in 0 s, 500 were there already\n");
+  EXPECT_EQ(nothing.err, "xrdimage: 0 of 0 frames converted in 0 s, 500 existed already\n");
 }
 
 TEST_F(Batch, AnInterruptEndsStoppedProcessesToo) {
@@ -262,7 +262,7 @@ TEST_F(Batch, WhatAnotherRunMakesMeanwhileWasThereAlready) {
   const std::string meanwhile = "(until [ -d out ]; do :; done; echo other >out/1.npy) & \"$xrdimage\" ";
   const Result result = place_.run(meanwhile + convert + " --skip-existing");
   EXPECT_EQ(result.status, 0);
-  EXPECT_TRUE(result.err.ends_with(", 1 were there already\n")) << result.err;
+  EXPECT_TRUE(result.err.ends_with(", 1 existed already\n")) << result.err;
   EXPECT_TRUE(result.err.find("xrdimage: 1 of 1 frames converted in ") != std::string::npos) << result.err;
   EXPECT_EQ(test::read_file("out/1.npy"), "other\n");
   fs::remove_all("out");
@@ -279,7 +279,7 @@ TEST_F(Batch, OutputsAreNotOverwrittenByOthersOfTheSamePlace) {
     const Result result =
         place_.xrdimage(std::string("convert 0.raw 1.raw --size 1x1 -o '{name}/out.npy' -j 1") + option);
     EXPECT_EQ(result.status, 1) << option;
-    EXPECT_EQ(result.err, "xrdimage: 1/out.npy: would be written for 0.raw and for 1.raw\n") << option;
+    EXPECT_EQ(result.err, "xrdimage: 1/out.npy: would be written twice: for 0.raw and for 1.raw\n") << option;
   }
   EXPECT_TRUE(fs::is_empty("0"));
 }
@@ -308,7 +308,7 @@ TEST_F(Batch, OneFileForManyFramesIsRefused) {
   EXPECT_EQ(place_.xrdimage("convert data/*.raw -o out.png").err,
             "xrdimage: out.png: is one file, but there are 2 frames; name a folder, or a pattern as in {name}.png\n");
   EXPECT_EQ(place_.xrdimage("convert data/*.raw -o out/").err,
-            "xrdimage: out/: is a folder; --to states the format, as in --to png\n");
+            "xrdimage: out/: is a folder; state the format with --to, as in --to png\n");
   EXPECT_FALSE(fs::exists("out"));
 }
 
@@ -320,11 +320,11 @@ TEST_F(Batch, FramesThatExistAreRefusedAndCounted) {
   const Result result = place_.xrdimage(kConvert);
   EXPECT_EQ(result.status, 1);
   EXPECT_TRUE(
-      result.err.starts_with("xrdimage: out/f001.npy: exists already; --overwrite replaces it\n"
-                             "xrdimage: out/f003.npy: exists already; --overwrite replaces it\n"
+      result.err.starts_with("xrdimage: out/f001.npy: already exists; replace it with --overwrite\n"
+                             "xrdimage: out/f003.npy: already exists; replace it with --overwrite\n"
                              "xrdimage: 3 of 5 frames converted in "))
       << result.err;
-  EXPECT_TRUE(result.err.ends_with(" s, 2 refused, as their files exist\n")) << result.err;
+  EXPECT_TRUE(result.err.ends_with(" s, 2 refused because their files exist\n")) << result.err;
   EXPECT_EQ(test::read_file("out/f001.npy"), "a frame");
   EXPECT_EQ(place_.xrdimage(std::string(kConvert) + " --overwrite").status, 0);
   EXPECT_EQ(whole_outputs(5), 5U);
@@ -371,7 +371,8 @@ TEST_F(Batch, NoFrameIsOverwrittenByWhatIsMadeOfAnother) {
   place_.write("1.raw", test::little16(11));
   const Result result = place_.xrdimage("convert 0.raw 1.raw --size 1x1 -o './{n}.raw' -j 1");
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "xrdimage: ./1.raw: is a frame itself, which is not overwritten by what is made of 0.raw\n");
+  EXPECT_EQ(result.err,
+            "xrdimage: ./1.raw: is itself an input frame, which is not overwritten by the output of 0.raw\n");
   EXPECT_EQ(test::read_file("1.raw"), test::little16(11));
   EXPECT_FALSE(fs::exists("2.raw"));
 }
@@ -393,8 +394,8 @@ TEST_F(Batch, WarningsNameTheirFrames) {
   place_.write("data/g.raw", std::string(18, '\0'));
   const Result result = place_.xrdimage("convert data/f000.raw data/g.raw -o out/ --to png -j 1");
   EXPECT_EQ(result.status, 0);
-  EXPECT_NE(result.err.find("xrdimage: data/f000.raw: warning: is taken as 20 x 20 pixels"), std::string::npos);
-  EXPECT_NE(result.err.find("xrdimage: data/g.raw: warning: is taken as 3 x 3 pixels"), std::string::npos);
+  EXPECT_NE(result.err.find("xrdimage: data/f000.raw: warning: is read as 20 x 20 pixels"), std::string::npos);
+  EXPECT_NE(result.err.find("xrdimage: data/g.raw: warning: is read as 3 x 3 pixels"), std::string::npos);
 }
 
 TEST_F(Batch, ABarShowsTheProgressOnATerminal) {

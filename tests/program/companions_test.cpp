@@ -77,7 +77,7 @@ TEST_F(Zimg, WhatIsWrongIsSaid) {
   const std::string options = "--unsigned-short -r 2x3 --absolute=0-8 -o out.png ";
   EXPECT_EQ(zimg(options + "--colormap=map missing").err, "zimg: missing: No such file or directory\n");
   EXPECT_EQ(zimg(options + "--colormap=none dump.raw").err, "zimg: none: No such file or directory\n");
-  EXPECT_EQ(zimg(options + "--colormap=dump.raw dump.raw").err, "zimg: dump.raw: is no colour map\n");
+  EXPECT_EQ(zimg(options + "--colormap=dump.raw dump.raw").err, "zimg: dump.raw: is not a colour map\n");
   place_.write("short.raw", "12345");
   const Result result = zimg(options + "--colormap=map short.raw");
   EXPECT_EQ(result.status, 1);

@@ -173,7 +173,7 @@ TEST(Classic, TypesThatTheLibraryDoesNotReadAreRefused) {
             "xrdimage: sheet.IFF: is of the type iff, which the library cannot read\n");
   place.write("notes", "just words\n");
   EXPECT_EQ(place.xrdimage("info --classic notes").err,
-            "xrdimage: notes: is of no type that the library knows (--format states one)\n");
+            "xrdimage: notes: has a type that the library does not know; state one with --format\n");
   place.write("short.mar2300", "few bytes");
   const Result result = place.xrdimage("info --classic short.mar2300");
   EXPECT_TRUE(result.err.starts_with("xrdimage: short.mar2300: Cannot read header; ")) << result.err;

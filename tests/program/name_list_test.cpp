@@ -72,7 +72,7 @@ TEST(NameList, WhatNoPathCanBeIsToldWithItsLine) {
   EXPECT_EQ(refusal_of(too_long + "\r\n"), "list: line 1" + limit);
   EXPECT_EQ(refusal_of(ended("a") + too_long), "list: name 2" + limit);
   EXPECT_EQ(refusal_of(ended("a") + ended("") + ended("b")), "list: name 2 is empty");
-  EXPECT_EQ(refusal_of(std::string(kLongest, 'x') + "\nb\n" + ended("c")), "list: line 3 holds a NUL");
+  EXPECT_EQ(refusal_of(std::string(kLongest, 'x') + "\nb\n" + ended("c")), "list: line 3 contains a NUL byte");
 }
 
 TEST(NameList, LongNamesWithoutAnEndAreRefused) {

@@ -51,7 +51,7 @@ class Watch : public System {
 
 }  // namespace
 
-// The linker puts these in the place of the system's, which have the names in __real.
+// The linker replaces the system's functions by these; the originals have the names in __real.
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker's names
 int __real_fchmod(int descriptor, mode_t mode);
@@ -349,7 +349,7 @@ TEST(NewFile, LinksToNothingAreRefused) {
   fs::create_symlink("folder/target", "link");
   fs::create_symlink("link", "other");
   for (const std::string name : {"link", "other"}) {
-    EXPECT_EQ(failure_of([&] { NewFile file(name); }), name + ": is a symbolic link to a file that is not there");
+    EXPECT_EQ(failure_of([&] { NewFile file(name); }), name + ": is a symbolic link to a file that does not exist");
   }
   EXPECT_TRUE(fs::is_empty("folder"));
 }
@@ -441,7 +441,7 @@ TEST(NewFile, WhatMustNotBeReplacedIsNotWhenItComesMeanwhile) {
 // Existing files that stay
 // ------------------------------------------------------------------------------------------------------------------
 
-constexpr const char* kRefusal = "out: exists already; --overwrite replaces it";
+constexpr const char* kRefusal = "out: already exists; replace it with --overwrite";
 
 TEST(NewFile, ExistingFilesStayWhereThatIsAskedFor) {
   const test::Workplace place;

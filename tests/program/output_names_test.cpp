@@ -33,7 +33,7 @@ TEST(OutputNames, FoldersTakeTheFramesNames) {
   EXPECT_EQ(output_folder({"there", "png"}), "there");
   EXPECT_EQ(output_folder({"new", "png"}), "");
   EXPECT_EQ(output_folder({"there/{name}.png", ""}), "");
-  EXPECT_EQ(refusal_of({"a.img"}, {"there", ""}), "there: is a folder; --to states the format, as in --to png");
+  EXPECT_EQ(refusal_of({"a.img"}, {"there", ""}), "there: is a folder; state the format with --to, as in --to png");
 }
 
 TEST(OutputNames, NumbersOfFramesAreNoEndings) {
@@ -59,7 +59,7 @@ TEST(OutputNames, PatternsHaveNameAndNumber) {
 
 TEST(OutputNames, TwoFramesCannotHaveOneOutput) {
   EXPECT_EQ(refusal_of({"x/a.img", "y/a.edf"}, {"{name}.png", ""}),
-            "a.png: would be written for x/a.img and for y/a.edf");
+            "a.png: would be written twice: for x/a.img and for y/a.edf");
   EXPECT_EQ(refusal_of({"a.img", "b.img"}, {"c.png", ""}),
             "c.png: is one file, but there are 2 frames; name a folder, or a pattern as in {name}.png");
 }

@@ -50,18 +50,19 @@ TEST_F(WrongFiles, DeviceOrPipe) {
 
 TEST_F(WrongFiles, NoneOfTheFormats) {
   place_.write("notes", "just words\n");
-  expect_refused("notes",
-                 "notes: is of no known format; --size WxH takes it as raw pixels, --format states the format");
+  expect_refused(
+      "notes",
+      "notes: has an unknown format; read it as raw pixels with --size WxH, or state the format with --format");
 }
 
 TEST_F(WrongFiles, TextUnderTheNameOfAFrame) {
   place_.write("words.mar2300", "just words, but quite a lot of them, so that the first header words are complete\n");
-  expect_refused("words.mar2300", "words.mar2300: is damaged: its first word is not that of a mar345 frame");
+  expect_refused("words.mar2300", "words.mar2300: is damaged: its first word does not belong to a mar345 frame");
 }
 
 TEST_F(WrongFiles, HeaderAlone) {
   place_.write("short.mar2300", "few bytes");
-  expect_refused("short.mar2300", "short.mar2300: is truncated: the header is not whole");
+  expect_refused("short.mar2300", "short.mar2300: is truncated: the header is incomplete");
 }
 
 TEST_F(WrongFiles, ImpossibleSizesInTheHeader) {

@@ -16,7 +16,7 @@
 
 namespace {
 
-// In the place of an assertion that ends the process.
+// Instead of an assertion that ends the process.
 struct FailedAssertion {};
 
 bool throws_assertions = false;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)

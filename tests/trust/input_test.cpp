@@ -1,4 +1,4 @@
-// What readers do with files that cannot be read, that end early or late, and when signals come in between.
+// Readers on files that cannot be read, or end early or late, and with signals in between.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
@@ -211,7 +211,7 @@ TEST_P(LeavingStreamsOpen, FilesCannotBeOpenedAnyMoreWhenDescriptorsRunOut) {
     EXPECT_EQ(order[1].substr(0, order[1].find("array")), one.told.substr(0, one.told.find("array")));
     EXPECT_NE(ending.out.find("ERROR> frame does not exist."), std::string::npos);
   } else if (name.starts_with("read_mar_ccd")) {
-    // Headers that are not whole and files that cannot be opened differ in the message.
+    // Incomplete headers and files that cannot be opened differ in the message.
     EXPECT_EQ(order.size(), 1U);
     const std::size_t incomplete = occurrences(ending.out, "Not read correctly! Abandoning.\n");
     EXPECT_GE(incomplete, 20U);

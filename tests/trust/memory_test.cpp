@@ -122,7 +122,8 @@ Outcomes outcomes_of_operations(const std::string& function) {
   return found != table.end() ? found->second : Outcomes{};
 }
 
-// Smoothing makes the image's size even, makes a kernel, and then smooths. A thread that cannot be had is done without.
+// Smoothing makes the image's size even, makes a kernel, and then smooths. It does without a thread that cannot be
+// started.
 Outcomes outcomes_of_smoothing(const std::string& function, const Ending& with_memory) {
   const Outcome no_kernel = assertion("gauss:32: init_gauss", "gauss=(fftw_real*)malloc(sizeof(fftw_real)*(x)*(y+2))");
   const std::string cannot_fit = "# " RED_ERROR ": cannot fit 257x258 pixels to 258x258\n";
@@ -205,7 +206,7 @@ Result run(const Call& call, std::size_t failing, Lack lack) {
     if (failures != 0) directory.write(reached, "");
     std::size_t expected = 0;
     if (std::string_view(call.function) == "falte_gauss" && trust::memory::outstanding() == 1) {
-      // The kernel stays allocated, as callers know it.
+      // The kernel stays allocated: callers rely on it.
       const void* const kernel = trust::memory::any_outstanding();
       expected = trust::memory::size_of(kernel) == std::size_t{258} * 260 * sizeof(fftw_real) ? 1 : 0;
       if (expected == 1) std::free(trust::memory::any_outstanding());

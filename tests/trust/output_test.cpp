@@ -49,7 +49,7 @@ void packed_file(const char* path) {
   tomar(path, noise<short>().data(), 0, header);
 }
 
-// The caller's stream tells it of the error.
+// The caller's stream shows the error.
 template <typename Write>
 void on_stream(const char* path, Write write) {
   std::FILE* const stream = std::fopen(path, "w");

@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using trust::Ending;
 
-// A working directory, and commands in the place of others that note their names and arguments.
+// A working directory, and commands that replace others and note their names and arguments.
 class ShellTrust : public testing::Test {
  protected:
   ShellTrust() {

@@ -174,11 +174,11 @@ TEST(Mar345Frame, DamagedHeadersAreErrors) {
   const auto error_of = [](const std::string& bytes) {
     return test::load_error([&] { load_mar345(bytes_of(bytes), {}); });
   };
-  EXPECT_EQ(error_of(file.substr(0, 39)), "is truncated: the header is not whole");
+  EXPECT_EQ(error_of(file.substr(0, 39)), "is truncated: the header is incomplete");
   std::string wrong_word = file;
   test::put(wrong_word, 0, std::string(4, '\x7F'));
   EXPECT_TRUE(frames::is_mar345(bytes_of(wrong_word)));  // by its text
-  EXPECT_EQ(error_of(wrong_word), "is damaged: its first word is not that of a mar345 frame");
+  EXPECT_EQ(error_of(wrong_word), "is damaged: its first word does not belong to a mar345 frame");
   std::string wrong_size = file;
   test::put(wrong_size, 4, test::little32(0xFFFFFFFF));
   EXPECT_EQ(error_of(wrong_size), "is damaged: it states a size of -1 x -1 pixels");

@@ -105,7 +105,7 @@ TEST(MarCcdFrame, DamagedFilesAreErrors) {
   const std::string file = plain_frame(false);
   for (const std::size_t length : {4095U, 2000U, 8U, 0U}) {
     const std::string cut = file.substr(0, length);
-    EXPECT_EQ(test::load_error([&] { load_mar_ccd(bytes_of(cut), {}); }), "is truncated: the header is not whole");
+    EXPECT_EQ(test::load_error([&] { load_mar_ccd(bytes_of(cut), {}); }), "is truncated: the header is incomplete");
   }
   const std::string cut = file.substr(0, file.size() - 1);
   EXPECT_NE(test::load_error([&] { load_mar_ccd(bytes_of(cut), {}); }), "");

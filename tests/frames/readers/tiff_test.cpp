@@ -156,7 +156,7 @@ TEST(TiffFrame, ColourAndOddDepthsAreNoFrames) {
   EXPECT_EQ(error_of(colour), "has 3 numbers per pixel; frames have one");
   TiffFile bits = row_of({255}, 8, 1, false);
   bits.bits = 1;
-  EXPECT_EQ(error_of(bits), "has pixels of 1 bits of TIFF sample format 1, which no frame has");
+  EXPECT_EQ(error_of(bits), "has pixels of 1 bits of TIFF sample format 1, which frames do not use");
   EXPECT_NE(error_of(row_of({1}, 16, 3, false)), "");
 }
 
@@ -199,13 +199,13 @@ TEST(TiffFrame, LibrarysMessagesAreNotPrinted) {
 TEST(TiffFrame, DepthsThatNoFrameHasAreNamed) {
   for (const unsigned format : {1U, 2U}) {
     EXPECT_EQ(error_of(row_of({1, 2}, 64, format, false)),
-              "has pixels of 64 bits of TIFF sample format " + std::to_string(format) + ", which no frame has");
+              "has pixels of 64 bits of TIFF sample format " + std::to_string(format) + ", which frames do not use");
   }
   for (const unsigned bits : {1U, 4U, 12U, 24U}) {
     TiffFile tiff = row_of({1, 2}, 32, 1, false);
     tiff.bits = bits;
     EXPECT_EQ(error_of(tiff),
-              "has pixels of " + std::to_string(bits) + " bits of TIFF sample format 1, which no frame has");
+              "has pixels of " + std::to_string(bits) + " bits of TIFF sample format 1, which frames do not use");
   }
 }
 

@@ -118,7 +118,7 @@ TEST(EdfWriter, TextsCannotEndTheHeader) {
 
 TEST(EdfWriter, WhatDoesNotFit16BitsIsWrittenWith32) {
   const Written file = edf(test::frame_of(2, 1, {65536, 7}), 16);
-  EXPECT_EQ(file.warnings, Warnings{"1 pixels are above 65535: written with 32 bits a pixel"});
+  EXPECT_EQ(file.warnings, Warnings{"1 pixels are above 65535: written with 32 bits per pixel"});
   EXPECT_EQ(file.bytes.substr(512), std::string("\0\0\1\0\7\0\0\0", 8));
 }
 
@@ -130,7 +130,7 @@ TEST(EdfWriter, UnknownPixelsAreTheLargestNumber) {
   EXPECT_EQ(test::counts_of(loaded(file)), (Counts{0xFFFFFFFF, 7}));
 }
 
-// The library gives 32-bit counts as they stand.
+// The library returns 32-bit counts unchanged.
 TEST(EdfWriter, LibraryReadsTheSameCounts) {
   for (const bool full : {false, true}) {
     frames::Frame frame = test::random_frame({13, 31}, 0xFFFFFFFF);

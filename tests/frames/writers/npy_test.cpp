@@ -44,7 +44,7 @@ TEST(NpyWriter, NumpyReadsThePixels) {
 
 TEST(NpyWriter, WhatDoesNotFit16BitsIsWrittenWith32) {
   const Written file = npy(test::frame_of(2, 1, {65536, 7}), 16);
-  EXPECT_EQ(file.warnings, Warnings{"1 pixels are above 65535: written with 32 bits a pixel"});
+  EXPECT_EQ(file.warnings, Warnings{"1 pixels are above 65535: written with 32 bits per pixel"});
   EXPECT_EQ(file.bytes.substr(128), test::as_little32({65536, 7}));
 }
 

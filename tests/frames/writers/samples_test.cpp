@@ -60,10 +60,10 @@ TEST(Samples, FittingTypeHasASignOnlyForNegativeCounts) {
 TEST(Samples, SixteenBitsThatDoNotFitAreRefusedWithAWarning) {
   const Choice above = fitting(frame_of(4, 1, {0, 65535, 65536, 70000}), 16);
   EXPECT_EQ(above.type, kUnsigned32);
-  EXPECT_EQ(above.warnings, Warnings{"2 pixels are above 65535: written with 32 bits a pixel"});
+  EXPECT_EQ(above.warnings, Warnings{"2 pixels are above 65535: written with 32 bits per pixel"});
   const Choice negative = fitting(frame_of(3, 1, {0, 5, kMinus1}, true), 16);
   EXPECT_EQ(negative.type, kSigned32);
-  EXPECT_EQ(negative.warnings, Warnings{"1 counts are negative: written with 32 bits a pixel"});
+  EXPECT_EQ(negative.warnings, Warnings{"1 counts are negative: written with 32 bits per pixel"});
 }
 
 TEST(Samples, UnknownPixelsAreNeitherTooLargeNorNegative) {

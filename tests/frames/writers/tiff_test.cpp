@@ -184,7 +184,7 @@ TEST(TiffWriter, LoaderGivesTheSameFrame) {
 
 TEST(TiffWriter, WhatDoesNotFit16BitsIsWrittenWith32) {
   const Written file = tiff(test::frame_of(2, 1, {65536, 7}), 16);
-  EXPECT_EQ(file.warnings, Warnings{"1 pixels are above 65535: written with 32 bits a pixel"});
+  EXPECT_EQ(file.warnings, Warnings{"1 pixels are above 65535: written with 32 bits per pixel"});
   EXPECT_EQ(test::counts_of(loaded(file)), (Counts{65536, 7}));
 }
 

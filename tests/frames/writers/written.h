@@ -84,7 +84,7 @@ inline Counts counts_of(const frames::Frame& frame) {
   return {frame.counts.begin(), frame.counts.end()};
 }
 
-// The counts, with `unknown` in the place of those that are unknown.
+// The counts, with `unknown` for unknown ones.
 inline Counts counts_with(const frames::Frame& frame, std::uint32_t unknown) {
   Counts counts = counts_of(frame);
   for (std::size_t i = 0; i < frame.mask.size(); ++i) {

@@ -1,4 +1,4 @@
-/* A caller in the C of 1989, as old programs are: declarations first, these comments only. */
+/* A program in C89, like old callers: declarations first, and only comments like this one. */
 #include <stdio.h>
 #include <stdlib.h>
 #include <xrdimage.h>

@@ -1,4 +1,4 @@
-/* What tests/api/caller.c tells of the frame that is named. */
+/* Prints what tests/api/caller.c reads from the named frame. */
 #include "../../api/caller.c"
 
 int main(int argc, char **argv) {

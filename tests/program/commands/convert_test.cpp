@@ -104,7 +104,7 @@ TEST_F(Convert, UnknownEndingsAreRefusedBeforeAnythingIsRead) {
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, std::string("xrdimage: ") + name +
                               ": cannot be written: its name must end in one of .png, .tif, .img, .edf, .mar, .pck, "
-                              ".raw, .npy, or --to state the format\n");
+                              ".raw, .npy, or state the format with --to\n");
   }
 }
 
@@ -112,9 +112,9 @@ TEST_F(Convert, OfUnknownEndingsTheNearestOneIsSuggested) {
   const auto error_of = [&](const std::string& name) {
     return place_.xrdimage("convert frame.mar2300 -o " + name).err;
   };
-  EXPECT_TRUE(error_of("out.tiif").ends_with("or --to state the format; did you mean .tif?\n"));
-  EXPECT_TRUE(error_of("out.EDG").ends_with("or --to state the format; did you mean .edf?\n"));
-  EXPECT_TRUE(error_of("out.xyz").ends_with("or --to state the format\n"));
+  EXPECT_TRUE(error_of("out.tiif").ends_with("or state the format with --to; did you mean .tif?\n"));
+  EXPECT_TRUE(error_of("out.EDG").ends_with("or state the format with --to; did you mean .edf?\n"));
+  EXPECT_TRUE(error_of("out.xyz").ends_with("or state the format with --to\n"));
 }
 
 TEST_F(Convert, ImpossibleRangesAreRefused) {
@@ -170,7 +170,7 @@ TEST_F(Convert, FramesAreNotOverwrittenUnderOtherNames) {
     const Result result =
         place_.run(std::string("exec \"$xrdimage\" convert ") + inputs + " -o 'data/{n}.mar' --bin 2");
     EXPECT_EQ(result.status, 1);
-    EXPECT_NE(result.err.find("is a frame itself, which is not overwritten"), std::string::npos) << result.err;
+    EXPECT_NE(result.err.find("is itself an input frame, which is not overwritten"), std::string::npos) << result.err;
   }
   EXPECT_EQ(test::read_file("data/1.mar"), test::small_mar345());
   EXPECT_EQ(test::read_file("data/2.mar"), test::small_mar345());
@@ -185,7 +185,7 @@ TEST_F(Convert, FilesThatMayBeFramesAreNotReplaced) {
     const Result result = place_.xrdimage("convert frame.mar2300 --fit 20x20 -o " + name);
     EXPECT_EQ(result.status, 1) << name;
     EXPECT_EQ(result.out, "");
-    EXPECT_EQ(result.err, "xrdimage: " + file + ": exists already; --overwrite replaces it\n");
+    EXPECT_EQ(result.err, "xrdimage: " + file + ": already exists; replace it with --overwrite\n");
     EXPECT_EQ(test::read_file(file), "a frame");
     EXPECT_EQ(place_.xrdimage("convert frame.mar2300 --fit 20x20 --overwrite -o " + name).status, 0) << name;
     EXPECT_NE(test::read_file(file), "a frame");
@@ -219,7 +219,7 @@ TEST_F(Convert, FoldersAreNoResultsToSkip) {
   fs::create_directory("out.edf");
   const Result result = place_.xrdimage("convert frame.mar2300 -o out.edf --skip-existing");
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "xrdimage: out.edf: is a folder; --to states the format, as in --to png\n");
+  EXPECT_EQ(result.err, "xrdimage: out.edf: is a folder; state the format with --to, as in --to png\n");
 }
 
 TEST_F(Convert, NamesMayHoldAnything) {

@@ -405,10 +405,11 @@ TEST_F(InfoOfRawFiles, AGuessIsAnnounced) {
   const Result result = place_.xrdimage("info square.raw");
   EXPECT_EQ(result.status, 0);
   EXPECT_EQ(result.err,
-            "xrdimage: square.raw: warning: is taken as 3 x 3 pixels of 16 bits, by its length; --size WxH and --depth "
-            "tell otherwise\n");
+            "xrdimage: square.raw: warning: is read as 3 x 3 pixels of 16 bits, a guess from its length; "
+            "set --size WxH and --depth if it is wrong\n");
   EXPECT_EQ(place_.xrdimage("info dump.raw").err,
-            "xrdimage: dump.raw: does not tell its size, and its 12 bytes of pixels fit none; --size WxH gives it\n");
+            "xrdimage: dump.raw: states no size, and its 12 bytes of pixels fit no usual one; give the size with "
+            "--size WxH\n");
 }
 
 TEST_F(InfoOfRawFiles, DepthByteOrderAndOffsetCanBeStated) {

@@ -68,7 +68,7 @@ TEST(Sample, ReplacesAFileOnlyWhenTold) {
   place.write("new.mar2300", "a frame");
   const Result result = place.xrdimage("sample --size 64 new.mar2300");
   EXPECT_EQ(result.status, 1);
-  EXPECT_EQ(result.err, "xrdimage: new.mar2300: exists already; --overwrite replaces it\n");
+  EXPECT_EQ(result.err, "xrdimage: new.mar2300: already exists; replace it with --overwrite\n");
   EXPECT_EQ(test::read_file("new.mar2300"), "a frame");
   EXPECT_EQ(place.xrdimage("sample --size 64 --overwrite new.mar2300").status, 0);
   EXPECT_NE(test::read_file("new.mar2300"), "a frame");

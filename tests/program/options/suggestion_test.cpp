@@ -52,16 +52,19 @@ TEST(Suggestion, StandsInMessagesAboutTheCommandLine) {
             "xrdimage: The following argument was not expected: --rnigs" + end);
   EXPECT_EQ(error_of("diff a.mar2300 a.mar2300 view"), "xrdimage: The following argument was not expected: view" + end);
   EXPECT_EQ(error_of("view a.mar2300 --colors gray"),
-            "xrdimage: --colors: 'gray' is none of classic, grey, inverse, viridis; did you mean grey?" + end);
+            "xrdimage: --colors: 'gray' must be one of classic, grey, inverse, viridis; did you mean grey?" + end);
   EXPECT_EQ(error_of("view a.mar2300 --scale lgo"),
-            "xrdimage: --scale: 'lgo' is none of linear, sqrt, log; did you mean log?" + end);
-  EXPECT_EQ(error_of("info a.mar2300 --format mar354"),
-            "xrdimage: --format: 'mar354' is none of marccd, tiff, adsc, edf, saint, mar345, packed, raw; did you mean "
-            "mar345?" +
-                end);
-  EXPECT_EQ(error_of("convert a.mar2300 -o out/ --to tifff"),
-            "xrdimage: --to: 'tifff' is none of png, tiff, adsc, edf, mar345, packed, raw, npy; did you mean tiff?" + end);
-  EXPECT_EQ(error_of("completion bsah"), "xrdimage: SHELL: 'bsah' is none of bash, zsh; did you mean bash?" + end);
+            "xrdimage: --scale: 'lgo' must be one of linear, sqrt, log; did you mean log?" + end);
+  EXPECT_EQ(
+      error_of("info a.mar2300 --format mar354"),
+      "xrdimage: --format: 'mar354' must be one of marccd, tiff, adsc, edf, saint, mar345, packed, raw; did you mean "
+      "mar345?" +
+          end);
+  EXPECT_EQ(
+      error_of("convert a.mar2300 -o out/ --to tifff"),
+      "xrdimage: --to: 'tifff' must be one of png, tiff, adsc, edf, mar345, packed, raw, npy; did you mean tiff?" +
+          end);
+  EXPECT_EQ(error_of("completion bsah"), "xrdimage: SHELL: 'bsah' must be one of bash, zsh; did you mean bash?" + end);
 }
 
 }  // namespace

@@ -42,13 +42,13 @@ TEST_F(UselessOptions, AboutPicturesWhereNoneIsWritten) {
     for (const std::string option : {"--scale log", "--range 0-5", "--colors grey", "--rings 3", "--bar"}) {
       const std::string name = option.substr(0, option.find(' '));
       EXPECT_EQ(refusal("convert a.mar2300 -o out." + ending + " " + option),
-                name + ": has no effect on ." + ending + ", which is no picture");
+                name + ": has no effect on ." + ending + ", which is not a picture");
     }
   }
   EXPECT_EQ(refusal("convert a.mar2300 b.raw -o out/ --to edf --bar"),
-            "--bar: has no effect on .edf, which is no picture");
+            "--bar: has no effect on .edf, which is not a picture");
   EXPECT_EQ(refusal("convert a.mar2300 -o out.png --to edf --bar"),
-            "--bar: has no effect on .edf, which is no picture");
+            "--bar: has no effect on .edf, which is not a picture");
   expect_accepted("convert a.mar2300 -o out.edf --to png --bar");
   EXPECT_EQ(place_.files(), (std::vector<std::string>{"a.mar2300", "b.raw", "out.edf", "sized.edf", "unsized.edf"}));
 }
@@ -58,7 +58,8 @@ TEST_F(UselessOptions, AreNoneWhereTheyChangeSomeOfTheOutputs) {
   place_.write("c.png", test::small_mar345());
   place_.write("d.npy", test::small_mar345());
   expect_accepted("convert c.png d.npy -o out_{name} --scale log --bits 16");
-  EXPECT_EQ(refusal("convert d.npy -o more_{name} --scale log"), "--scale: has no effect on .npy, which is no picture");
+  EXPECT_EQ(refusal("convert d.npy -o more_{name} --scale log"),
+            "--scale: has no effect on .npy, which is not a picture");
 }
 
 TEST_F(UselessOptions, EveryShardTakesTheSame) {
@@ -71,8 +72,10 @@ TEST_F(UselessOptions, EveryShardTakesTheSame) {
 
 TEST_F(UselessOptions, BitsOfFormatsThatHaveOneWidth) {
   EXPECT_EQ(refusal("convert a.mar2300 -o out.png --bits 16"), "--bits: has no effect on .png, which is a picture");
-  EXPECT_EQ(refusal("convert a.mar2300 -o out.pck --bits 32"), "--bits: has no effect on .pck, which has 16 a pixel");
-  EXPECT_EQ(refusal("convert a.mar2300 -o out.mar --bits 32"), "--bits: has no effect on .mar, which has 16 a pixel");
+  EXPECT_EQ(refusal("convert a.mar2300 -o out.pck --bits 32"),
+            "--bits: has no effect on .pck, which has 16 bits per pixel");
+  EXPECT_EQ(refusal("convert a.mar2300 -o out.mar --bits 32"),
+            "--bits: has no effect on .mar, which has 16 bits per pixel");
   expect_accepted("convert a.mar2300 -o out.pck --bits 16");
   for (const std::string ending : {"edf", "tif", "img", "raw", "npy"}) {
     expect_accepted("convert a.mar2300 -o out." + ending + " --bits 16");
@@ -86,8 +89,7 @@ TEST_F(UselessOptions, AboutGeometryThatNothingShows) {
     EXPECT_EQ(refusal("convert a.mar2300 -o out.png " + option), name + ": has no effect on .png without --rings");
     EXPECT_EQ(refusal("convert a.mar2300 -o out.raw " + option), name + ": has no effect on .raw, which has no header");
     EXPECT_EQ(refusal("view a.mar2300 " + option), name + ": has no effect without --rings");
-    EXPECT_EQ(refusal("diff a.mar2300 a.mar2300 " + option),
-              name + ": has no effect on counts, which alone are compared");
+    EXPECT_EQ(refusal("diff a.mar2300 a.mar2300 " + option), name + ": has no effect: only counts are compared");
     expect_accepted("info a.mar2300 " + option);
     expect_accepted("convert a.mar2300 --overwrite -o out.edf " + option);
   }
@@ -99,7 +101,7 @@ TEST_F(UselessOptions, AboutGeometryThatNothingShows) {
 TEST_F(UselessOptions, AboutPixelsThatTheFileDescribesItself) {
   for (const std::string option : {"--size 2x2", "--depth 16", "--big-endian", "--skip 4"}) {
     const std::string message = "xrdimage: a.mar2300: " + option.substr(0, option.find(' ')) +
-                                " has no effect: the file itself tells what its pixels are like\n";
+                                " has no effect: the file itself states how its pixels are stored\n";
     EXPECT_EQ(refusal("info a.mar2300 " + option), message);
     EXPECT_EQ(refusal("convert a.mar2300 -o out.edf " + option), message);
     EXPECT_EQ(refusal("view --terminal a.mar2300 " + option), message);
@@ -114,7 +116,7 @@ TEST_F(UselessOptions, TheSizeOfAnEdfFrameThatStatesAnother) {
   expect_accepted("info unsized.edf --size 4x1");
   expect_accepted("info sized.edf --size 2x2");
   EXPECT_EQ(refusal("info sized.edf --size 4x1"),
-            "xrdimage: sized.edf: --size has no effect: the file itself tells what its pixels are like\n");
+            "xrdimage: sized.edf: --size has no effect: the file itself states how its pixels are stored\n");
   expect_accepted("info unsized.edf --size 4x1 --classic --depth 16");
 }
 
