@@ -44,7 +44,7 @@ ssize_t MemoryFile::read(void* file, char* target, std::size_t size) {
   return static_cast<ssize_t>(count);
 }
 
-// What was passed over is 0, as in files. Nothing is written where memory is lacking, which is an error of the stream.
+// Skipped bytes are 0, as in files. If memory runs out, nothing is written, and the stream has an error.
 ssize_t MemoryFile::write(void* file, const char* source, std::size_t size) {
   auto& self = *static_cast<MemoryFile*>(file);
   if (size == 0 || size > kLargest - self.position_ || !self.reserve(self.position_ + size)) return 0;

@@ -21,10 +21,10 @@ class MemoryFile {
 
   std::FILE* stream() { return stream_.get(); }
 
-  // Ends the writing. Returns the size; std::bad_alloc if memory was lacking.
+  // Ends the writing. Returns the size; std::bad_alloc if memory ran out.
   std::size_t finish();
 
-  // The caller releases the bytes by free.
+  // The caller releases the bytes with free.
   char* release();
 
  private:

@@ -51,7 +51,7 @@ class Target : public xrd::TiffBytes {
   std::FILE* stream_;  // the caller's
 };
 
-// Without an error of the stream it is memory that is lacking.
+// Without an error of the stream, memory ran out.
 void require(bool done, const Target& target) {
   if (done) return;
   if (!target.has_failed()) throw std::bad_alloc();

@@ -483,10 +483,10 @@ def test_pipes_are_read_to_the_last_byte_in_use() -> None:
 
 def test_wrong_streams() -> None:
     Path("a").write_bytes(bytes(10000))
-    with open("a") as text, pytest.raises(TypeError, match="opened as binary"):
+    with open("a") as text, pytest.raises(TypeError, match="opened in binary mode"):
         classic.getcorr(text)  # type: ignore[arg-type]
     for wrong in (io.BytesIO(b"abc"), b"abc", "a", None, 3):
-        with pytest.raises(TypeError, match="a file with a descriptor"):
+        with pytest.raises(TypeError, match="the file must have a descriptor"):
             classic.getcorr(wrong)  # type: ignore[arg-type]
     nowhere = mock.Mock(fileno=lambda: -1, seekable=lambda: False)
     with pytest.raises(ValueError, match="invalid descriptor -1"):

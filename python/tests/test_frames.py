@@ -164,7 +164,7 @@ def test_raw_frames_by_their_options() -> None:
     guessed = xrdimage.load("b.raw", depth=8)
     assert guessed.counts.shape == (4, 4)
     assert guessed.header.notes == (
-        "is read as 4 x 4 pixels of 8 bits, by its length; size=(width, height) and depth tell otherwise",
+        "is read as 4 x 4 pixels of 8 bits, a guess from its length; set size=(width, height) and depth if it is wrong",
     )
 
 
@@ -225,7 +225,10 @@ def test_files_that_are_no_frames_are_frame_errors() -> None:
     with pytest.raises(FrameError, match="^empty.img: is empty$"):
         xrdimage.load("empty.img")
     Path("text.txt").write_text("hello")
-    told = r"^text.txt: has an unknown format; size=\(width, height\) takes it as raw pixels, format states the format$"
+    told = (
+        r"^text.txt: has an unknown format; read it as raw pixels with size=\(width, height\), "
+        r"or state the format with format$"
+    )
     with pytest.raises(FrameError, match=told):
         xrdimage.load("text.txt")
     assert issubclass(FrameError, ValueError) and FrameError.__module__ == "xrdimage"
@@ -331,7 +334,7 @@ def test_array_that_is_saved_stays_as_it_is() -> None:
 
 @pytest.mark.parametrize("dtype", ["u8", "i8", "f4", "f8", "?", "c16", "O", "U3"])
 def test_arrays_of_other_types_are_refused(dtype: str) -> None:
-    with pytest.raises(TypeError, match="counts are integers of up to 32 bits"):
+    with pytest.raises(TypeError, match="counts must be integers of up to 32 bits"):
         xrdimage.save("a.edf", np.zeros((2, 2), dtype))
 
 
@@ -344,7 +347,7 @@ def test_arrays_of_other_shapes_are_refused(shape: Any) -> None:
 
 def test_other_wrong_arguments_of_save() -> None:
     counts = counts_of()
-    with pytest.raises(ValueError, match="bits is 16 or 32"):
+    with pytest.raises(ValueError, match="bits must be 16 or 32"):
         xrdimage.save("a.edf", counts, bits=8)
     with pytest.raises(ValueError, match="the name must end in one of .tif, .img, .edf"):
         xrdimage.save("a.gif", counts)
