@@ -102,8 +102,8 @@ struct Bzip2 {
 // pixels whose number is their size), the limit is 192 MiB, or 256 times the compressed size: only a blank frame
 // exceeds that.
 //
-// When the limit is reached, the frame is asked again: an image may begin only there, or another one of several. This has
-// a limit, too: the one above, or what the frame said first.
+// When the limit is reached, the frame is asked again: an image may begin only there, or another one of several. This
+// has a limit, too: the one above, or what the frame said first.
 class Unpacked {
  public:
   Unpacked(Bytes packed, const Enough& enough)
