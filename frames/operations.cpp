@@ -109,8 +109,8 @@ void take_logarithm(Frame& frame, int base) {
                       static_cast<int>(statistics.maximum));
 }
 
-// Nothing above the largest count that is taken becomes negative, and negative counts may become more than signed ones
-// can be.
+// No accepted count becomes negative, but negative counts may become larger than a signed count can be: the result is
+// unsigned.
 void invert(Frame& frame) {
   require_up_to(16777215, statistics_of(frame).maximum, "--invert");
   fill_unknown(frame);

@@ -355,7 +355,7 @@ def test_other_wrong_arguments_of_save() -> None:
         xrdimage.save("a.png", counts, format="png")
     with pytest.raises(ValueError, match="the mask is not of the frame's size"):
         xrdimage.save("a.edf", Frame(counts, np.zeros((1, 1), np.bool_)))
-    with pytest.raises(TypeError, match="a mask is of bool"):
+    with pytest.raises(TypeError, match="the mask must be of bool"):
         xrdimage.save("a.edf", Frame(counts, np.zeros(counts.shape, np.uint8)))
     with pytest.raises(TypeError, match="distance_mm of the header"):
         xrdimage.save("a.edf", counts, header=Header(distance_mm="far"))  # type: ignore[arg-type]
