@@ -141,9 +141,8 @@ class Unpacked {
  private:
   // Doubles each time, up to the possible maximum.
   void make_room(std::size_t bytes) {
-    if (bytes > bytes_.capacity()) {
-      bytes_.reserve(std::max(bytes, std::min(2 * bytes_.capacity(), limit_ ? kLargestFile : largest_)));
-    }
+    const std::size_t most = std::min(limit_.value_or(largest_), kLargestFile) + kFirstLook;
+    if (bytes > bytes_.capacity()) bytes_.reserve(std::max(bytes, std::min(2 * bytes_.capacity(), most)));
   }
 
   static constexpr std::size_t kFirstLook = 65536;
