@@ -166,31 +166,29 @@ Layout layout_of(const HeaderItems& items, std::string_view text, const LoadOpti
   return layout;
 }
 
-// Where the images begin, one behind the other. The first is always there, even if it is damaged. A later one counts
-// if its header can be read.
-std::vector<std::size_t> image_offsets(Bytes file, const LoadOptions& options) {
-  std::vector<std::size_t> offsets{0};
-  std::size_t offset = 0;
-  while (offsets.size() < kMostImages) {
-    const std::string_view text = text_of(file.subspan(offset));
+// The images of a file, one behind the other: where they begin, and where the last one ends.
+struct Images {
+  std::vector<std::size_t> begins{0};
+  std::uint64_t end = 0;
+};
+
+// The first image is always there, even if it is damaged. A later one counts if its header can be read.
+Images images_of(Bytes file, const LoadOptions& options) {
+  Images images;
+  std::size_t begin = 0;
+  while (images.begins.size() < kMostImages) {
+    const std::string_view text = text_of(file.subspan(begin));
     try {
-      const std::uint64_t end = layout_of(HeaderItems(text), text, options).end();
-      if (offsets.back() != offset) offsets.push_back(offset);
-      if (end >= text.size() || !begins_with_brace(text.substr(static_cast<std::size_t>(end)))) break;
-      offset += static_cast<std::size_t>(end);
+      const std::uint64_t length = layout_of(HeaderItems(text), text, options).end();
+      if (begin != 0) images.begins.push_back(begin);
+      images.end = begin + length;
+      if (length >= text.size() || !begins_with_brace(text.substr(static_cast<std::size_t>(length)))) break;
+      begin += static_cast<std::size_t>(length);
     } catch (const LoadError&) {
       break;
     }
   }
-  return offsets;
-}
-
-// Behind the last image that has a header in the front.
-std::size_t end_of_images(Bytes front, const LoadOptions& options) {
-  const std::size_t begin = image_offsets(front, options).back();
-  const std::string_view text = text_of(front.subspan(begin));
-  const std::uint64_t end = begin + layout_of(HeaderItems(text), text, options).end();
-  return static_cast<std::size_t>(std::min<std::uint64_t>(end, std::numeric_limits<std::size_t>::max()));
+  return images;
 }
 
 }  // namespace
@@ -213,15 +211,17 @@ std::optional<std::size_t> enough_of_edf(Bytes front, const LoadOptions& options
   const auto told = items.integer("edf_headersize").value_or(0);
   if (told > static_cast<long long>(kLongestHeader)) return std::nullopt;
   const std::size_t offset = std::max(layout.offset, static_cast<std::size_t>(std::max(told, 0LL)));
-  return with_room(std::max(offset + kBlock + layout.data_bytes, end_of_images(front, options)));
+  constexpr std::uint64_t kMost = std::numeric_limits<std::size_t>::max();
+  const auto end = static_cast<std::size_t>(std::min(images_of(front, options).end, kMost));
+  return with_room(std::max(offset + kBlock + layout.data_bytes, end));
 }
 
 Frame load_edf(Bytes file, const LoadOptions& options) {
   Frame frame;
   frame.format = Format::kEdf;
-  const std::vector<std::size_t> images = image_offsets(file, options);
-  choose_image(frame, images.size(), options);
-  const Bytes image = file.subspan(images[options.image.value_or(1) - 1]);
+  const std::vector<std::size_t> begins = images_of(file, options).begins;
+  choose_image(frame, begins.size(), options);
+  const Bytes image = file.subspan(begins[options.image.value_or(1) - 1]);
   const std::string_view text = text_of(image);
   const HeaderItems items(text);
   const Layout layout = layout_of(items, text, options);
