@@ -2,7 +2,6 @@
 #include "frames/options.h"
 
 #include <algorithm>
-#include <array>
 #include <new>
 #include <string>
 #include <string_view>
@@ -17,11 +16,6 @@ namespace {
 using api::guarded;
 using api::Refusal;
 using api::required;
-
-int parse_bits(const std::string& text) {
-  constexpr std::array<std::pair<const char*, int>, 2> kBits{{{"16", 16}, {"32", 32}}};
-  return frames::choose(text, kBits);
-}
 
 std::string text_of(const char* value) {
   if (value == nullptr) throw Refusal(XRD_INVALID, "needs a value");
@@ -53,13 +47,11 @@ std::string known_format(const std::string& text) {
 bool set_option(xrd_options& options, std::string_view name, const char* value) {
   if (name == "format") {
     options.format = known_format(text_of(value));
-  } else if (name == "bits") {
-    options.saving.writing.bits = parse_bits(text_of(value));
-  } else {
-    return set_in(frames::load_options(), options.reading, name, value) ||
-           set_in(pictures::picture_options(), options.saving.picture, name, value);
+    return true;
   }
-  return true;
+  return set_in(frames::load_options(), options.reading, name, value) ||
+         set_in(frames::write_options(), options.saving.writing, name, value) ||
+         set_in(pictures::picture_options(), options.saving.picture, name, value);
 }
 
 }  // namespace

@@ -60,6 +60,8 @@ std::vector<Option<LoadOptions>> make_load_options() {
   };
 }
 
+constexpr std::array<std::pair<const char*, int>, 2> kBits{{{"16", 16}, {"32", 32}}};
+
 }  // namespace
 
 std::string joined(const std::vector<std::string>& words, const std::string& separator) {
@@ -73,6 +75,13 @@ std::string joined(const std::vector<std::string>& words, const std::string& sep
 
 const std::vector<Option<LoadOptions>>& load_options() {
   static const std::vector<Option<LoadOptions>> options = make_load_options();
+  return options;
+}
+
+const std::vector<Option<WriteOptions>>& write_options() {
+  static const std::vector<Option<WriteOptions>> options{
+      {"bits", "BITS", "Bits per pixel: 16 or 32, if the format has both",
+       [](WriteOptions& writing, const std::string& text) { writing.bits = choose(text, kBits); }, names_of(kBits)}};
   return options;
 }
 

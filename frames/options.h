@@ -9,6 +9,7 @@
 
 #include "frames/frame.h"
 #include "frames/numbers.h"
+#include "frames/writers/writers.h"
 
 namespace frames {
 
@@ -35,6 +36,9 @@ struct Option {
 
 // The options about reading frames.
 const std::vector<Option<LoadOptions>>& load_options();
+
+// The options about writing frames.
+const std::vector<Option<WriteOptions>>& write_options();
 
 // "a, b, c".
 std::string joined(const std::vector<std::string>& words, const std::string& separator = ", ");

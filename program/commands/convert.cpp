@@ -3,14 +3,12 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <set>
-#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -25,6 +23,7 @@
 #include "program/options/operations.h"
 #include "program/options/picture.h"
 #include "program/options/suggestion.h"
+#include "program/options/table.h"
 #include "program/output_file.h"
 #include "program/output_names.h"
 #include "program/print.h"
@@ -49,8 +48,6 @@ struct ConvertOptions {
 // ------------------------------------------------------------------------------------------------------------------
 // One frame
 // ------------------------------------------------------------------------------------------------------------------
-
-constexpr std::array<std::pair<const char*, int>, 2> kBits{{{"16", 16}, {"32", 32}}};
 
 // The stated format, or else that of the name's ending.
 const frames::FileFormat& format_for(const std::string& path, const std::string& stated) {
@@ -329,12 +326,7 @@ Action define_convert(Command& command, const Settings& settings) {
                       .group = kGroup,
                       .choices = written},
                      [=](const std::string& name) { options->output.format = written_keyword(name); });
-  command.add_option({.names = "--bits",
-                      .value = "BITS",
-                      .help = "Bits per pixel: 16 or 32, if the format has both",
-                      .group = kGroup,
-                      .choices = frames::names_of(kBits)},
-                     [=](const std::string& text) { options->saving.writing.bits = frames::choose(text, kBits); });
+  add_options(command, frames::write_options(), options->saving.writing, kGroup);
   add_batch_options(command, options->batch);
   command.add_flag(
       {.names = "--skip-existing", .help = "Skip frames whose output exists, to resume a run", .group = "Many frames"},
