@@ -6,13 +6,13 @@
 
 #include "api/frames.h"
 #include "api/guard.h"
-#include "api/memory_file.h"
 #include "frames/failure.h"
 #include "frames/formats.h"
 #include "frames/new_file.h"
 #include "frames/remarks.h"
 #include "pictures/save.h"
 #include "support/c_locale.h"
+#include "support/memory_stream.h"
 
 namespace {
 
@@ -93,7 +93,7 @@ xrd_result xrd_save_memory(const xrd_frame* frame, const char* format, const xrd
     const frames::FileFormat& chosen = writable(frames::find_format(&required(format, "format")));
     required(bytes, "place for the bytes");
     required(size, "place for the size");
-    api::MemoryFile file;
+    xrd::MemoryStream file;
     frames::Remarks remarks;
     write(saved, chosen, options, file.stream(), remarks);
     auto lines = lines_for(warnings, remarks);

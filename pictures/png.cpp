@@ -5,13 +5,11 @@
 
 #include <array>
 #include <csetjmp>
-#include <cstdlib>
 #include <cstring>
-#include <new>
 #include <stdexcept>
 
-#include "support/files.h"
 #include "support/memory.h"
+#include "support/memory_stream.h"
 
 namespace pictures {
 
@@ -74,21 +72,10 @@ void write_png(const Picture& picture, std::FILE* stream) {
 }
 
 std::string png_bytes(const Picture& picture) {
-  char* memory = nullptr;
-  std::size_t size = 0;
-  xrd::FileHandle stream(open_memstream(&memory, &size));
-  if (!stream) throw std::bad_alloc();
-  try {
-    write_png(picture, stream.get());
-  } catch (...) {
-    stream.reset();
-    std::free(memory);
-    throw;
-  }
-  const bool is_complete = std::fflush(stream.get()) == 0 && std::ferror(stream.get()) == 0;
-  stream.reset();
-  const xrd::MallocArray<char> bytes(memory);
-  if (!is_complete) throw std::bad_alloc();
+  xrd::MemoryStream file;
+  write_png(picture, file.stream());
+  const std::size_t size = file.finish();
+  const xrd::MallocArray<char> bytes(file.release());
   return {bytes.get(), size};
 }
 

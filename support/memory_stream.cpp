@@ -1,4 +1,4 @@
-#include "api/memory_file.h"
+#include "support/memory_stream.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,7 +9,7 @@
 #include <new>
 #include <utility>
 
-namespace api {
+namespace xrd {
 
 namespace {
 
@@ -17,27 +17,27 @@ constexpr std::size_t kLargest = std::numeric_limits<std::ptrdiff_t>::max();
 
 }  // namespace
 
-MemoryFile::MemoryFile() : stream_(fopencookie(this, "w+b", {read, write, seek, nullptr})) {
+MemoryStream::MemoryStream() : stream_(fopencookie(this, "w+b", {read, write, seek, nullptr})) {
   if (!stream_) throw std::bad_alloc();
 }
 
-MemoryFile::~MemoryFile() {
+MemoryStream::~MemoryStream() {
   stream_.reset();
   std::free(bytes_);
 }
 
-std::size_t MemoryFile::finish() {
+std::size_t MemoryStream::finish() {
   const bool is_complete = std::fflush(stream_.get()) == 0 && std::ferror(stream_.get()) == 0;
   if (!is_complete) throw std::bad_alloc();
   return size_;
 }
 
-char* MemoryFile::release() {
+char* MemoryStream::release() {
   return std::exchange(bytes_, nullptr);
 }
 
-ssize_t MemoryFile::read(void* file, char* target, std::size_t size) {
-  auto& self = *static_cast<MemoryFile*>(file);
+ssize_t MemoryStream::read(void* file, char* target, std::size_t size) {
+  auto& self = *static_cast<MemoryStream*>(file);
   const std::size_t count = std::min(size, self.size_ - std::min(self.position_, self.size_));
   if (count > 0) std::memcpy(target, self.bytes_ + self.position_, count);
   self.position_ += count;
@@ -45,8 +45,8 @@ ssize_t MemoryFile::read(void* file, char* target, std::size_t size) {
 }
 
 // Skipped bytes are 0, as in files. If memory runs out, nothing is written, and the stream has an error.
-ssize_t MemoryFile::write(void* file, const char* source, std::size_t size) {
-  auto& self = *static_cast<MemoryFile*>(file);
+ssize_t MemoryStream::write(void* file, const char* source, std::size_t size) {
+  auto& self = *static_cast<MemoryStream*>(file);
   if (size == 0 || size > kLargest - self.position_ || !self.reserve(self.position_ + size)) return 0;
   if (self.position_ > self.size_) std::memset(self.bytes_ + self.size_, 0, self.position_ - self.size_);
   std::memcpy(self.bytes_ + self.position_, source, size);
@@ -55,8 +55,8 @@ ssize_t MemoryFile::write(void* file, const char* source, std::size_t size) {
   return static_cast<ssize_t>(size);
 }
 
-int MemoryFile::seek(void* file, off64_t* offset, int whence) {
-  auto& self = *static_cast<MemoryFile*>(file);
+int MemoryStream::seek(void* file, off64_t* offset, int whence) {
+  auto& self = *static_cast<MemoryStream*>(file);
   std::size_t from = 0;
   if (whence == SEEK_CUR) from = self.position_;
   if (whence == SEEK_END) from = self.size_;
@@ -70,7 +70,7 @@ int MemoryFile::seek(void* file, off64_t* offset, int whence) {
   return 0;
 }
 
-bool MemoryFile::reserve(std::size_t bytes) {
+bool MemoryStream::reserve(std::size_t bytes) {
   if (bytes <= room_) return true;
   const std::size_t room = std::max(bytes, std::min(2 * room_, kLargest));
   auto* const grown = static_cast<char*>(std::realloc(bytes_, room));
@@ -80,4 +80,4 @@ bool MemoryFile::reserve(std::size_t bytes) {
   return true;
 }
 
-}  // namespace api
+}  // namespace xrd

@@ -1,4 +1,4 @@
-// Files in memory.
+// Files in memory, for writers that take a stream.
 #pragma once
 
 #include <sys/types.h>
@@ -8,16 +8,16 @@
 
 #include "support/files.h"
 
-namespace api {
+namespace xrd {
 
 // A stream whose bytes stay in memory. That of open_memstream ends where it was written to last, which is not the end
 // of a file whose writer has gone back in it.
-class MemoryFile {
+class MemoryStream {
  public:
-  MemoryFile();
-  MemoryFile(const MemoryFile&) = delete;
-  MemoryFile& operator=(const MemoryFile&) = delete;
-  ~MemoryFile();
+  MemoryStream();
+  MemoryStream(const MemoryStream&) = delete;
+  MemoryStream& operator=(const MemoryStream&) = delete;
+  ~MemoryStream();
 
   std::FILE* stream() { return stream_.get(); }
 
@@ -43,4 +43,4 @@ class MemoryFile {
   xrd::FileHandle stream_;
 };
 
-}  // namespace api
+}  // namespace xrd
